@@ -1,0 +1,32 @@
+# Two commands for a newcomer: `make run` and `make test`.
+BUILD := build
+DEPS_STAMP := $(BUILD)/.deps-installed
+
+.PHONY: all run test bench deps configure build clean
+
+all: build
+
+$(DEPS_STAMP): scripts/install-deps
+	scripts/install-deps
+	@mkdir -p $(BUILD) && touch $@
+
+deps: $(DEPS_STAMP)
+
+configure: deps
+	@test -f $(BUILD)/CMakeCache.txt || cmake --preset default
+
+build: configure
+	cmake --build --preset default
+
+run: build
+	$(BUILD)/src/app/fendrel
+
+test: build
+	ctest --preset default
+
+bench: configure
+	cmake --build --preset default --target bench_all
+	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && echo "== $$b" && "$$b" || exit 1; done
+
+clean:
+	rm -rf $(BUILD)

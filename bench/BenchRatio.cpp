@@ -1,0 +1,46 @@
+#include "BenchRatio.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+
+namespace {
+
+// Console output as usual, plus the real time per iteration of every run.
+class CollectingReporter : public benchmark::ConsoleReporter
+{
+public:
+    std::map<std::string, double> seconds;
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+                seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
+        }
+    }
+};
+
+} // namespace
+
+int runBenchmarksWithRatios(int argc, char** argv, const std::vector<BenchComparison>& comparisons)
+{
+    benchmark::Initialize(&argc, argv);
+    CollectingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    int missing = 0;
+    for (const BenchComparison& c : comparisons) {
+        auto ours = reporter.seconds.find(c.ours);
+        auto reference = reporter.seconds.find(c.reference);
+        if (ours == reporter.seconds.end() || reference == reporter.seconds.end() || reference->second <= 0) {
+            std::printf("ratio %s n/a\n", c.what.c_str());
+            ++missing;
+            continue;
+        }
+        std::printf("ratio %s %.3f\n", c.what.c_str(), ours->second / reference->second);
+    }
+    return missing == 0 ? 0 : 1;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// A comparison printed after the runs as `ratio <what> <ours/reference>`,
+// both measured in the same process.
+struct BenchComparison
+{
+    std::string what;
+    std::string ours;      // benchmark name
+    std::string reference; // benchmark name
+};
+
+int runBenchmarksWithRatios(int argc, char** argv, const std::vector<BenchComparison>& comparisons);

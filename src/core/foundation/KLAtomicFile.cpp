@@ -1,0 +1,107 @@
+#include "KLAtomicFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+thread_local std::string g_lastError;
+
+bool fail(const std::string& what)
+{
+    g_lastError = what + ": " + std::strerror(errno);
+    return false;
+}
+
+std::string folderOf(const std::string& path)
+{
+    auto slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+} // namespace
+
+const std::string& KLAtomicFile::lastError()
+{
+    return g_lastError;
+}
+
+bool KLAtomicFile::write(const std::string& path, std::string_view bytes)
+{
+    return write(path, bytes, Options{});
+}
+
+bool KLAtomicFile::write(const std::string& path, std::string_view bytes, const Options& options)
+{
+    struct stat old{};
+    bool hadFile = ::stat(path.c_str(), &old) == 0;
+    if (hadFile && !S_ISREG(old.st_mode)) {
+        errno = EISDIR;
+        return fail(path);
+    }
+
+    std::string temp = path + ".XXXXXX";
+    int fd = ::mkstemp(temp.data());
+    if (fd < 0)
+        return fail("cannot create a temporary file beside " + path);
+
+    auto abandon = [&](const std::string& what) {
+        int saved = errno;
+        ::close(fd);
+        ::unlink(temp.c_str());
+        errno = saved;
+        return fail(what);
+    };
+
+    const char* p = bytes.data();
+    std::size_t left = bytes.size();
+    while (left > 0) {
+        ssize_t n = ::write(fd, p, left);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return abandon("cannot write " + temp);
+        }
+        p += n;
+        left -= static_cast<std::size_t>(n);
+    }
+
+    if (hadFile) {
+        if (options.keepOwnership && ::fchown(fd, old.st_uid, old.st_gid) != 0 && ::geteuid() == 0)
+            return abandon("cannot give " + temp + " the old owner");
+        if (::fchmod(fd, old.st_mode & 07777) != 0)
+            return abandon("cannot give " + temp + " the old mode");
+    } else {
+        mode_t mask = ::umask(0);
+        ::umask(mask);
+        if (::fchmod(fd, options.defaultMode & ~mask) != 0)
+            return abandon("cannot set the mode of " + temp);
+    }
+
+    if (::fsync(fd) != 0)
+        return abandon("cannot sync " + temp);
+    if (::close(fd) != 0) {
+        int saved = errno;
+        ::unlink(temp.c_str());
+        errno = saved;
+        return fail("cannot close " + temp);
+    }
+    if (::rename(temp.c_str(), path.c_str()) != 0) {
+        int saved = errno;
+        ::unlink(temp.c_str());
+        errno = saved;
+        return fail("cannot rename " + temp + " to " + path);
+    }
+    // Make the rename itself durable.
+    int dir = ::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
+    }
+    return true;
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+
+// Whole-file replacement that never leaves a half-written file: the bytes go
+// to a temporary file in the same folder, which gets the old file's owner,
+// group and mode (or the given defaults when there was none), is synced and
+// renamed over the old one. On any failure the old file stays as it was and
+// the temporary file is removed.
+class KLAtomicFile
+{
+public:
+    struct Options
+    {
+        mode_t defaultMode = 0644; // used when no file exists yet (umask applies)
+        bool keepOwnership = true; // copy owner and group of the old file
+    };
+
+    static bool write(const std::string& path, std::string_view bytes);
+    static bool write(const std::string& path, std::string_view bytes, const Options& options);
+
+    // The reason of the last failure on this thread, for log lines.
+    static const std::string& lastError();
+};

@@ -1,0 +1,76 @@
+#include "KLFileExtensions.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <vector>
+
+std::optional<struct stat> attributesOfItemAtPath(const std::string& path, bool traverseLink)
+{
+    std::string current = path;
+    for (int hops = 0; hops <= 40; ++hops) {
+        struct stat st{};
+        if (::lstat(current.c_str(), &st) != 0)
+            return std::nullopt;
+        if (!traverseLink || !S_ISLNK(st.st_mode))
+            return st;
+        std::vector<char> buffer(4096);
+        ssize_t n = ::readlink(current.c_str(), buffer.data(), buffer.size() - 1);
+        if (n <= 0)
+            return std::nullopt;
+        current.assign(buffer.data(), static_cast<std::size_t>(n));
+    }
+    return std::nullopt;
+}
+
+int isFileAcceptable(const std::string& path)
+{
+    struct stat st{};
+    if (::lstat(path.c_str(), &st) != 0)
+        return 4;
+    if (::stat(path.c_str(), &st) == 0 && st.st_size == 0)
+        return 9;
+    return 0;
+}
+
+bool resetFile(const std::string& path)
+{
+    mode_t mode = 0644;
+    std::optional<uid_t> owner;
+    std::optional<gid_t> group;
+    struct stat probe{};
+    if (::lstat(path.c_str(), &probe) == 0) {
+        if (auto st = attributesOfItemAtPath(path, true)) {
+            mode = st->st_mode & 07777;
+            owner = st->st_uid;
+            group = st->st_gid;
+        }
+        if (::unlink(path.c_str()) != 0)
+            return false;
+    } else {
+        mode_t mask = ::umask(0);
+        ::umask(mask);
+        mode = 0666 & ~mask;
+    }
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return false;
+    if (owner && ::fchown(fd, *owner, *group) != 0) {
+        // Only root can give a file away; others keep their own ownership.
+    }
+    bool ok = ::fchmod(fd, mode) == 0;
+    ok = ::close(fd) == 0 && ok;
+    return ok;
+}
+
+bool fileExists(const std::string& path)
+{
+    struct stat st{};
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
+bool isFolder(const std::string& path)
+{
+    struct stat st{};
+    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}

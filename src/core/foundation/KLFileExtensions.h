@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+
+// File-manager helpers with the exact results their callers rely on.
+
+// The attributes of the item; with traverseLink, symbolic links are followed
+// (a relative destination is taken relative to the current folder, not the
+// link's). A link that cannot be read, or a chain of more than 40, gives none.
+std::optional<struct stat> attributesOfItemAtPath(const std::string& path, bool traverseLink);
+// 4 nothing at the path, 9 an empty file (links followed), 0 otherwise.
+int isFileAcceptable(const std::string& path);
+// Empties the file, keeping its owner, group and mode (defaults when new).
+bool resetFile(const std::string& path);
+bool fileExists(const std::string& path);
+bool isFolder(const std::string& path); // links followed

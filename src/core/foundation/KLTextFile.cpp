@@ -1,0 +1,96 @@
+#include "KLTextFile.h"
+
+#include "KLAtomicFile.h"
+
+#include <unicode/ucnv.h>
+#include <unicode/ucsdet.h>
+#include <unicode/unistr.h>
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+bool isValidUTF8(std::string_view s)
+{
+    std::size_t i = 0;
+    while (i < s.size()) {
+        auto c = static_cast<unsigned char>(s[i]);
+        std::size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+        if (n == 0 || i + n > s.size())
+            return false;
+        for (std::size_t k = 1; k < n; ++k) {
+            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80)
+                return false;
+        }
+        if (n == 2 && c < 0xC2)
+            return false;
+        i += n;
+    }
+    return true;
+}
+
+std::optional<std::string> convert(std::string_view bytes, const char* charset)
+{
+    icu::UnicodeString u(bytes.data(), static_cast<int32_t>(bytes.size()), charset);
+    if (u.isBogus())
+        return std::nullopt;
+    std::string out;
+    u.toUTF8String(out);
+    return out;
+}
+
+} // namespace
+
+std::optional<std::string> KLTextFile::readBytes(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return std::nullopt;
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    if (in.bad())
+        return std::nullopt;
+    return buffer.str();
+}
+
+std::optional<std::string> KLTextFile::read(const std::string& path)
+{
+    auto bytes = readBytes(path);
+    if (!bytes)
+        return std::nullopt;
+    return decode(*bytes);
+}
+
+std::optional<std::string> KLTextFile::decode(std::string_view bytes)
+{
+    if (bytes.starts_with("\xEF\xBB\xBF")) {
+        bytes.remove_prefix(3);
+        return isValidUTF8(bytes) ? std::optional<std::string>(std::string(bytes)) : std::nullopt;
+    }
+    if (bytes.starts_with("\xFF\xFE"))
+        return convert(bytes.substr(2), "UTF-16LE");
+    if (bytes.starts_with("\xFE\xFF"))
+        return convert(bytes.substr(2), "UTF-16BE");
+    if (isValidUTF8(bytes))
+        return std::string(bytes);
+
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<UCharsetDetector, decltype(&ucsdet_close)> detector(ucsdet_open(&status), ucsdet_close);
+    if (U_FAILURE(status))
+        return std::nullopt;
+    ucsdet_setText(detector.get(), bytes.data(), static_cast<int32_t>(bytes.size()), &status);
+    const UCharsetMatch* match = ucsdet_detect(detector.get(), &status);
+    if (U_FAILURE(status) || !match)
+        return std::nullopt;
+    const char* name = ucsdet_getName(match, &status);
+    if (U_FAILURE(status) || !name)
+        return std::nullopt;
+    return convert(bytes, name);
+}
+
+bool KLTextFile::write(const std::string& path, std::string_view text)
+{
+    return KLAtomicFile::write(path, text);
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+// Text files as the system reads and writes them.
+class KLTextFile
+{
+public:
+    // Raw bytes of a file; nothing when it cannot be read.
+    static std::optional<std::string> readBytes(const std::string& path);
+
+    // Reads a file "with encoding detection" and returns UTF-8: UTF-8 with or
+    // without a byte order mark, UTF-16 with a byte order mark, then ICU's
+    // best guess. A file that cannot be read or decoded gives nothing.
+    static std::optional<std::string> read(const std::string& path);
+    static std::optional<std::string> decode(std::string_view bytes);
+
+    // Writes UTF-8 text atomically (KLAtomicFile).
+    static bool write(const std::string& path, std::string_view text);
+};

@@ -1,0 +1,89 @@
+#include "FendrelPref.h"
+
+#include "KLBundle.h"
+#include "KLLayout.h"
+#include "KLUserDefaults.h"
+
+#include <cstdlib>
+#include <mutex>
+
+namespace {
+FendrelPref* g_sharedInstance = nullptr;
+}
+
+FendrelPref::FendrelPref() : addresses_(std::make_shared<KLPlist::Array>())
+{
+    initialize();
+}
+
+FendrelPref::~FendrelPref()
+{
+    if (g_sharedInstance == this)
+        setSharedInstance(nullptr);
+}
+
+const std::vector<std::string>& FendrelPref::badAddresses()
+{
+    static const std::vector<std::string> bad = {"fendreled", "all", "host.domain.tld", "(null)"};
+    return bad;
+}
+
+KLPlist::Dictionary FendrelPref::registeredDefaults()
+{
+    const KLLayout& layout = KLLayout::active();
+    const char* home = std::getenv("HOME");
+    std::string desktop = std::string(home ? home : "") + "/Desktop";
+    return {
+        {"Address Array", KLPlist::stringArray({"127.0.0.1"})},
+        {"Check for Updates", true},
+        {"Should Discover Addresses", true},
+        {"Show Delete Dialog", true},
+        {"User Delete Dialog", true},
+        {"Group Delete Dialog", true},
+        {"Graceful Restart", true},
+        {"Sort Users", false},
+        {"Sort Groups", false},
+        {"Show Manual Editor", false},
+        {"Uses Remote Apache", false},
+        {"Allow Custom Web Dir", false},
+        {"Fendrel Protected Folder", 0},
+        {"Web Dir", ""},
+        {"SU Default Folder", desktop},
+        {"ApacheBinaryLocation", layout.apacheBinary},
+        {"ApacheCheckInterval", 2.0},
+        {"Override Conf Directory Location", layout.overrideConfDirectory},
+        {"Apache Conf File", layout.confFile},
+        {"Apache Conf Directory", layout.confDirectory},
+        {"Apache User Conf Directory", "users"},
+        {"stripVolumesFromFendrelFolder", 0},
+        {"fendrelFolderPrefix", ""},
+        {"Override Log Directory", false},
+        {"Apache Log Directory", layout.logDirectory},
+        {"Apache Site Protocol", "http"},
+        {"Apache Site Address", "127.0.0.1"},
+        {"Apache Site Port", "80"},
+        {"New File Extension", ".new"},
+    };
+}
+
+void FendrelPref::initialize()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        badAddresses();
+        KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
+        defaults.setApplicationIdentifier(KLBundle::main().identifier());
+        defaults.registerDefaults(registeredDefaults());
+    });
+}
+
+FendrelPref* FendrelPref::sharedInstance()
+{
+    return g_sharedInstance;
+}
+
+void FendrelPref::setSharedInstance(FendrelPref* instance)
+{
+    g_sharedInstance = instance;
+    KLPaneContext::setShared(instance);
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+// What a data source may set on a cell before it is drawn.
+struct KLCell
+{
+    bool enabled = true;
+    std::string iconFile;          // show the file system icon of this path
+    std::string imageName;         // a named image ("delete_idle", "user", ...)
+    std::string alternateImageName; // shown while pressed
+    int selectedIndex = -1;        // pop-up cells
+    std::string textColor;         // a colour name, empty for the default
+    std::string toolTip;
+};

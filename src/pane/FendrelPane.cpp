@@ -1,0 +1,6 @@
+#include "FendrelPane.h"
+
+FendrelPane::FendrelPane(QWidget* parent) : QWidget(parent)
+{
+    setObjectName("pane");
+}
