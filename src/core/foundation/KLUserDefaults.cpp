@@ -96,6 +96,11 @@ void KLUserDefaults::refreshLocked() const
     storedSize_ = -1;
     if (!exists)
         return;
+    if (!S_ISREG(st.st_mode)) {
+        // Not ours to move aside; writes will fail and say so.
+        KLLog("[Fendrel] Settings path " + path + " is not a file");
+        return;
+    }
     storedDevice_ = st.st_dev;
     storedInode_ = st.st_ino;
     storedSize_ = st.st_size;

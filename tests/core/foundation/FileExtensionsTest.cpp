@@ -1,0 +1,76 @@
+#include "KLFileExtensions.h"
+#include "KLTempFile.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <unistd.h>
+
+namespace {
+
+TEST(FileExtensionsTest, AcceptabilityCodes)
+{
+    TempDir dir;
+    std::string empty = dir.write("empty", "");
+    std::string full = dir.write("full", "x");
+    std::filesystem::create_symlink(empty, dir.file("link-to-empty"));
+    EXPECT_EQ(isFileAcceptable(dir.file("missing")), 4);
+    EXPECT_EQ(isFileAcceptable(empty), 9);
+    EXPECT_EQ(isFileAcceptable(dir.file("link-to-empty")), 9);
+    EXPECT_EQ(isFileAcceptable(full), 0);
+}
+
+TEST(FileExtensionsTest, LinksAreFollowedRelativeToTheCurrentFolder)
+{
+    TempDir dir;
+    dir.write("target", "12345");
+    std::filesystem::create_symlink("target", dir.file("link"));
+    auto unfollowed = attributesOfItemAtPath(dir.file("link"), false);
+    ASSERT_TRUE(unfollowed);
+    EXPECT_TRUE(S_ISLNK(unfollowed->st_mode));
+    // "target" is looked up in the current folder, not the link's.
+    char cwd[4096];
+    ASSERT_TRUE(::getcwd(cwd, sizeof cwd));
+    ASSERT_EQ(::chdir("/"), 0);
+    EXPECT_FALSE(attributesOfItemAtPath(dir.file("link"), true));
+    ASSERT_EQ(::chdir(dir.path().c_str()), 0);
+    auto followed = attributesOfItemAtPath(dir.file("link"), true);
+    ASSERT_EQ(::chdir(cwd), 0);
+    ASSERT_TRUE(followed);
+    EXPECT_EQ(followed->st_size, 5);
+    // A loop of links ends.
+    std::filesystem::create_symlink(dir.file("loop2"), dir.file("loop1"));
+    std::filesystem::create_symlink(dir.file("loop1"), dir.file("loop2"));
+    EXPECT_FALSE(attributesOfItemAtPath(dir.file("loop1"), true));
+}
+
+TEST(FileExtensionsTest, ResetEmptiesAndKeepsTheMode)
+{
+    TempDir dir;
+    std::string path = dir.write("file", "content");
+    ::chmod(path.c_str(), 0604);
+    ASSERT_TRUE(resetFile(path));
+    EXPECT_EQ(readFile(path), "");
+    struct stat st{};
+    ::stat(path.c_str(), &st);
+    EXPECT_EQ(st.st_mode & 07777, 0604u);
+    ASSERT_TRUE(resetFile(dir.file("new")));
+    EXPECT_TRUE(fileExists(dir.file("new")));
+    EXPECT_FALSE(resetFile(dir.file("no/such/folder")));
+}
+
+TEST(FileExtensionsTest, TempFileIsPrivateAndOpen)
+{
+    auto temp = KLTempFile::tempFile();
+    ASSERT_TRUE(temp);
+    EXPECT_NE(temp->path().find("/.Fendrel"), std::string::npos);
+    EXPECT_EQ(::write(temp->handle(), "abc", 3), 3);
+    struct stat st{};
+    ::stat(temp->path().c_str(), &st);
+    EXPECT_EQ(st.st_mode & 07777, 0600u);
+    EXPECT_EQ(st.st_size, 3);
+    ::unlink(temp->path().c_str());
+}
+
+} // namespace

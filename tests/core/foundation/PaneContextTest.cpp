@@ -1,0 +1,104 @@
+#include "FendrelPref.h"
+#include "KLUserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+// The locations follow the settings of the shared store; each test sets what it needs.
+class PaneContextTest : public ::testing::TestWithParam<const char*>
+{
+protected:
+    void SetUp() override
+    {
+        ::setenv("FENDREL_LAYOUT", GetParam(), 1);
+        pref = std::make_unique<FendrelPref>();
+        FendrelPref::setSharedInstance(pref.get());
+        home = std::getenv("HOME");
+    }
+    void TearDown() override
+    {
+        for (const char* key : {"Fendrel Protected Folder", "Web Dir", "stripVolumesFromFendrelFolder",
+                                "fendrelFolderPrefix", "Should Discover Addresses"})
+            defaults().removeDefaultForKey(key);
+        pref.reset();
+        ::unsetenv("FENDREL_LAYOUT");
+    }
+    static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
+    std::string personal() const { return home + (GetParam() == std::string("macos") ? "/Sites" : "/public_html"); }
+
+    std::unique_ptr<FendrelPref> pref;
+    std::string home;
+};
+
+TEST_P(PaneContextTest, RootsAndFilesFollowTheStoredChoice)
+{
+    EXPECT_EQ(KLPaneContext::shared(), pref.get());
+    EXPECT_EQ(pref->fendrelLocation(4), personal());
+    EXPECT_EQ(pref->fendrelLocation(1), personal() + "/.htusers");
+    EXPECT_EQ(pref->fendrelLocation(3), personal() + "/.htgroups");
+    EXPECT_FALSE(pref->fendrelLocation(2));
+    EXPECT_FALSE(pref->fendrelLocation(0));
+
+    defaults().setInteger(5, "Fendrel Protected Folder");
+    EXPECT_EQ(pref->fendrelLocation(4), personal());
+
+    defaults().setInteger(1, "Fendrel Protected Folder");
+    std::string shared = GetParam() == std::string("macos") ? "/Library/WebServer/Documents/" : "/var/www/html/";
+    EXPECT_EQ(pref->fendrelLocation(4), shared);
+    EXPECT_EQ(pref->fendrelLocation(1), shared + ".htusers");
+
+    defaults().setInteger(2, "Fendrel Protected Folder");
+    defaults().setObject(KLPlist("/srv/custom"), "Web Dir");
+    EXPECT_EQ(pref->fendrelLocation(3), "/srv/custom/.htgroups");
+}
+
+TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
+{
+    defaults().setInteger(2, "Fendrel Protected Folder");
+    defaults().setObject(KLPlist("/Volumes/Data/Sites"), "Web Dir");
+    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/Volumes/Data/Sites");
+    defaults().setBool(true, "stripVolumesFromFendrelFolder");
+    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/Data/Sites");
+    EXPECT_EQ(pref->adjustedFendrelLocation(1), "/Data/Sites/.htusers");
+    defaults().setObject(KLPlist("/srv"), "fendrelFolderPrefix");
+    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/srv/Data/Sites");
+    defaults().setObject(KLPlist("/Data/Volumes/x"), "Web Dir");
+    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/srv/Data/Volumes/x");
+    EXPECT_FALSE(pref->adjustedFendrelLocation(7));
+}
+
+TEST_P(PaneContextTest, AddressesAndDiscovery)
+{
+    EXPECT_FALSE(pref->userArray());
+    EXPECT_FALSE(pref->groupArray());
+    pref->addresses().emplace_back("10.0.0.1");
+    pref->addresses().emplace_back("127.0.0.1");
+    EXPECT_EQ(pref->indexOfAddress("127.0.0.1"), 1u);
+    EXPECT_EQ(pref->indexOfAddress("10.0.0.2"), static_cast<std::size_t>(std::numeric_limits<long>::max()));
+    EXPECT_EQ(pref->addressAtIndex(0), "10.0.0.1");
+    EXPECT_TRUE(pref->shouldDiscoverAddresses());
+    pref->setShouldDiscoverAddresses(false);
+    EXPECT_FALSE(pref->shouldDiscoverAddresses());
+    EXPECT_EQ(pref->selectedItem(), nullptr);
+    EXPECT_FALSE(pref->hasBeenManuallyEdited());
+}
+
+TEST_P(PaneContextTest, DefaultsComeFromTheActiveLayout)
+{
+    bool macos = GetParam() == std::string("macos");
+    EXPECT_EQ(defaults().applicationIdentifier(), "com.quillmoor.fendrel");
+    auto registered = FendrelPref::registeredDefaults();
+    EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
+    EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
+    EXPECT_EQ(registered["Apache Site Port"], KLPlist("80"));
+    EXPECT_EQ(registered["Address Array"], KLPlist::stringArray({"127.0.0.1"}));
+    EXPECT_EQ(FendrelPref::badAddresses(),
+              (std::vector<std::string>{"fendreled", "all", "host.domain.tld", "(null)"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, PaneContextTest, ::testing::Values("macos", "debian"));
+
+} // namespace

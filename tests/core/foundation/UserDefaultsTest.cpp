@@ -1,0 +1,161 @@
+#include "KLAssert.h"
+#include "KLUserDefaults.h"
+#include "FileSizeLimit.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+// Each test uses its own domain so nothing leaks between tests of one process.
+class UserDefaultsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        domain = std::string("test.") + ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        defaults().setApplicationIdentifier(domain);
+    }
+    static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
+    std::string domain;
+};
+
+TEST_F(UserDefaultsTest, StoredValueWinsOverDefaultUntilRemoved)
+{
+    defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}});
+    EXPECT_EQ(defaults().objectForKey("Apache Site Port"), KLPlist("80"));
+    ASSERT_TRUE(defaults().setObject(KLPlist("8080"), "Apache Site Port"));
+    EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "8080");
+    ASSERT_TRUE(defaults().removeDefaultForKey("Apache Site Port"));
+    EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "80");
+    EXPECT_TRUE(defaults().objectForKey("Never Registered").isNull());
+}
+
+TEST_F(UserDefaultsTest, RegisteringTwiceMergesKeyByKey)
+{
+    defaults().registerDefaults({{"a", 1}, {"b", 2}});
+    defaults().registerDefaults({{"b", 3}, {"c", 4}});
+    EXPECT_EQ(defaults().integerForKey("a"), 1);
+    EXPECT_EQ(defaults().integerForKey("b"), 3);
+    EXPECT_EQ(defaults().integerForKey("c"), 4);
+}
+
+TEST_F(UserDefaultsTest, NullValueIsAProgrammingErrorAndStoresNothing)
+{
+    defaults().setInteger(5, "kept");
+    try {
+        defaults().setObject(KLPlist(), "kept");
+        FAIL() << "no assertion raised";
+    } catch (const KLInvalidParameter& e) {
+        EXPECT_EQ(std::string(e.what()),
+                  "Invalid parameter not satisfying: [value isKindOfClass:[NSString class]] || [value "
+                  "isKindOfClass:[NSData class]] || [value isKindOfClass:[NSNumber class]] || [value "
+                  "isKindOfClass:[NSDate class]] || [value isKindOfClass:[NSArray class]] || [value "
+                  "isKindOfClass:[NSDictionary class]]");
+    }
+    EXPECT_EQ(defaults().integerForKey("kept"), 5);
+}
+
+TEST_F(UserDefaultsTest, TypedGettersReadStringsAndRefuseOtherKinds)
+{
+    defaults().setObject(KLPlist("12abc"), "number text");
+    defaults().setObject(KLPlist("YES"), "yes text");
+    defaults().setObject(KLPlist("no"), "no text");
+    defaults().setObject(KLPlist::stringArray({"x"}), "array");
+    defaults().setDouble(2.5, "real");
+    EXPECT_EQ(defaults().integerForKey("number text"), 12);
+    EXPECT_TRUE(defaults().boolForKey("yes text"));
+    EXPECT_FALSE(defaults().boolForKey("no text"));
+    EXPECT_FALSE(defaults().stringForKey("real").has_value());
+    EXPECT_FALSE(defaults().arrayForKey("real").has_value());
+    EXPECT_EQ(defaults().arrayForKey("array")->size(), 1u);
+    EXPECT_EQ(defaults().integerForKey("array"), 0);
+    EXPECT_DOUBLE_EQ(defaults().doubleForKey("real"), 2.5);
+    EXPECT_FLOAT_EQ(defaults().floatForKey("real"), 2.5f);
+    EXPECT_EQ(defaults().integerForKey("real"), 2);
+}
+
+TEST_F(UserDefaultsTest, EveryKindSurvivesTheFileAndAnotherReader)
+{
+    KLPlist::Dictionary nested{{"user", "alice"}, {"n", 3}};
+    defaults().setBool(true, "bool");
+    defaults().setInteger(-7, "int");
+    defaults().setObject(KLPlist(KLPlist::Data{0, 1, 255}), "data");
+    defaults().setObject(KLPlist(KLPlist::Date{123.0}), "date");
+    defaults().setObject(KLPlist(KLPlist::Array{KLPlist(nested), KLPlist("x")}), "array");
+
+    auto text = readFile(defaults().preferencesPath());
+    auto reread = KLPlist::fromXML(text);
+    ASSERT_TRUE(reread && reread->dictionary());
+    const KLPlist& file = *reread;
+    EXPECT_EQ(file["bool"], KLPlist(true));
+    EXPECT_EQ(file["int"], KLPlist(-7));
+    EXPECT_EQ(file["data"], KLPlist(KLPlist::Data{0, 1, 255}));
+    EXPECT_EQ(file["date"], KLPlist(KLPlist::Date{123.0}));
+    EXPECT_EQ(file["array"].array()->at(0)["user"], KLPlist("alice"));
+}
+
+TEST_F(UserDefaultsTest, ChangingTheIdentifierHidesTheOldDomain)
+{
+    defaults().registerDefaults({{"registered", "old"}});
+    defaults().setObject(KLPlist("stored"), "stored");
+    defaults().setApplicationIdentifier(domain + ".other");
+    EXPECT_TRUE(defaults().objectForKey("registered").isNull());
+    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
+    defaults().setApplicationIdentifier(domain);
+    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
+}
+
+TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
+{
+    defaults().registerDefaults({{"Sort Users", false}});
+    std::string path = defaults().preferencesPath();
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    {
+        std::FILE* f = std::fopen(path.c_str(), "w");
+        std::fputs("<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru", f);
+        std::fclose(f);
+    }
+    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
+    bool keptAside = false;
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(path).parent_path())) {
+        if (entry.path().filename().string().starts_with(domain + ".plist.corrupt-")) {
+            keptAside = true;
+            EXPECT_NE(readFile(entry.path()).find("<tru"), std::string::npos);
+        }
+    }
+    EXPECT_TRUE(keptAside);
+    EXPECT_TRUE(defaults().setBool(true, "Sort Users"));
+    EXPECT_TRUE(defaults().boolForKey("Sort Users"));
+}
+
+TEST_F(UserDefaultsTest, FailedWriteReportsFalseAndKeepsTheOldValue)
+{
+    defaults().setInteger(1, "value");
+    std::string path = defaults().preferencesPath();
+    std::string before = readFile(path);
+    {
+        FileSizeLimit limit(4096);
+        EXPECT_FALSE(defaults().setObject(KLPlist(std::string(10000, 'x')), "value"));
+    }
+    EXPECT_EQ(readFile(path), before);
+    EXPECT_EQ(defaults().integerForKey("value"), 1);
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(path).parent_path()))
+        EXPECT_FALSE(entry.path().filename().string().starts_with(domain + ".plist.")) << entry.path();
+}
+
+TEST_F(UserDefaultsTest, AnotherProcessWritingTheFileIsSeen)
+{
+    defaults().setInteger(1, "shared");
+    std::string path = defaults().preferencesPath();
+    KLPlist::Dictionary changed{{"shared", 2}};
+    std::FILE* f = std::fopen((path + ".tmp").c_str(), "w");
+    std::fputs(KLPlist(changed).toXML().c_str(), f);
+    std::fclose(f);
+    std::filesystem::rename(path + ".tmp", path);
+    EXPECT_EQ(defaults().integerForKey("shared"), 2);
+}
+
+} // namespace
