@@ -10,6 +10,12 @@ struct KLRegex::Impl
     std::unique_ptr<icu::RegexPattern> pattern;
 };
 
+struct KLRegex::Matcher
+{
+    icu::UnicodeString text;
+    std::unique_ptr<icu::RegexMatcher> matcher;
+};
+
 namespace {
 
 // Converting UTF-16 offsets back to UTF-8 offsets: walk the text once.
@@ -65,48 +71,69 @@ KLRegex::KLRegex(std::string_view pattern, bool caseInsensitive) : pattern_(patt
 }
 
 KLRegex::~KLRegex() = default;
-KLRegex::KLRegex(const KLRegex& other) = default;
-KLRegex& KLRegex::operator=(const KLRegex& other) = default;
+
+KLRegex::KLRegex(const KLRegex& other) : shared_(other.shared_), pattern_(other.pattern_)
+{
+}
+
+KLRegex& KLRegex::operator=(const KLRegex& other)
+{
+    if (this != &other) {
+        shared_ = other.shared_;
+        pattern_ = other.pattern_;
+        matcher_.reset();
+    }
+    return *this;
+}
+
 KLRegex::KLRegex(KLRegex&&) noexcept = default;
 KLRegex& KLRegex::operator=(KLRegex&&) noexcept = default;
+
+KLRegex::Matcher& KLRegex::matcherFor(std::string_view text) const
+{
+    if (!matcher_) {
+        matcher_ = std::make_unique<Matcher>();
+        UErrorCode status = U_ZERO_ERROR;
+        matcher_->matcher.reset(shared_->pattern->matcher(status));
+        if (U_FAILURE(status))
+            throw std::runtime_error("cannot make a matcher for " + pattern_);
+    }
+    matcher_->text = icu::UnicodeString::fromUTF8(text);
+    matcher_->matcher->reset(matcher_->text);
+    return *matcher_;
+}
 
 bool KLRegex::matches(std::string_view text) const
 {
     UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString u = icu::UnicodeString::fromUTF8(text);
-    std::unique_ptr<icu::RegexMatcher> m(shared_->pattern->matcher(u, status));
-    return U_SUCCESS(status) && m->find(status) && U_SUCCESS(status);
+    Matcher& m = matcherFor(text);
+    return m.matcher->find(status) && U_SUCCESS(status);
 }
 
 std::optional<KLRegex::Match> KLRegex::firstMatch(std::string_view text) const
 {
     UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString u = icu::UnicodeString::fromUTF8(text);
-    std::unique_ptr<icu::RegexMatcher> m(shared_->pattern->matcher(u, status));
-    if (U_FAILURE(status) || !m->find(status) || U_FAILURE(status))
+    Matcher& m = matcherFor(text);
+    if (!m.matcher->find(status) || U_FAILURE(status))
         return std::nullopt;
-    return makeMatch(*m, u);
+    return makeMatch(*m.matcher, m.text);
 }
 
 std::vector<KLRegex::Match> KLRegex::allMatches(std::string_view text) const
 {
     std::vector<Match> result;
     UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString u = icu::UnicodeString::fromUTF8(text);
-    std::unique_ptr<icu::RegexMatcher> m(shared_->pattern->matcher(u, status));
-    while (U_SUCCESS(status) && m->find(status) && U_SUCCESS(status))
-        result.push_back(makeMatch(*m, u));
+    Matcher& m = matcherFor(text);
+    while (m.matcher->find(status) && U_SUCCESS(status))
+        result.push_back(makeMatch(*m.matcher, m.text));
     return result;
 }
 
 std::string KLRegex::replaceAll(std::string_view text, std::string_view replacement) const
 {
     UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString u = icu::UnicodeString::fromUTF8(text);
-    std::unique_ptr<icu::RegexMatcher> m(shared_->pattern->matcher(u, status));
-    if (U_FAILURE(status))
-        return std::string(text);
-    icu::UnicodeString replaced = m->replaceAll(icu::UnicodeString::fromUTF8(replacement), status);
+    Matcher& m = matcherFor(text);
+    icu::UnicodeString replaced = m.matcher->replaceAll(icu::UnicodeString::fromUTF8(replacement), status);
     if (U_FAILURE(status))
         return std::string(text);
     std::string out;
@@ -116,8 +143,5 @@ std::string KLRegex::replaceAll(std::string_view text, std::string_view replacem
 
 std::size_t KLRegex::groupCount() const
 {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString empty;
-    std::unique_ptr<icu::RegexMatcher> m(shared_->pattern->matcher(empty, status));
-    return U_SUCCESS(status) ? static_cast<std::size_t>(m->groupCount()) : 0;
+    return static_cast<std::size_t>(matcherFor({}).matcher->groupCount());
 }

@@ -8,8 +8,9 @@
 
 // An ICU regular expression, compiled once and used for any number of
 // searches. Patterns search anywhere in the text unless anchored. Texts and
-// results are UTF-8. A KLRegex is not shared between threads while searching;
-// copies (cheap, they share the compiled pattern) may be.
+// results are UTF-8. One KLRegex object searches on one thread at a time (it
+// keeps its matcher between searches); copies share the compiled pattern and
+// may search on other threads.
 class KLRegex
 {
 public:
@@ -41,6 +42,11 @@ public:
 
 private:
     struct Impl;
+    struct Matcher;
+    // The matcher for text, made once per KLRegex object and reset per search.
+    Matcher& matcherFor(std::string_view text) const;
+
     std::shared_ptr<const Impl> shared_;
     std::string pattern_;
+    mutable std::unique_ptr<Matcher> matcher_;
 };
