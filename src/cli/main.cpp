@@ -1,7 +1,6 @@
-#include <cstdio>
+#include "KLCommandLine.h"
 
-int main()
+int main(int argc, char** argv)
 {
-    std::fputs("usage: fendrelctl [--root DIR] [--json] [--yes] COMMAND ...\n", stderr);
-    return 2;
+    return KLCommandLine().run(argc, argv);
 }

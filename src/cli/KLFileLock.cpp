@@ -1,0 +1,44 @@
+#include "KLFileLock.h"
+
+#include "KLCliError.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+constexpr const char* kCannotLock = "Cannot lock %s: %s";
+
+std::string lockMessage(const std::string& path, int error)
+{
+    std::string text(kCannotLock);
+    text.replace(text.find("%s"), 2, path);
+    text.replace(text.find("%s"), 2, std::strerror(error));
+    return text;
+}
+} // namespace
+
+KLFileLock::KLFileLock(const std::string& path, Mode mode) : path_(path)
+{
+    // A folder or a file alike; reading rights are enough for flock.
+    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd_ < 0)
+        throw KLCliError(errno == ENOENT ? KLExitStatus::NotFound : KLExitStatus::Failure, lockMessage(path, errno));
+    int operation = mode == Mode::Exclusive ? LOCK_EX : LOCK_SH;
+    while (::flock(fd_, operation) != 0) {
+        if (errno == EINTR)
+            continue;
+        int error = errno;
+        ::close(fd_);
+        fd_ = -1;
+        throw KLCliError(KLExitStatus::Failure, lockMessage(path, error));
+    }
+}
+
+KLFileLock::~KLFileLock()
+{
+    if (fd_ >= 0)
+        ::close(fd_);
+}

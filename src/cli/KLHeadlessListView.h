@@ -1,0 +1,58 @@
+#pragma once
+
+#include "KLHeadlessControl.h"
+#include "KLListView.h"
+
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+class KLOutlineDataSource;
+class KLTableDataSource;
+
+// A table or outline without a window. A table has as many rows as its data
+// source says; an outline's rows are its visible items (top level, then the
+// children of every expanded item), asked of its data source as a real
+// outline would. The command line selects rows in it and lets the
+// controller act on that selection, exactly as a click would.
+class KLHeadlessListView : public KLHeadlessControl<KLListView>
+{
+public:
+    explicit KLHeadlessListView(std::string name) : name_(std::move(name)) {}
+
+    void setTableDataSource(KLTableDataSource* source) { table_ = source; }
+    void setOutlineDataSource(KLOutlineDataSource* source) { outline_ = source; }
+    KLTableDataSource* tableDataSource() const { return table_; }
+    KLOutlineDataSource* outlineDataSource() const { return outline_; }
+
+    std::string name() const override { return name_; }
+    void reloadData() override {}
+    void reloadItem(KLItem) override {}
+    int numberOfRows() const override;
+    int selectedRow() const override { return selection_.empty() ? -1 : selection_.front(); }
+    std::vector<int> selectedRows() const override { return selection_; }
+    void selectRow(int row, bool extendSelection) override;
+    void deselectAll() override { selection_.clear(); }
+    void editColumn(const std::string& column, int row) override { editing_ = {column, row}; }
+    KLItem itemAtRow(int row) const override;
+    int rowForItem(KLItem item) const override;
+    void expandItem(KLItem item) override { expanded_.insert(item); }
+    void collapseItem(KLItem item) override { expanded_.erase(item); }
+    bool isItemExpanded(KLItem item) const override { return expanded_.count(item) > 0; }
+    void setNeedsDisplay() override {}
+
+    // The cell last put into editing by the controller (column, row); row -1 when none.
+    const std::pair<std::string, int>& editing() const { return editing_; }
+
+private:
+    std::vector<KLItem> visibleItems() const;
+    void appendVisible(KLItem parent, std::vector<KLItem>& items) const;
+
+    std::string name_;
+    KLTableDataSource* table_ = nullptr;
+    KLOutlineDataSource* outline_ = nullptr;
+    std::vector<int> selection_;
+    std::set<KLItem> expanded_;
+    std::pair<std::string, int> editing_{std::string(), -1};
+};

@@ -1,0 +1,113 @@
+#include "CliRunner.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+nlohmann::json CliResult::json() const
+{
+    return nlohmann::json::parse(out, nullptr, false);
+}
+
+std::string fendrelctlPath()
+{
+    return FENDREL_BINARY_DIR "/src/cli/fendrelctl";
+}
+
+CliProcess::CliProcess(const std::vector<std::string>& args, const std::string& input)
+{
+    int in[2], out[2], err[2];
+    if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0)
+        return;
+    std::string program = fendrelctlPath();
+    std::vector<char*> argv;
+    argv.push_back(program.data());
+    std::vector<std::string> copies(args);
+    for (std::string& arg : copies)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        ::dup2(in[0], 0);
+        ::dup2(out[1], 1);
+        ::dup2(err[1], 2);
+        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]})
+            ::close(fd);
+        ::execv(program.c_str(), argv.data());
+        ::_exit(127);
+    }
+    ::close(in[0]);
+    ::close(out[1]);
+    ::close(err[1]);
+    outFd_ = out[0];
+    errFd_ = err[0];
+    // Small inputs fit the pipe; write them all and close, so the child sees the end.
+    std::size_t written = 0;
+    while (written < input.size()) {
+        ssize_t n = ::write(in[1], input.data() + written, input.size() - written);
+        if (n <= 0)
+            break;
+        written += static_cast<std::size_t>(n);
+    }
+    ::close(in[1]);
+}
+
+CliProcess::~CliProcess()
+{
+    if (pid_ > 0 && !done_) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+    for (int fd : {outFd_, errFd_})
+        if (fd >= 0)
+            ::close(fd);
+}
+
+CliResult CliProcess::wait(double timeoutSeconds)
+{
+    CliResult result;
+    if (pid_ <= 0 || done_)
+        return result;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
+    bool outOpen = true, errOpen = true;
+    while (outOpen || errOpen) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            break;
+        pollfd fds[2] = {{outOpen ? outFd_ : -1, POLLIN, 0}, {errOpen ? errFd_ : -1, POLLIN, 0}};
+        int ready = ::poll(fds, 2, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0)
+            break;
+        char buffer[4096];
+        for (int i = 0; i < 2; ++i) {
+            if (!(fds[i].revents & (POLLIN | POLLHUP)))
+                continue;
+            ssize_t n = ::read(fds[i].fd, buffer, sizeof buffer);
+            if (n > 0)
+                (i == 0 ? result.out : result.err).append(buffer, static_cast<std::size_t>(n));
+            else
+                (i == 0 ? outOpen : errOpen) = false;
+        }
+    }
+    if (outOpen || errOpen)
+        ::kill(pid_, SIGKILL);
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    done_ = true;
+    if (!(outOpen || errOpen) && WIFEXITED(status))
+        result.status = WEXITSTATUS(status);
+    return result;
+}
+
+CliResult runCli(const std::vector<std::string>& args, const std::string& input, double timeoutSeconds)
+{
+    CliProcess process(args, input);
+    return process.wait(timeoutSeconds);
+}

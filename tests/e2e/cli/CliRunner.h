@@ -1,0 +1,39 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+// Runs the built fendrelctl as a user would: arguments, text on standard
+// input (a pipe, so never a terminal), and the environment of the test
+// process (its private HOME and settings folder). A run that takes longer
+// than the timeout is killed and counts as a failure.
+struct CliResult
+{
+    int status = -1; // exit status; -1 when killed or not started
+    std::string out;
+    std::string err;
+
+    nlohmann::json json() const; // standard output parsed as JSON (discarded on garbage)
+};
+
+std::string fendrelctlPath();
+CliResult runCli(const std::vector<std::string>& args, const std::string& input = {}, double timeoutSeconds = 60);
+
+// A process started and left running, for runs that must overlap.
+class CliProcess
+{
+public:
+    CliProcess(const std::vector<std::string>& args, const std::string& input = {});
+    ~CliProcess();
+    CliProcess(const CliProcess&) = delete;
+    CliProcess& operator=(const CliProcess&) = delete;
+    CliResult wait(double timeoutSeconds = 60);
+
+private:
+    int pid_ = -1;
+    int outFd_ = -1;
+    int errFd_ = -1;
+    bool done_ = false;
+};
