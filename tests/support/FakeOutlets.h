@@ -164,6 +164,8 @@ class FakeListView : public FakeControlOf<KLListView>
 public:
     explicit FakeListView(std::string outletName = "list") : outlet(std::move(outletName)) {}
     std::string name() const override { return outlet; }
+    void setDataSource(KLTableDataSource* source) override { tableSource = source; }
+    void setDataSource(KLOutlineDataSource* source) override { outlineSource = source; }
     void reloadData() override { ++reloads; }
     void reloadItem(KLItem item) override { reloadedItems.push_back(item); }
     int numberOfRows() const override { return rowCount >= 0 ? rowCount : static_cast<int>(rows.size()); }
@@ -192,6 +194,8 @@ public:
     void setNeedsDisplay() override { ++redraws; }
 
     std::string outlet;
+    KLTableDataSource* tableSource = nullptr;
+    KLOutlineDataSource* outlineSource = nullptr;
     int reloads = 0;
     int redraws = 0;
     int rowCount = -1;

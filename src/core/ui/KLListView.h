@@ -3,6 +3,9 @@
 #include "KLControl.h"
 #include "KLItem.h"
 
+class KLOutlineDataSource;
+class KLTableDataSource;
+
 #include <string>
 #include <vector>
 
@@ -11,6 +14,11 @@ class KLListView : public KLControl
 {
 public:
     virtual std::string name() const = 0; // the outlet's name, e.g. "userTable"
+    // The source (and delegate) the view asks for its rows; a table takes a
+    // table source, an outline an outline source. The view does not own it;
+    // null detaches it. Views that cannot show the kind ignore it.
+    virtual void setDataSource(KLTableDataSource* source) { (void)source; }
+    virtual void setDataSource(KLOutlineDataSource* source) { (void)source; }
     virtual void reloadData() = 0;
     virtual void reloadItem(KLItem item) = 0;
     virtual int numberOfRows() const = 0;
