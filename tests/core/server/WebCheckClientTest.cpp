@@ -1,0 +1,169 @@
+#include "KLAuthorization.h"
+#include "KLFileExtensions.h"
+#include "KLLog.h"
+#include "KLWebCheckClient.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+std::uint64_t littleEndian(const KLAuthorization::ExternalForm& form, std::size_t offset, std::size_t width)
+{
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i)
+        value |= static_cast<std::uint64_t>(form[offset + i]) << (8 * i);
+    return value;
+}
+
+std::uint64_t uptimeTicks()
+{
+    double seconds = 0;
+    std::ifstream("/proc/uptime") >> seconds;
+    return static_cast<std::uint64_t>(seconds * static_cast<double>(::sysconf(_SC_CLK_TCK)));
+}
+
+std::string writeScript(const TempDir& dir, const std::string& name, const std::string& body)
+{
+    std::string path = dir.write(name, "#!/bin/sh\n" + body);
+    ::chmod(path.c_str(), 0755);
+    return path;
+}
+
+} // namespace
+
+TEST(WebCheckExternalFormTest, LayoutNamesThisProcess)
+{
+    auto form = KLAuthorization::makeExternalForm();
+    ASSERT_TRUE(form);
+    EXPECT_EQ(0, std::memcmp(form->data(), "FNDR", 4));
+    EXPECT_EQ(1u, littleEndian(*form, 4, 4));
+    EXPECT_EQ(static_cast<std::uint64_t>(::getpid()), littleEndian(*form, 8, 4));
+    EXPECT_EQ(static_cast<std::uint64_t>(::getuid()), littleEndian(*form, 12, 4));
+    auto start = KLAuthorization::processStartTime(::getpid());
+    ASSERT_TRUE(start);
+    EXPECT_EQ(*start, littleEndian(*form, 16, 8));
+    EXPECT_LE(*start, uptimeTicks());
+
+    auto second = KLAuthorization::makeExternalForm();
+    ASSERT_TRUE(second);
+    EXPECT_TRUE(std::equal(form->begin(), form->begin() + 24, second->begin())) << "only the random bytes differ";
+    EXPECT_NE(littleEndian(*form, 24, 8), littleEndian(*second, 24, 8));
+}
+
+TEST(WebCheckExternalFormTest, StartTimeSurvivesHostileCommandNames)
+{
+    // A program name with spaces and parentheses shifts naively split fields.
+    TempDir dir;
+    std::string program = dir.file("a) 1 2 (b c");
+    ASSERT_EQ(0, std::system(("cp /bin/sleep '" + program + "'").c_str()));
+    pid_t child = ::fork();
+    if (child == 0) {
+        ::execl(program.c_str(), program.c_str(), "5", static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    ASSERT_GT(child, 0);
+    std::uint64_t now = 0;
+    std::optional<std::uint64_t> start;
+    for (int i = 0; i < 100; ++i) {
+        std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
+        std::string name;
+        std::getline(comm, name);
+        if (name == "a) 1 2 (b c") {
+            start = KLAuthorization::processStartTime(child);
+            now = uptimeTicks();
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ASSERT_TRUE(start);
+    std::uint64_t tick = static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK));
+    EXPECT_LE(*start, now + tick);
+    EXPECT_GE(*start + 5 * tick, now);
+    EXPECT_FALSE(KLAuthorization::processStartTime(child)) << "a reaped process has no start time";
+}
+
+TEST(WebCheckClientTest, SetUIDMeansRootOwnedWithTheBit)
+{
+    TempDir dir;
+    std::string tool = dir.write("WebCheck", "x");
+    KLWebCheckClient client(tool);
+    ::chmod(tool.c_str(), 04755);
+    if (::getuid() != 0) {
+        EXPECT_FALSE(client.isHelperSetUID()) << "owned by a user, not by root";
+        return;
+    }
+    ASSERT_EQ(0, ::chown(tool.c_str(), 0, 0));
+    ASSERT_EQ(0, ::chmod(tool.c_str(), 04755));
+    EXPECT_TRUE(client.isHelperSetUID());
+    std::string link = dir.file("link");
+    ASSERT_EQ(0, ::symlink(tool.c_str(), link.c_str()));
+    EXPECT_TRUE(KLWebCheckClient(link).isHelperSetUID()) << "links are followed";
+    ASSERT_EQ(0, ::chmod(tool.c_str(), 0755));
+    EXPECT_FALSE(client.isHelperSetUID());
+    ASSERT_EQ(0, ::chown(tool.c_str(), 65534, 0));
+    ASSERT_EQ(0, ::chmod(tool.c_str(), 04755));
+    EXPECT_FALSE(client.isHelperSetUID());
+    EXPECT_FALSE(KLWebCheckClient(dir.file("missing")).isHelperSetUID());
+}
+
+TEST(WebCheckClientTest, InstallsThenRunsWithPathArgumentsAndToken)
+{
+    TempDir dir;
+    std::string tool = writeScript(dir, "WebCheck",
+                                   "if [ \"$1\" = -selfRepair ]; then echo \"$*\" > '" + dir.file("install") +
+                                       "'; echo $$; exit 0; fi\n"
+                                       "printf '%s\\n' \"$@\" > '" + dir.file("args") + "'\n"
+                                       "cat > '" + dir.file("token") + "'\nexit 42\n");
+    std::string pkexec = writeScript(dir, "pkexec", "echo used > '" + dir.file("pkexec.used") + "'\nexec \"$@\"\n");
+    KLWebCheckClient client(tool, pkexec);
+
+    EXPECT_EQ(42, client.webcheckWithArgs({"-operation", "ctl", "-data", "graceful"}));
+    EXPECT_EQ("-selfRepair YES -mypath " + tool + "\n", readFile(dir.file("install")));
+    EXPECT_EQ(::geteuid() != 0, fileExists(dir.file("pkexec.used"))) << "pkexec only when not root";
+    EXPECT_EQ("-mypath\n" + tool + "\n-operation\nctl\n-data\ngraceful\n", readFile(dir.file("args")));
+    std::string token = readFile(dir.file("token"));
+    ASSERT_EQ(KLAuthorization::kExternalFormLength, token.size());
+    EXPECT_EQ("FNDR", token.substr(0, 4));
+    pid_t pid = 0;
+    std::memcpy(&pid, token.data() + 8, 4);
+    EXPECT_EQ(::getpid(), pid);
+}
+
+TEST(WebCheckClientTest, RefusedInstallGivesSevenAndRunsNothing)
+{
+    TempDir dir;
+    std::string tool = writeScript(dir, "WebCheck",
+                                   "if [ \"$1\" = -selfRepair ]; then exit 126; fi\ntouch '" + dir.file("ran") + "'\n");
+    std::string pkexec = writeScript(dir, "pkexec", "exec \"$@\"\n");
+    std::vector<std::string> logged;
+    KLSetLogSink([&](const std::string& line) { logged.push_back(line); });
+    int result = KLWebCheckClient(tool, pkexec).webcheckWithArgs({"-operation", "ctl", "-data", "stop"});
+    KLSetLogSink(nullptr);
+    EXPECT_EQ(KLWebCheckClient::kAuthorizationFailed, result);
+    EXPECT_EQ(std::vector<std::string>{"Error 126: Authorization failed"}, logged);
+    EXPECT_FALSE(fileExists(dir.file("ran")));
+}
+
+TEST(WebCheckClientTest, MissingToolOrPkexecIsReported)
+{
+    TempDir dir;
+    std::vector<std::string> logged;
+    KLSetLogSink([&](const std::string& line) { logged.push_back(line); });
+    int result = KLWebCheckClient(dir.file("WebCheck"), dir.file("pkexec")).webcheckWithArgs({});
+    KLSetLogSink(nullptr);
+    EXPECT_EQ(KLWebCheckClient::kAuthorizationFailed, result);
+    ASSERT_EQ(1u, logged.size());
+    EXPECT_NE(std::string::npos, logged[0].find("Authorization failed"));
+}
