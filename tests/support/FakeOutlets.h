@@ -179,6 +179,7 @@ public:
     }
     void deselectAll() override { selection.clear(); }
     void editColumn(const std::string& column, int row) override { edits.emplace_back(column, row); }
+    int editedRow() const override { return editingRow; }
     KLItem itemAtRow(int row) const override
     {
         return row >= 0 && row < static_cast<int>(rows.size()) ? rows[static_cast<std::size_t>(row)] : nullptr;
@@ -203,6 +204,7 @@ public:
     std::vector<KLItem> reloadedItems;
     std::vector<int> selection;
     std::vector<std::pair<std::string, int>> edits;
+    int editingRow = -1;
     std::set<KLItem> expanded;
 };
 

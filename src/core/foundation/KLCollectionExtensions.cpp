@@ -84,8 +84,13 @@ void setBoolValue(KLPlist::Dictionary& dict, bool value, const std::string& key)
 
 int compareUsernames(const std::string& a, const std::string& b)
 {
+    return compareUsernames(a, b, KLUserDefaults::standardUserDefaults().boolForKey("Case Sensitive Compare"));
+}
+
+int compareUsernames(const std::string& a, const std::string& b, bool caseSensitive)
+{
     int c = 0;
-    if (KLUserDefaults::standardUserDefaults().boolForKey("Case Sensitive Compare")) {
+    if (caseSensitive) {
         c = a.compare(b);
     } else {
         c = icu::UnicodeString::fromUTF8(a).caseCompare(icu::UnicodeString::fromUTF8(b), U_FOLD_CASE_DEFAULT);

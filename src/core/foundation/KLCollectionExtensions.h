@@ -28,3 +28,5 @@ void setBoolValue(KLPlist::Dictionary& dict, bool value, const std::string& key)
 int compareOnUsername(const KLPlist& a, const KLPlist& b);
 // The same rule for two names.
 int compareUsernames(const std::string& a, const std::string& b);
+// The same rule with the setting read once by the caller (for sorts).
+int compareUsernames(const std::string& a, const std::string& b, bool caseSensitive);

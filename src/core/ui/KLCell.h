@@ -6,6 +6,7 @@
 struct KLCell
 {
     bool enabled = true;
+    bool transparent = false;      // drawn as nothing (a check box that does not apply)
     std::string iconFile;          // show the file system icon of this path
     std::string imageName;         // a named image ("delete_idle", "user", ...)
     std::string alternateImageName; // shown while pressed

@@ -27,6 +27,9 @@ public:
     virtual void selectRow(int row, bool extendSelection) = 0;
     virtual void deselectAll() = 0;
     virtual void editColumn(const std::string& column, int row) = 0;
+    // The row whose cell is being edited, -1 when none. Views that edit
+    // cells in place override this; the default says nothing is edited.
+    virtual int editedRow() const { return -1; }
     virtual KLItem itemAtRow(int row) const = 0;
     virtual int rowForItem(KLItem item) const = 0;
     virtual void expandItem(KLItem item) = 0;

@@ -1,0 +1,96 @@
+#include "KLScanner.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+namespace {
+
+// The code point at `pos` and its length in bytes; a malformed byte counts
+// as one character that is not white space.
+char32_t codePointAt(std::string_view text, std::size_t pos, std::size_t& length)
+{
+    auto first = static_cast<unsigned char>(text[pos]);
+    if (first < 0x80) {
+        length = 1;
+        return first;
+    }
+    int32_t i = static_cast<int32_t>(pos);
+    UChar32 c = 0;
+    U8_NEXT(reinterpret_cast<const uint8_t*>(text.data()), i, static_cast<int32_t>(text.size()), c);
+    length = static_cast<std::size_t>(i) - pos;
+    return c < 0 ? 0xFFFD : static_cast<char32_t>(c);
+}
+
+} // namespace
+
+bool KLScanner::isWhitespaceOrNewline(char32_t c)
+{
+    if (c < 0x80)
+        return c == ' ' || (c >= '\t' && c <= '\r');
+    return u_isUWhiteSpace(static_cast<UChar32>(c));
+}
+
+bool KLScanner::containsWhitespaceOrNewline(std::string_view text)
+{
+    for (std::size_t pos = 0, length = 0; pos < text.size(); pos += length) {
+        if (isWhitespaceOrNewline(codePointAt(text, pos, length)))
+            return true;
+    }
+    return false;
+}
+
+std::size_t KLScanner::skipped(std::size_t from) const
+{
+    if (skip_ == Skip::None)
+        return from;
+    std::size_t length = 0;
+    while (from < text_.size() && isWhitespaceOrNewline(codePointAt(text_, from, length)))
+        from += length;
+    return from;
+}
+
+bool KLScanner::isAtEnd() const
+{
+    return skipped(pos_) >= text_.size();
+}
+
+bool KLScanner::scanUpTo(std::string_view stop, std::string* into)
+{
+    std::size_t start = skipped(pos_);
+    if (start >= text_.size())
+        return false;
+    std::size_t end = text_.find(stop, start);
+    if (end == std::string_view::npos)
+        end = text_.size();
+    if (end == start)
+        return false;
+    if (into)
+        into->assign(text_.substr(start, end - start));
+    pos_ = end;
+    return true;
+}
+
+bool KLScanner::scanUpToString(std::string_view stop, std::string& into)
+{
+    return scanUpTo(stop, &into);
+}
+
+bool KLScanner::scanUpToString(std::string_view stop)
+{
+    return scanUpTo(stop, nullptr);
+}
+
+bool KLScanner::scanString(std::string_view literal)
+{
+    std::size_t start = skipped(pos_);
+    if (text_.substr(start).substr(0, literal.size()) != literal)
+        return false;
+    pos_ = start + literal.size();
+    return true;
+}
+
+void KLScanner::skipLine()
+{
+    std::size_t end = text_.find('\n', pos_);
+    pos_ = end == std::string_view::npos ? text_.size() : end + 1;
+}

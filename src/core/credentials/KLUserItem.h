@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// One node of the groups tree: the root (no value), a group (its name and a
+// children array, possibly empty) or a member (a user name, no children
+// array). A node owns its children; its parent pointer is only a way back up.
+class KLUserItem
+{
+public:
+    using Children = std::vector<std::shared_ptr<KLUserItem>>;
+
+    KLUserItem(std::optional<std::string> value, KLUserItem* parent, std::optional<Children> children);
+    static std::shared_ptr<KLUserItem> itemWithValue(std::optional<std::string> value, KLUserItem* parent,
+                                                     std::optional<Children> children);
+
+    // The group or user name; empty for the root.
+    const std::string& value() const;
+    void setValue(std::string value);
+    KLUserItem* parent() const { return parent_; }
+    void setParent(KLUserItem* parent) { parent_ = parent; }
+    // Null for members.
+    Children* children() { return children_ ? &*children_ : nullptr; }
+    const Children* children() const { return children_ ? &*children_ : nullptr; }
+    // Fixed at creation: whether the node was made with a children array
+    // (groups and the root), not whether it has any child.
+    bool hasChildren() const { return hasChildren_; }
+
+    // Orders by value, case-sensitively when "Case Sensitive Compare" is on.
+    int compareTo(const KLUserItem& other) const;
+    // The same with the setting read once by the caller (for sorts).
+    int compareTo(const KLUserItem& other, bool caseSensitive) const;
+    std::string description() const;
+
+private:
+    std::optional<std::string> value_;
+    KLUserItem* parent_;
+    std::optional<Children> children_;
+    bool hasChildren_;
+};
