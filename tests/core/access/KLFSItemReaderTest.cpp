@@ -1,0 +1,218 @@
+#include "KLFSItem.h"
+
+#include "FakePaneContext.h"
+#include "KLNotificationCenter.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+std::vector<std::string> names(const KLPlist& value)
+{
+    std::vector<std::string> out;
+    if (const KLPlist::Array* array = value.array()) {
+        for (const KLPlist& v : *array)
+            out.push_back(v.description());
+    }
+    return out;
+}
+
+class ReaderTest : public ::testing::Test
+{
+protected:
+    ReaderTest()
+    {
+        pane.root = dir.path();
+        pane.userNames = std::vector<std::string>{"alice", "bob"};
+        pane.groupNames = std::vector<std::string>{"staff"};
+        pane.addressList = {KLPlist("10.0.0.1")};
+        item = KLFSItem::create(dir.mkdir("site"));
+    }
+
+    KLFSItem& parse(const std::string& text)
+    {
+        item->setStringValue(text);
+        return *item;
+    }
+
+    std::vector<std::string> list(const char* key) { return names(item->authDict()[key]); }
+    bool has(const char* key) { return item->authDict().count(key) > 0; }
+
+    TempDir dir;
+    FakePaneContext pane;
+    std::shared_ptr<KLFSItem> item;
+};
+
+TEST_F(ReaderTest, NewItemWithoutFileIsDisabledAllowListWithNoLists)
+{
+    EXPECT_EQ(item->authStatus(), 0);
+    EXPECT_TRUE(item->isAuthenticationDisabled());
+    EXPECT_TRUE(item->isAllowSet());
+    EXPECT_FALSE(item->hasAccessFile());
+    EXPECT_EQ(item->addressArray(), nullptr);
+    EXPECT_EQ(item->accessPath(), dir.path() + "/site/.htaccess");
+    EXPECT_EQ(item->relativePath(), "site");
+    EXPECT_EQ(item->fullPath(), dir.path() + "/site");
+}
+
+TEST_F(ReaderTest, EmptyTextResetsEverythingToStatusFourDisabled)
+{
+    parse("Require user alice\nOptions +Indexes\n");
+    parse("");
+    EXPECT_TRUE(item->authDict().empty());
+    EXPECT_TRUE(item->userText().empty());
+    EXPECT_EQ(item->authStatus(), 0);
+    EXPECT_NE(item->description().find("Auth Mode: Password and Address"), std::string::npos);
+    EXPECT_TRUE(item->isAuthenticationDisabled());
+    EXPECT_FALSE(item->isAllowSet()); // every parse starts with an empty dictionary
+}
+
+TEST_F(ReaderTest, RequireLinesKeepOnlyKnownNamesInOrder)
+{
+    parse("Require user bob  carol alice\tbob fendreled alice\n");
+    EXPECT_EQ(list(KLFSItem::kRequireUser), (std::vector<std::string>{"bob", "alice"}));
+    EXPECT_EQ(item->authStatus(), 1);
+    EXPECT_TRUE(item->isPasswordProtected());
+    EXPECT_TRUE(item->requiresAll()); // the stored bit 4, unlike the status query
+
+    parse("  require   GROUP staff nobody\n");
+    EXPECT_EQ(list(KLFSItem::kRequireGroup), (std::vector<std::string>{"staff"}));
+    EXPECT_TRUE(item->isPasswordProtected());
+
+    parse("Require user fendreled\n");
+    EXPECT_TRUE(item->isPasswordProtected());
+    EXPECT_TRUE(list(KLFSItem::kRequireUser).empty());
+}
+
+TEST_F(ReaderTest, ValidUserAndCommentedDirectives)
+{
+    parse("Require valid-user\n");
+    EXPECT_EQ(list(KLFSItem::kRequireUser), (std::vector<std::string>{"valid-user"}));
+    EXPECT_EQ(item->authStatus(), 1);
+
+    parse("#Require user alice bob\n");
+    EXPECT_EQ(list(KLFSItem::kRequireUser), (std::vector<std::string>{"alice", "bob"}));
+    EXPECT_TRUE(item->isAuthenticationDisabled());
+    EXPECT_EQ(item->authStatus(), 0);
+    EXPECT_FALSE(item->isPasswordProtected());
+}
+
+TEST_F(ReaderTest, AddressLinesAndAllowListMode)
+{
+    parse("Deny from all\nAllow from 10.0.0.1\n");
+    EXPECT_TRUE(item->isAllowSet());
+    EXPECT_EQ(list(KLFSItem::kAllowFrom), (std::vector<std::string>{"10.0.0.1"}));
+    ASSERT_TRUE(has(KLFSItem::kDenyFrom));
+    EXPECT_TRUE(list(KLFSItem::kDenyFrom).empty());
+    EXPECT_EQ(item->authStatus(), 2);
+    ASSERT_NE(item->addressArray(), nullptr);
+    EXPECT_EQ(names(KLPlist(*item->addressArray())), (std::vector<std::string>{"10.0.0.1"}));
+
+    parse("deny from all\n");
+    EXPECT_TRUE(item->isAllowSet());
+    EXPECT_TRUE(has("deny from")); // stored under the directive as written
+    EXPECT_FALSE(has(KLFSItem::kDenyFrom));
+
+    parse("Allow from all\n"); // only "Deny from all" means allow-list mode
+    EXPECT_FALSE(item->isAllowSet());
+}
+
+TEST_F(ReaderTest, AddressDiscoveryJoinsThePaneListButNeverPlaceholdersOrUpperCase)
+{
+    parse("Deny from 192.168.1.5 ABC fendreled all 10.0.0.1\n");
+    EXPECT_EQ(list(KLFSItem::kDenyFrom), (std::vector<std::string>{"192.168.1.5", "10.0.0.1"}));
+    ASSERT_EQ(pane.addressList.size(), 2u);
+    EXPECT_EQ(pane.addressList[1].description(), "192.168.1.5");
+
+    parse("Deny from 192.168.1.5\n"); // already known: not added twice
+    EXPECT_EQ(pane.addressList.size(), 2u);
+
+    pane.discover = false;
+    parse("Deny from host.example 10.0.0.1\n");
+    EXPECT_EQ(list(KLFSItem::kDenyFrom), (std::vector<std::string>{"10.0.0.1"}));
+    EXPECT_EQ(pane.addressList.size(), 2u);
+}
+
+TEST_F(ReaderTest, SatisfyAnyClearsTheAllBitEvenWhenCommented)
+{
+    parse("Require user alice\nDeny from 10.0.0.1\n");
+    EXPECT_EQ(item->authStatus(), 7);
+    EXPECT_TRUE(item->requiresAll());
+    parse("Require user alice\nDeny from 10.0.0.1\nSatisfy any\n");
+    EXPECT_EQ(item->authStatus(), 3);
+    parse("Require user alice\nDeny from 10.0.0.1\n#Satisfy any\n");
+    EXPECT_EQ(item->authStatus(), 3);
+    parse("Require user alice\nDeny from 10.0.0.1\nSatisfy all\n");
+    EXPECT_EQ(item->authStatus(), 7);
+}
+
+TEST_F(ReaderTest, UnmanagedLinesAreKeptManagedWordsDropped)
+{
+    parse("Options +Indexes # note\n"
+          "ErrorDocument 403 /Order.html\n"
+          "## heading\n"
+          "   \n"
+          "AuthType Basic\n"
+          "DirectoryIndex index.html\r\n"
+          "# plain comment\n"
+          "Require user\n");
+    EXPECT_EQ(item->userText(),
+              (std::vector<std::string>{"# note", "DirectoryIndex index.html\r", "# plain comment", "Require user"}));
+    EXPECT_TRUE(item->authDict().empty());
+    EXPECT_TRUE(item->isAuthenticationDisabled());
+}
+
+TEST_F(ReaderTest, ReadsTheFileAtCreationAndAnnouncesEveryLoad)
+{
+    dir.write("other/.htaccess", "Require user alice\n");
+    int posts = 0;
+    const void* sender = nullptr;
+    KLObservation observe(KLFSItem::kAccessFileDidChange, nullptr, [&](const KLNotification& n) {
+        ++posts;
+        sender = n.object;
+    });
+    auto other = KLFSItem::create(dir.path() + "/other");
+    EXPECT_EQ(posts, 1);
+    EXPECT_EQ(sender, other.get());
+    EXPECT_TRUE(other->isPasswordProtected());
+    EXPECT_EQ(other->stringValue(), "Require user alice\n");
+}
+
+TEST_F(ReaderTest, WithoutUsersSourceUserListsReadBackEmpty)
+{
+    pane.userNames.reset();
+    parse("Require user alice\n");
+    EXPECT_TRUE(list(KLFSItem::kRequireUser).empty());
+    EXPECT_TRUE(item->isPasswordProtected());
+}
+
+TEST_F(ReaderTest, DescriptionNamesPathStateAndMode)
+{
+    parse("Require user alice\nSatisfy any\n");
+    EXPECT_EQ(item->description(),
+              "Path: " + item->accessPath() + "\nEnabled? YES\nExpanded? NO\nAuth Mode: Password");
+    KLFSItem::saveState(true, *item);
+    EXPECT_NE(item->description().find("Expanded? YES"), std::string::npos);
+}
+
+TEST_F(ReaderTest, GarbageNeverCrashesAndNeverTurnsIntoProtection)
+{
+    std::mt19937 random(42);
+    const std::string alphabet = "#Require user group Allow Deny from all any \t\r\n\xc3\xa9\xff\x80 Satisfy";
+    for (int round = 0; round < 300; ++round) {
+        std::string text;
+        std::size_t length = random() % 400;
+        for (std::size_t i = 0; i < length; ++i)
+            text += alphabet[random() % alphabet.size()];
+        parse(text);
+        if (item->isAuthenticationDisabled()) {
+            EXPECT_FALSE(item->isPasswordProtected());
+            EXPECT_FALSE(item->isAddressProtected());
+        }
+    }
+}
+
+} // namespace
