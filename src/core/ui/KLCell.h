@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // What a data source may set on a cell before it is drawn.
 struct KLCell
@@ -11,6 +12,7 @@ struct KLCell
     std::string imageName;         // a named image ("delete_idle", "user", ...)
     std::string alternateImageName; // shown while pressed
     int selectedIndex = -1;        // pop-up cells
+    std::vector<std::string> menuItems; // pop-up cells: the entries, by index
     std::string textColor;         // a colour name, empty for the default
     std::string toolTip;
 };
