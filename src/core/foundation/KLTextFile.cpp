@@ -81,13 +81,24 @@ std::optional<std::string> KLTextFile::decode(std::string_view bytes)
     if (U_FAILURE(status))
         return std::nullopt;
     ucsdet_setText(detector.get(), bytes.data(), static_cast<int32_t>(bytes.size()), &status);
-    const UCharsetMatch* match = ucsdet_detect(detector.get(), &status);
-    if (U_FAILURE(status) || !match)
+    int32_t count = 0;
+    const UCharsetMatch** matches = ucsdet_detectAll(detector.get(), &count, &status);
+    if (U_FAILURE(status))
         return std::nullopt;
-    const char* name = ucsdet_getName(match, &status);
-    if (U_FAILURE(status) || !name)
-        return std::nullopt;
-    return convert(bytes, name);
+    // Without a byte order mark, UTF-16 and UTF-32 text of line-based files
+    // has NUL bytes (the high halves of ASCII characters); ICU also offers
+    // them, with the highest confidence, for short Latin-1 text.
+    bool hasNul = bytes.find('\0') != std::string_view::npos;
+    for (int32_t i = 0; i < count; ++i) {
+        const char* name = ucsdet_getName(matches[i], &status);
+        if (U_FAILURE(status) || !name)
+            return std::nullopt;
+        std::string_view charset(name);
+        if (!hasNul && (charset.starts_with("UTF-16") || charset.starts_with("UTF-32")))
+            continue;
+        return convert(bytes, name);
+    }
+    return std::nullopt;
 }
 
 bool KLTextFile::write(const std::string& path, std::string_view text)

@@ -1,26 +1,34 @@
 #include "FendrelPref.h"
 
-// The users and groups sources arrive with the credential files; until then
-// the pane knows no names.
+#include "KLCollectionExtensions.h"
+#include "KLGroupsDataSource.h"
+#include "KLUsersDataSource.h"
+
+// The name queries read the sources' own lists; membership goes through the
+// sources' hashed indexes, which follow every change of those lists.
 
 std::optional<std::vector<std::string>> FendrelPref::userArray() const
 {
-    return std::nullopt;
+    if (!users_)
+        return std::nullopt;
+    return flattenedStringsWithKey(users_->dataArray(), KLUsersDataSource::kUserKey);
 }
 
 std::optional<std::vector<std::string>> FendrelPref::groupArray() const
 {
-    return std::nullopt;
+    if (!groups_)
+        return std::nullopt;
+    return groups_->list();
 }
 
-bool FendrelPref::hasUser(const std::string&) const
+bool FendrelPref::hasUser(const std::string& name) const
 {
-    return false;
+    return users_ && users_->hasUser(name);
 }
 
-bool FendrelPref::hasGroup(const std::string&) const
+bool FendrelPref::hasGroup(const std::string& name) const
 {
-    return false;
+    return groups_ && groups_->hasGroup(name);
 }
 
 void FendrelPref::setUsers(std::shared_ptr<KLUsersDataSource> users)

@@ -10,6 +10,7 @@ class KLPasteboard
 {
 public:
     static constexpr const char* kFendrelUserType = "KLFendrelUser";
+    static constexpr const char* kStringType = "text/plain";
 
     void declareTypes(const std::vector<std::string>& types);
     const std::vector<std::string>& types() const { return types_; }

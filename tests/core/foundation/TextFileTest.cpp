@@ -29,6 +29,10 @@ TEST(TextFileTest, DecodesByteOrderMarksAndGuesses)
     auto latin1 = KLTextFile::decode("Require user j\xFCrgen and m\xFCller from the west\n");
     ASSERT_TRUE(latin1);
     EXPECT_NE(latin1->find("j\xC3\xBCrgen"), std::string::npos);
+    // Short Latin-1 lines are no UTF-16, whatever the detector rates
+    // highest: without NUL bytes that guess is passed over.
+    EXPECT_EQ(KLTextFile::decode("jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n"),
+              "jos\xC3\xA9:abcdefghijklm\nzo\xC3\xAB:nopqrstuvwxyz\nalice:h1\n");
 }
 
 TEST(TextFileTest, UnreadableFileGivesNothing)

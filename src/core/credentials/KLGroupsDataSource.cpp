@@ -1,0 +1,339 @@
+#include "KLGroupsDataSource.h"
+
+#include "KLAtomicFile.h"
+#include "KLFileExtensions.h"
+#include "KLLog.h"
+#include "KLPaneContext.h"
+#include "KLScanner.h"
+#include "KLStringExtensions.h"
+#include "KLTextFile.h"
+#include "KLUserDefaults.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char* kSortGroupsKey = "Sort Groups";
+constexpr const char* kCaseSensitiveKey = "Case Sensitive Compare";
+
+bool isASCII(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+std::optional<std::string> groupsFilePath()
+{
+    KLPaneContext* pane = KLPaneContext::shared();
+    return pane ? pane->fendrelLocation(KLPaneContext::kGroupsFile) : std::nullopt;
+}
+
+std::shared_ptr<KLUserItem> emptyRoot()
+{
+    return KLUserItem::itemWithValue(std::nullopt, nullptr, KLUserItem::Children{});
+}
+
+} // namespace
+
+KLGroupsDataSource::KLGroupsDataSource() : root_(emptyRoot())
+{
+}
+
+std::shared_ptr<KLGroupsDataSource> KLGroupsDataSource::initWithUsers(const std::vector<std::string>& users)
+{
+    auto source = std::make_shared<KLGroupsDataSource>();
+    source->root_ = source->parseGroupfileWithUsers(users);
+    return source;
+}
+
+std::vector<std::string> KLGroupsDataSource::list() const
+{
+    std::vector<std::string> names;
+    names.reserve(root_->children()->size());
+    for (const auto& group : *root_->children())
+        names.push_back(group->value());
+    return names;
+}
+
+std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const std::vector<std::string>& users)
+{
+    unreadableFile_ = false;
+    names_.reset();
+    std::optional<std::string> path = groupsFilePath();
+    if (!path || !fileExists(*path))
+        return emptyRoot();
+    std::optional<std::string> text = KLTextFile::read(*path);
+    if (!text) {
+        unreadableFile_ = true;
+        KLLog("Fendrel: cannot read the groups file " + *path + "; it will not be overwritten");
+        return emptyRoot();
+    }
+    std::unordered_set<std::string_view> known(users.begin(), users.end());
+    return parseGroups(*text, [&known](const std::string& name) { return known.count(name) > 0; });
+}
+
+std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text,
+                                                            const std::function<bool(const std::string&)>& isUser)
+{
+    std::shared_ptr<KLUserItem> root = emptyRoot();
+    KLScanner scanner(text, KLScanner::Skip::None);
+    std::string name;
+    std::string members;
+    while (!scanner.isAtEnd()) {
+        if (!scanner.scanUpToString(":", name)) {
+            // A line that starts with ":" would hold the scanner in place.
+            scanner.skipLine();
+            continue;
+        }
+        if (stringByRemovingSurroundingWhitespace(name).empty()) {
+            scanner.scanUpToString("\n");
+            scanner.scanString("\n");
+            continue;
+        }
+        // Kept untrimmed: a blank line before a group stays in its name, and
+        // the writer puts it back.
+        auto group = KLUserItem::itemWithValue(name, root.get(), KLUserItem::Children{});
+        root->children()->push_back(group);
+        scanner.scanString(":");
+        members.clear();
+        scanner.scanUpToString("\n", members);
+        scanner.scanString("\n");
+        if (stringByRemovingSurroundingWhitespace(members).empty())
+            continue;
+        KLUserItem::Children& children = *group->children();
+        std::string piece;
+        for (std::size_t start = 0;;) {
+            std::size_t end = members.find(' ', start);
+            piece.assign(members, start, end == std::string::npos ? std::string::npos : end - start);
+            if (isUser(piece))
+                children.push_back(KLUserItem::itemWithValue(piece, group.get(), std::nullopt));
+            if (end == std::string::npos)
+                break;
+            start = end + 1;
+        }
+    }
+    return root;
+}
+
+std::string KLGroupsDataSource::groupfileText(const KLUserItem& root)
+{
+    std::string text;
+    for (const auto& group : *root.children()) {
+        text += group->value();
+        text += ": ";
+        // Every member, the last included, is followed by a space.
+        for (const auto& member : *group->children()) {
+            text += member->value();
+            text += ' ';
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+bool KLGroupsDataSource::writeGroupfile()
+{
+    names_.reset();
+    std::optional<std::string> path = groupsFilePath();
+    if (!path)
+        return false;
+    if (unreadableFile_) {
+        KLLog("Fendrel: the groups file " + *path + " could not be read and is left as it is");
+        return false;
+    }
+    std::string text = groupfileText(*root_);
+    if (!isASCII(text)) {
+        KLLog("Fendrel: the groups file " + *path + " is not written: a group or member name is not ASCII");
+        return false;
+    }
+    if (!KLAtomicFile::write(*path, text)) {
+        KLLog("Fendrel: cannot write the groups file " + *path + ": " + KLAtomicFile::lastError());
+        return false;
+    }
+    return true;
+}
+
+const KLNameIndex& KLGroupsDataSource::names() const
+{
+    const KLUserItem::Children& groups = *root_->children();
+    if (!names_ || names_->size() != groups.size()) {
+        names_.emplace();
+        names_->reserve(groups.size());
+        for (const auto& group : groups)
+            names_->add(group->value());
+    }
+    return *names_;
+}
+
+bool KLGroupsDataSource::containsItem(const std::string& name) const
+{
+    if (!names().containsIgnoringCase(name))
+        return false;
+    KLUserItem* edited = nullptr;
+    if (outlineView_ && outlineView_->editedRow() >= 0)
+        edited = node(outlineView_->itemAtRow(outlineView_->editedRow()));
+    if (!edited)
+        return true;
+    // Renaming a group to its own name in other letter case is allowed.
+    return std::any_of(root_->children()->begin(), root_->children()->end(), [&](const auto& group) {
+        return group.get() != edited && KLNameIndex::equalIgnoringCase(group->value(), name);
+    });
+}
+
+bool KLGroupsDataSource::hasGroup(const std::string& name) const
+{
+    return names().contains(name);
+}
+
+KLUserItem* KLGroupsDataSource::addNewGroup(const std::string& name)
+{
+    auto group = KLUserItem::itemWithValue(name, root_.get(), KLUserItem::Children{});
+    KLUserItem::Children& groups = rootArray();
+    groups.push_back(group);
+    names_.reset();
+    if (KLUserDefaults::standardUserDefaults().boolForKey(kSortGroupsKey)) {
+        bool caseSensitive = KLUserDefaults::standardUserDefaults().boolForKey(kCaseSensitiveKey);
+        std::stable_sort(groups.begin(), groups.end(),
+                         [caseSensitive](const auto& a, const auto& b) { return a->compareTo(*b, caseSensitive) < 0; });
+    }
+    return group.get();
+}
+
+void KLGroupsDataSource::removeUserFromGroups(const std::string& user)
+{
+    std::string name = stringByRemovingSurroundingWhitespace(user);
+    bool removed = false;
+    // Copies: deleting a member changes the arrays being walked.
+    KLUserItem::Children groups = rootArray();
+    for (const auto& group : groups) {
+        KLUserItem::Children members = *group->children();
+        for (const auto& member : members) {
+            if (member->value() != name)
+                continue;
+            removeItem(member.get());
+            removed = true;
+        }
+    }
+    if (removed)
+        reload();
+}
+
+void KLGroupsDataSource::removeItem(KLUserItem* item)
+{
+    KLUserItem* parent = item->parent();
+    if (!parent || !parent->children())
+        return;
+    KLUserItem::Children& siblings = *parent->children();
+    auto it = std::find_if(siblings.begin(), siblings.end(), [item](const auto& child) { return child.get() == item; });
+    if (it == siblings.end())
+        return;
+    siblings.erase(it);
+    if (parent == root_.get())
+        names_.reset();
+    writeGroupfile();
+}
+
+bool KLGroupsDataSource::deleteRowForItem(KLListView& view, KLUserItem* item)
+{
+    if (!item)
+        return false;
+    removeItem(item);
+    view.reloadData();
+    return true;
+}
+
+void KLGroupsDataSource::reload()
+{
+    if (outlineView_)
+        outlineView_->reloadData();
+}
+
+KLFSItem* KLGroupsDataSource::activeDirectory() const
+{
+    KLPaneContext* pane = KLPaneContext::shared();
+    return pane ? pane->selectedItem() : nullptr;
+}
+
+int KLGroupsDataSource::numberOfChildren(KLListView&, KLItem item)
+{
+    const KLUserItem* parent = item ? node(item) : root_.get();
+    return parent->children() ? static_cast<int>(parent->children()->size()) : 0;
+}
+
+KLItem KLGroupsDataSource::child(KLListView&, int index, KLItem item)
+{
+    KLUserItem* parent = item ? node(item) : root_.get();
+    KLUserItem::Children* children = parent->children();
+    if (!children || index < 0 || static_cast<std::size_t>(index) >= children->size())
+        return nullptr;
+    return (*children)[static_cast<std::size_t>(index)].get();
+}
+
+bool KLGroupsDataSource::isItemExpandable(KLListView&, KLItem item)
+{
+    return item && node(item)->hasChildren();
+}
+
+bool KLGroupsDataSource::shouldEdit(KLListView&, const std::string& column, KLItem item)
+{
+    if (column == kGroupColumn)
+        return item && node(item)->children();
+    return true;
+}
+
+bool KLGroupsDataSource::validateText(KLListView&, const std::string& text)
+{
+    if (stringByRemovingSurroundingWhitespace(text).empty())
+        return false;
+    if (containsItem(text))
+        return false;
+    return !KLScanner::containsWhitespaceOrNewline(text);
+}
+
+void KLGroupsDataSource::itemWillCollapse(KLListView& view, KLItem item)
+{
+    // A member row that disappears cannot stay selected: the group takes
+    // the selection and the pane hears of it.
+    view.selectRow(view.rowForItem(item), false);
+    if (action_)
+        action_();
+}
+
+void KLGroupsDataSource::setGroupValue(KLListView& view, const KLPlist& value, KLUserItem* group)
+{
+    group->setValue(stringByRemovingCharactersInString(value.description(), kRemovedFromNames));
+    names_.reset();
+    writeGroupfile();
+    view.reloadData();
+}
+
+bool KLGroupsDataSource::writeItems(KLListView&, const std::vector<KLItem>&, KLPasteboard&)
+{
+    return false;
+}
+
+KLDragOperation KLGroupsDataSource::validateDrop(KLListView&, const KLPasteboard& pasteboard, KLItem item, int)
+{
+    bool offersUser = pasteboard.stringForType(KLPasteboard::kFendrelUserType).has_value();
+    if (offersUser && item && node(item)->children())
+        return KLDragOperation::Copy;
+    return KLDragOperation::None;
+}
+
+bool KLGroupsDataSource::acceptDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item, int childIndex)
+{
+    std::optional<std::string> dragged = pasteboard.stringForType(KLPasteboard::kFendrelUserType);
+    KLUserItem* group = node(item);
+    if (!dragged || !group || !group->children())
+        return false;
+    // The users table sends "name:..."; only the name counts.
+    std::string name = dragged->substr(0, dragged->find(':'));
+    KLUserItem::Children& members = *group->children();
+    if (std::any_of(members.begin(), members.end(), [&](const auto& member) { return member->value() == name; }))
+        return false;
+    std::size_t index = std::clamp<std::size_t>(static_cast<std::size_t>(std::max(childIndex, 0)), 0, members.size());
+    members.insert(members.begin() + static_cast<std::ptrdiff_t>(index),
+                   KLUserItem::itemWithValue(name, group, std::nullopt));
+    view.reloadData();
+    writeGroupfile();
+    return true;
+}

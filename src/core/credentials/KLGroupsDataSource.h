@@ -1,0 +1,99 @@
+#pragma once
+
+#include "KLNameIndex.h"
+#include "KLOutlineDataSource.h"
+#include "KLUserItem.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+class KLFSItem;
+
+// The groups file ".htgroups" ("group: member member \n" per line) as a
+// tree of KLUserItem nodes, and the groups outline over it: a text column
+// "group" (group or member name) and a check box column "active" (the group
+// may enter the selected folder). Users are added by dropping them from the
+// users table onto a group.
+class KLGroupsDataSource : public KLOutlineDataSource
+{
+public:
+    static constexpr const char* kGroupColumn = "group";
+    static constexpr const char* kActiveColumn = "active";
+    // Removed from a new group name: a name is one word of the file.
+    static constexpr const char* kRemovedFromNames = " :\t\r\n";
+
+    // An empty tree, no file read.
+    KLGroupsDataSource();
+    // initWithUsers: the tree read from the groups file, keeping only
+    // members that are among `users`.
+    static std::shared_ptr<KLGroupsDataSource> initWithUsers(const std::vector<std::string>& users);
+
+    // --- Groupfile ---
+    KLUserItem* root() const { return root_.get(); }
+    KLUserItem::Children& rootArray() { return *root_->children(); }
+    std::vector<std::string> list() const;
+    std::shared_ptr<KLUserItem> parseGroupfileWithUsers(const std::vector<std::string>& users);
+    // The reader's rules over decoded text; `isUser` says which member names
+    // to keep.
+    static std::shared_ptr<KLUserItem> parseGroups(std::string_view text,
+                                                    const std::function<bool(const std::string&)>& isUser);
+    static std::string groupfileText(const KLUserItem& root);
+    // Atomically, in ASCII; false, keeping the old file, when a name is not
+    // ASCII or the file cannot be written or was there but unreadable.
+    bool writeGroupfile();
+    // A group named so in any letter case, other than the group whose name
+    // is being edited in the outline.
+    bool containsItem(const std::string& name) const;
+    // Exact membership of a group name, for readers that filter names.
+    bool hasGroup(const std::string& name) const;
+    KLUserItem* addNewGroup(const std::string& name);
+    void removeUserFromGroups(const std::string& user);
+    bool deleteRowForItem(KLListView& view, KLUserItem* item);
+    KLFSItem* activeDirectory() const;
+
+    KLListView* outlineView() const { return outlineView_; }
+    void setOutlineView(KLListView* view) { outlineView_ = view; }
+    // The outline's action (the pane's groupClick), sent when a group
+    // collapses so that the pane follows the new selection.
+    void setAction(std::function<void()> action) { action_ = std::move(action); }
+
+    // --- Outline data ---
+    int numberOfChildren(KLListView& view, KLItem item) override;
+    KLItem child(KLListView& view, int index, KLItem item) override;
+    bool isItemExpandable(KLListView& view, KLItem item) override;
+    KLPlist objectValue(KLListView& view, const std::string& column, KLItem item) override;
+    void setObjectValue(KLListView& view, const KLPlist& value, const std::string& column, KLItem item) override;
+
+    // --- DelegateMethods ---
+    bool shouldEdit(KLListView& view, const std::string& column, KLItem item) override;
+    void willDisplayCell(KLListView& view, KLCell& cell, const std::string& column, KLItem item) override;
+    bool hasTextValidation() const override { return true; }
+    bool validateText(KLListView& view, const std::string& text) override;
+    void itemWillCollapse(KLListView& view, KLItem item) override;
+
+    // --- DragAndDrop ---
+    bool writeItems(KLListView& view, const std::vector<KLItem>& items, KLPasteboard& pasteboard) override;
+    KLDragOperation validateDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item,
+                                 int childIndex) override;
+    bool acceptDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item, int childIndex) override;
+
+private:
+    static KLUserItem* node(KLItem item) { return static_cast<KLUserItem*>(item); }
+    const KLNameIndex& names() const;
+    void reload();
+    // Takes the node out of its parent's children and writes the file.
+    void removeItem(KLUserItem* item);
+    void setGroupValue(KLListView& view, const KLPlist& value, KLUserItem* group);
+    void setGroupActive(bool on, KLUserItem* group);
+
+    std::shared_ptr<KLUserItem> root_;
+    KLListView* outlineView_ = nullptr;
+    std::function<void()> action_;
+    bool unreadableFile_ = false;
+    mutable std::optional<KLNameIndex> names_;
+};

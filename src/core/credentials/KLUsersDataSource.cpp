@@ -1,0 +1,186 @@
+#include "KLUsersDataSource.h"
+
+#include "KLAtomicFile.h"
+#include "KLFileExtensions.h"
+#include "KLLog.h"
+#include "KLPaneContext.h"
+#include "KLScanner.h"
+#include "KLTextFile.h"
+#include "KLUserDefaults.h"
+
+#include <crypt.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+
+namespace {
+
+constexpr const char* kNewFileExtensionKey = "New File Extension";
+constexpr const char* kSaltCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789./";
+
+bool isASCII(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+std::optional<std::string> usersFilePath()
+{
+    KLPaneContext* pane = KLPaneContext::shared();
+    return pane ? pane->fendrelLocation(KLPaneContext::kUsersFile) : std::nullopt;
+}
+
+} // namespace
+
+KLUsersDataSource::KLUsersDataSource() = default;
+
+std::shared_ptr<KLUsersDataSource> KLUsersDataSource::initWithUserfile()
+{
+    auto source = std::make_shared<KLUsersDataSource>();
+    source->setDataArray(std::make_shared<KLPlist::Array>(source->parseUserfile(false)));
+    return source;
+}
+
+KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
+{
+    unreadableFile_ = false;
+    std::optional<std::string> path = usersFilePath();
+    if (!path)
+        return {};
+    if (useNewFile)
+        *path += KLUserDefaults::standardUserDefaults().stringForKey(kNewFileExtensionKey).value_or("");
+    if (!fileExists(*path))
+        return {};
+    std::optional<std::string> text = KLTextFile::read(*path);
+    if (!text) {
+        unreadableFile_ = true;
+        KLLog("Fendrel: cannot read the users file " + *path + "; it will not be overwritten");
+        return {};
+    }
+    return parseUsers(*text);
+}
+
+KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
+{
+    KLPlist::Array users;
+    KLScanner scanner(text, KLScanner::Skip::WhitespaceAndNewlines);
+    // Both persist from one line to the next: a name without a hash behind
+    // it at the very end takes the previous line's hash.
+    std::string name;
+    std::string hash;
+    while (!scanner.isAtEnd()) {
+        if (!scanner.scanUpToString(":", name)) {
+            // A line that starts with ":" would hold the scanner in place.
+            scanner.skipLine();
+            continue;
+        }
+        scanner.scanString(":");
+        scanner.scanUpToString("\n", hash);
+        // The access file writer's stand-in for "nobody" is never an account.
+        if (KLNameIndex::equalIgnoringCase(name, KLFSItem::kPlaceholder))
+            continue;
+        users.push_back(KLPlist::Dictionary{{kUserKey, name}, {kPasswordKey, hash}});
+    }
+    return users;
+}
+
+std::string KLUsersDataSource::userfileText(const KLPlist::Array& users)
+{
+    std::string text;
+    for (const KLPlist& record : users) {
+        text += record[kUserKey].description();
+        text += ':';
+        text += record[kPasswordKey].description();
+        text += '\n';
+    }
+    return text;
+}
+
+bool KLUsersDataSource::writeUserfile()
+{
+    // Whatever happens, the next look-up sees the list as it is now.
+    names_.reset();
+    std::optional<std::string> path = usersFilePath();
+    if (!path)
+        return false;
+    if (unreadableFile_) {
+        KLLog("Fendrel: the users file " + *path + " could not be read and is left as it is");
+        return false;
+    }
+    std::string text = userfileText(dataArray());
+    if (!isASCII(text)) {
+        KLLog("Fendrel: the users file " + *path + " is not written: a name or password hash is not ASCII");
+        return false;
+    }
+    if (!KLAtomicFile::write(*path, text)) {
+        KLLog("Fendrel: cannot write the users file " + *path + ": " + KLAtomicFile::lastError());
+        return false;
+    }
+    return true;
+}
+
+std::string KLUsersDataSource::encryptPassword(const std::string& password)
+{
+    // Re-seeded on every call: two passwords in the same second share a salt.
+    ::srandom(static_cast<unsigned>(std::time(nullptr)));
+    char salt[3] = {kSaltCharacters[::random() % 64], kSaltCharacters[::random() % 64], '\0'};
+    auto data = std::make_unique<crypt_data>();
+    const char* hash = ::crypt_r(password.c_str(), salt, data.get());
+    // libcrypt reports failure with a hash starting with "*".
+    if (!hash || hash[0] == '*') {
+        KLLog("Fendrel: DES crypt is not available");
+        return {};
+    }
+    return hash;
+}
+
+bool KLUsersDataSource::passwordIsTruncated(const std::string& password)
+{
+    return password.size() > kSignificantPasswordLength;
+}
+
+const KLNameIndex& KLUsersDataSource::names() const
+{
+    // Rebuilt only after the list changed (a write, a new array, or a length
+    // that no longer matches), never per question.
+    if (!names_ || names_->size() != dataArray().size()) {
+        names_.emplace();
+        names_->reserve(dataArray().size());
+        for (const KLPlist& record : dataArray())
+            names_->add(record[kUserKey].description());
+    }
+    return *names_;
+}
+
+void KLUsersDataSource::dataArrayDidChange()
+{
+    names_.reset();
+}
+
+void KLUsersDataSource::setDataArray(std::shared_ptr<KLPlist::Array> dataArray)
+{
+    KLXDataSource::setDataArray(std::move(dataArray));
+    names_.reset();
+}
+
+bool KLUsersDataSource::containsItem(const std::string& name) const
+{
+    if (name.empty())
+        return true;
+    if (KLNameIndex::equalIgnoringCase(name, anyUserRealName) ||
+        KLNameIndex::equalIgnoringCase(name, anyUserDisplayName))
+        return true;
+    return names().containsIgnoringCase(name);
+}
+
+bool KLUsersDataSource::hasUser(const std::string& name) const
+{
+    return names().contains(name);
+}
+
+KLFSItem* KLUsersDataSource::activeDirectory() const
+{
+    KLPaneContext* pane = KLPaneContext::shared();
+    return pane ? pane->selectedItem() : nullptr;
+}

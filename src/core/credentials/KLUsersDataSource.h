@@ -1,0 +1,87 @@
+#pragma once
+
+#include "KLFSItem.h"
+#include "KLNameIndex.h"
+#include "KLXDataSource.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// The users file ".htusers" (one "name:hash" line per user, DES crypt
+// hashes) and the users table over it. Table row 0 is the pseudo-user that
+// stands for every user of the file; row n is record n - 1 of the data
+// array, a dictionary {"user", "basic password"}.
+class KLUsersDataSource : public KLXDataSource
+{
+public:
+    static constexpr const char* anyUserDisplayName = "Any Valid User";
+    static constexpr const char* anyUserRealName = KLFSItem::kValidUser;
+    static constexpr const char* kUserKey = "user";
+    static constexpr const char* kPasswordKey = "basic password";
+    static constexpr const char* kUserColumn = "user";
+    static constexpr const char* kActiveColumn = "active";
+    static constexpr const char* kUserIcon = "genericuser";
+    // DES crypt reads this many bytes of a password and ignores the rest.
+    static constexpr std::size_t kSignificantPasswordLength = 8;
+
+    // An empty list, no file read.
+    KLUsersDataSource();
+    // initWithUserfile: the list read from the users file.
+    static std::shared_ptr<KLUsersDataSource> initWithUserfile();
+
+    // --- Userfile ---
+    // The users file of the protected folder root, with the setting "New
+    // File Extension" appended when `useNewFile`. A missing or undecodable
+    // file gives an empty list.
+    KLPlist::Array parseUserfile(bool useNewFile);
+    // The reader's rules over decoded text.
+    static KLPlist::Array parseUsers(std::string_view text);
+    // The file text of a list: "user:hash\n" per record.
+    static std::string userfileText(const KLPlist::Array& users);
+    // Writes the list atomically in ASCII. False, keeping the old file, when
+    // a name or hash is not ASCII, when the file could not be written, or
+    // when the file on disk was there but could not be read (its contents
+    // would otherwise be replaced by a list that never held them).
+    bool writeUserfile();
+    static std::string encryptPassword(const std::string& password);
+    // Whether DES crypt will ignore part of this password (the hash is made
+    // all the same; the pane may warn).
+    static bool passwordIsTruncated(const std::string& password);
+    // Whether `name` may not be used for a new user: empty, a name of the
+    // pseudo-user, or an existing user in any letter case.
+    bool containsItem(const std::string& name) const;
+    // Exact membership of a user name, for readers that filter names.
+    bool hasUser(const std::string& name) const;
+    // Call after changing the data array other than through this class.
+    void dataArrayDidChange();
+    KLFSItem* activeDirectory() const;
+
+    void setDataArray(std::shared_ptr<KLPlist::Array> dataArray) override;
+
+    // --- Table ---
+    using KLXDataSource::numberOfRows;
+    int numberOfRows() const override;
+    KLPlist objectAtRow(int row, const std::string& column) const override;
+    std::string summaryTextForRow(int row) override;
+    // The check box of a row was clicked; every value is read as its state.
+    void setObjectValue(KLListView& view, const KLPlist& value, const std::string& column, int row) override;
+    bool shouldEdit(KLListView& view, const std::string& column, int row) override;
+    void willDisplayCell(KLListView& view, KLCell& cell, const std::string& column, int row) override;
+    // Refuses the pseudo-row. Unless `replace` (the pane deletes a record
+    // only to put its edited copy in its place), the pane hears of the
+    // deleted user so that groups lose it; then the users file is written.
+    bool deleteRow(KLListView& view, int row, bool replace);
+
+    // --- DragAndDrop ---
+    bool writeRows(KLListView& view, const std::vector<int>& rows, KLPasteboard& pasteboard) override;
+
+private:
+    using KLXDataSource::deleteRow;
+    std::string nameOfRow(int row) const;
+    const KLNameIndex& names() const;
+
+    bool unreadableFile_ = false;
+    mutable std::optional<KLNameIndex> names_;
+};
