@@ -1,0 +1,224 @@
+#include "WebCheckSandbox.h"
+
+#include "KLAuthorization.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <grp.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#ifndef FENDREL_WEBCHECK_TEST
+#define FENDREL_WEBCHECK_TEST "" // the test build of WebCheck is switched off
+#define FENDREL_WEBCHECK_CONF_FILE ""
+#endif
+
+namespace {
+
+constexpr auto kRunTimeout = std::chrono::seconds(60);
+
+void writeFile(const std::string& path, const std::string& contents, mode_t mode)
+{
+    {
+        std::ofstream out(path, std::ios::binary | std::ios::trunc);
+        out << contents;
+        if (!out)
+            throw std::runtime_error("cannot write " + path);
+    }
+    ::chmod(path.c_str(), mode);
+}
+
+std::string slurp(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::string quoted(const std::string& path) { return "'" + path + "'"; }
+
+} // namespace
+
+void WebCheckSandbox::exitUnlessRoot()
+{
+    if (::geteuid() == 0)
+        return;
+    std::fprintf(stderr, "skipped: installing WebCheck set-user-ID root needs root\n");
+    if (const char* home = std::getenv("HOME"); home && std::strncmp(home, "/tmp/fendrel-test-", 18) == 0) {
+        std::error_code ec;
+        std::filesystem::remove_all(home, ec);
+    }
+    std::_Exit(77);
+}
+
+std::string WebCheckSandbox::testBuild() { return FENDREL_WEBCHECK_TEST; }
+std::string WebCheckSandbox::mainConfName() { return FENDREL_WEBCHECK_CONF_FILE; }
+
+WebCheckSandbox::WebCheckSandbox()
+{
+    std::string base = "/tmp/fendrel-webcheck-XXXXXX";
+    if (!::mkdtemp(base.data()))
+        throw std::runtime_error("cannot create a sandbox folder");
+    path_ = base;
+    ::chmod(path_.c_str(), 0755);
+    std::filesystem::copy_file(testBuild(), tool());
+    ::chmod(tool().c_str(), 0755);
+    std::filesystem::create_directories(confDir() + "/users");
+    writeFile(mainConf(), "ServerName localhost\n", 0644);
+    std::filesystem::create_directories(callerDir());
+    ::chown(callerDir().c_str(), kNobody, kNobody);
+    setControlProgram("");
+    setPkcheckExit(0);
+}
+
+WebCheckSandbox::~WebCheckSandbox()
+{
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+}
+
+void WebCheckSandbox::installSetUID() const
+{
+    if (::chown(tool().c_str(), 0, 0) != 0 || ::chmod(tool().c_str(), 04755) != 0)
+        throw std::runtime_error("cannot make the copy set-user-ID root");
+}
+
+void WebCheckSandbox::setControlProgram(const std::string& body) const
+{
+    std::string script = body;
+    if (script.empty()) {
+        // bash on purpose: it would read BASH_ENV and drop a real uid that
+        // is not root.
+        script = "#!/bin/bash\n"
+                 "{ echo \"args: $*\"; grep '^Uid:' /proc/$$/status; echo \"umask: $(umask)\";\n"
+                 "  echo \"fds: $(ls /proc/$$/fd | sort -n | tr '\\n' ' ')\";\n"
+                 "  for fd in /proc/$$/fd/*; do echo \"fd: $(readlink $fd)\"; done;\n"
+                 "  tr '\\0' '\\n' < /proc/$$/environ | sed 's/^/env: /'; } >> " +
+                 quoted(controlLog()) + "\n";
+    } else {
+        script = "#!/bin/sh\n" + script;
+    }
+    writeFile(path_ + "/apachectl", script, 0755);
+}
+
+void WebCheckSandbox::setPkcheckExit(int code) const
+{
+    writeFile(path_ + "/pkcheck",
+              "#!/bin/sh\necho \"$*\" >> " + quoted(pkcheckLog()) + "\nexit " + std::to_string(code) + "\n", 0755);
+}
+
+void WebCheckSandbox::realPkcheck() const
+{
+    writeFile(path_ + "/pkcheck", "#!/bin/sh\necho \"$*\" >> " + quoted(pkcheckLog()) + "\nexec /usr/bin/pkcheck \"$@\"\n",
+              0755);
+}
+
+std::string WebCheckSandbox::callerFile(const std::string& name, const std::string& contents, uid_t uid) const
+{
+    std::string path = callerDir() + "/" + name;
+    writeFile(path, contents, 0644);
+    ::chown(path.c_str(), uid, uid);
+    return path;
+}
+
+WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, const Options& options,
+                                          bool rawArgv) const
+{
+    // Runs may go on in parallel: each has its own output files.
+    std::string outPath = path_ + "/.run-XXXXXX", errPath = path_ + "/.run-XXXXXX";
+    int out = ::mkostemp(outPath.data(), O_CLOEXEC);
+    int err = ::mkostemp(errPath.data(), O_CLOEXEC);
+    int input[2];
+    if (out < 0 || err < 0 || ::pipe2(input, O_CLOEXEC) != 0)
+        throw std::runtime_error("cannot prepare a run");
+    // Small inputs fit the pipe, so they go in before the tool starts.
+    if (::write(input[1], options.input.data(), options.input.size()) != static_cast<ssize_t>(options.input.size()))
+        throw std::runtime_error("input too large for the pipe");
+    ::close(input[1]);
+
+    std::vector<std::string> argv;
+    if (!rawArgv) {
+        argv = options.wrapper;
+        argv.push_back(tool());
+    }
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::string program = options.wrapper.empty() ? tool() : options.wrapper.front();
+    std::vector<char*> cargv, cenv;
+    for (const std::string& a : argv)
+        cargv.push_back(const_cast<char*>(a.c_str()));
+    cargv.push_back(nullptr);
+    for (const std::string& e : options.env)
+        cenv.push_back(const_cast<char*>(e.c_str()));
+    cenv.push_back(nullptr);
+
+    pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(input[0], 0);
+        ::dup2(out, 1);
+        ::dup2(err, 2);
+        gid_t gid = options.uid;
+        if (::setgroups(0, nullptr) != 0 || ::setresgid(gid, gid, gid) != 0 ||
+            ::setresuid(options.uid, options.uid, options.uid) != 0)
+            ::_exit(120);
+        ::execve(program.c_str(), cargv.data(), cenv.data());
+        ::_exit(121);
+    }
+    ::close(input[0]);
+    ::close(out);
+    ::close(err);
+    Run result;
+    auto deadline = std::chrono::steady_clock::now() + kRunTimeout;
+    int status = 0;
+    while (::waitpid(pid, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.out = slurp(outPath);
+    result.err = slurp(errPath);
+    ::unlink(outPath.c_str());
+    ::unlink(errPath.c_str());
+    return result;
+}
+
+std::uint64_t WebCheckSandbox::startTime(pid_t pid)
+{
+    auto start = KLAuthorization::processStartTime(pid);
+    if (!start)
+        throw std::runtime_error("no start time for process " + std::to_string(pid));
+    return *start;
+}
+
+std::string WebCheckSandbox::token(std::uint32_t pid, std::uint32_t uid, std::uint64_t start, std::uint32_t version)
+{
+    std::string bytes = "FNDR";
+    auto put = [&](std::uint64_t value, int width) {
+        for (int i = 0; i < width; ++i)
+            bytes += static_cast<char>((value >> (8 * i)) & 0xff);
+    };
+    put(version, 4);
+    put(pid, 4);
+    put(uid, 4);
+    put(start, 8);
+    put(0x1122334455667788ull, 8);
+    return bytes;
+}
+
+std::string WebCheckSandbox::tokenFor(uid_t uid)
+{
+    return token(static_cast<std::uint32_t>(::getpid()), uid, startTime(::getpid()));
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+// A private copy of the test build of WebCheck (WebCheck_test) in a fresh
+// folder below /tmp that every user may traverse. The test build finds its
+// collaborators beside itself, which this folder provides:
+//   WebCheck                 the copy (installSetUID() makes it root:root 04755)
+//   apachectl                control program: by default a bash stub that appends
+//                            its arguments, ids, umask, descriptors and exact
+//                            environment to controlLog(); setControlProgram()
+//                            replaces it (e.g. to drive a private Apache)
+//   pkcheck                  polkit stub: appends its arguments to pkcheckLog()
+//                            and exits with setPkcheckExit()'s code (0 at first)
+//   conf/<main file>         the main configuration file (mainConf())
+//   conf/users/              per-user configuration files
+//   caller/                  a folder owned by nobody (65534) for caller files
+// Runs are bounded in time; the folder is removed with the object.
+class WebCheckSandbox
+{
+public:
+    static constexpr uid_t kNobody = 65534;
+
+    // Tests that need root call this first: without root it reports a skip
+    // and ends the process with 77 (CTest's SKIP_RETURN_CODE).
+    static void exitUnlessRoot();
+    static std::string testBuild();
+    static std::string mainConfName();
+
+    WebCheckSandbox();
+    ~WebCheckSandbox();
+    WebCheckSandbox(const WebCheckSandbox&) = delete;
+    WebCheckSandbox& operator=(const WebCheckSandbox&) = delete;
+
+    const std::string& path() const { return path_; }
+    std::string tool() const { return path_ + "/WebCheck"; }
+    std::string confDir() const { return path_ + "/conf"; }
+    std::string mainConf() const { return confDir() + "/" + mainConfName(); }
+    std::string callerDir() const { return path_ + "/caller"; }
+    std::string controlLog() const { return path_ + "/apachectl.log"; }
+    std::string pkcheckLog() const { return path_ + "/pkcheck.log"; }
+
+    void installSetUID() const;
+    // A shell script body (after "#!/bin/sh") as the control program.
+    void setControlProgram(const std::string& body) const;
+    // pkcheck's exit code; realPkcheck() hands the question to polkit itself.
+    void setPkcheckExit(int code) const;
+    void realPkcheck() const;
+    // Writes a file of the caller's (owned by uid, mode 0644) in callerDir().
+    std::string callerFile(const std::string& name, const std::string& contents, uid_t uid = kNobody) const;
+
+    struct Run {
+        int status = -1; // exit status, or 128 + signal
+        std::string out;
+        std::string err;
+    };
+    struct Options {
+        uid_t uid = 0; // real and effective ids of the caller (gid = uid)
+        std::vector<std::string> env;
+        std::string input; // standard input, usually a token
+        std::vector<std::string> wrapper; // programs that exec the tool (e.g. prlimit ...)
+    };
+    // Runs the tool as a child of this process; argv excludes argv[0] unless
+    // rawArgv, which passes argv exactly (empty: argc 0).
+    Run run(const std::vector<std::string>& args, const Options& options, bool rawArgv = false) const;
+
+    // The token the tool expects from this process for a caller uid.
+    static std::string tokenFor(uid_t uid);
+    static std::string token(std::uint32_t pid, std::uint32_t uid, std::uint64_t start, std::uint32_t version = 1);
+    static std::uint64_t startTime(pid_t pid);
+
+private:
+    std::string path_;
+};

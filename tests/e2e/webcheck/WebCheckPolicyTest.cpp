@@ -1,0 +1,54 @@
+#include "KLBundle.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+
+namespace {
+
+// polkit's own DTD, as polkitd installs it.
+std::string polkitDtd()
+{
+    for (const char* folder : {"/usr/share/polkit-1", "/usr/local/share/polkit-1"}) {
+        std::error_code ec;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+            if (entry.path().extension() == ".dtd")
+                return entry.path().string();
+    }
+    return {};
+}
+
+int xmllint(const std::string& dtd, const std::string& file)
+{
+    std::string command = "xmllint --noout --nonet --dtdvalid '" + dtd + "' '" + file + "' 2>/dev/null";
+    int status = std::system(command.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+} // namespace
+
+TEST(WebCheckPolicyTest, PolicyValidatesAgainstPolkitsDtd)
+{
+    std::string dtd = polkitDtd();
+    ASSERT_FALSE(dtd.empty()) << "polkit's DTD is missing: install polkitd (scripts/install-deps)";
+    auto policy = KLBundle::main().pathForResource("com.quillmoor.fendrel", "policy");
+    ASSERT_TRUE(policy);
+    EXPECT_EQ(0, xmllint(dtd, *policy));
+
+    std::string text = readFile(*policy);
+    for (const char* right : {"com.quillmoor.fendrel.webcheck", "com.quillmoor.fendrel.apachectl"}) {
+        std::regex action(std::string("<action id=\"") + right +
+                          "\">[^]*?<allow_any>auth_admin_keep</allow_any>\\s*"
+                          "<allow_inactive>auth_admin_keep</allow_inactive>\\s*"
+                          "<allow_active>auth_admin_keep</allow_active>");
+        EXPECT_TRUE(std::regex_search(text, action)) << right;
+    }
+
+    // The check itself must be able to fail: a policy without defaults.
+    TempDir dir;
+    std::string broken = dir.write("broken.policy", std::regex_replace(text, std::regex("<defaults>[^]*?</defaults>"), ""));
+    EXPECT_NE(0, xmllint(dtd, broken));
+}
