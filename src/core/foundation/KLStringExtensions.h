@@ -34,5 +34,7 @@ std::string stringForBytes(std::uint64_t bytes);
 // Path helpers in the platform's manner: "a" + "b" is "a/b", no doubled "/".
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component);
 std::string lastPathComponent(std::string_view path);
+// "/a/b" is "/a", "/a" is "/", "b" is "" (trailing slashes ignored).
+std::string stringByDeletingLastPathComponent(std::string_view path);
 std::vector<std::string> pathComponents(std::string_view path);
 std::string pathWithComponents(const std::vector<std::string>& components);

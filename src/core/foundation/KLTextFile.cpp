@@ -6,9 +6,11 @@
 #include <unicode/ucsdet.h>
 #include <unicode/unistr.h>
 
-#include <fstream>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <memory>
-#include <sstream>
 
 namespace {
 
@@ -45,14 +47,27 @@ std::optional<std::string> convert(std::string_view bytes, const char* charset)
 
 std::optional<std::string> KLTextFile::readBytes(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
+    // POSIX reads, so that a folder (which opens fine but cannot be read)
+    // or a read error gives nothing rather than an empty text.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
         return std::nullopt;
-    std::ostringstream buffer;
-    buffer << in.rdbuf();
-    if (in.bad())
-        return std::nullopt;
-    return buffer.str();
+    std::string bytes;
+    char buffer[65536];
+    for (;;) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (n == 0)
+            break;
+        bytes.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+    return bytes;
 }
 
 std::optional<std::string> KLTextFile::read(const std::string& path)

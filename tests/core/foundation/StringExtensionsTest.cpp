@@ -97,6 +97,12 @@ TEST(StringExtensionsTest, PathComponentsSplitAndJoinLikeThePlatform)
     EXPECT_EQ(pathWithComponents({"/", "Data", "Sites"}), "/Data/Sites");
     EXPECT_EQ(lastPathComponent("/a/b/"), "b");
     EXPECT_EQ(lastPathComponent("/"), "/");
+    EXPECT_EQ(stringByDeletingLastPathComponent("/private/etc/apache2/httpd.conf"), "/private/etc/apache2");
+    EXPECT_EQ(stringByDeletingLastPathComponent("/etc/apache2/"), "/etc");
+    EXPECT_EQ(stringByDeletingLastPathComponent("/httpd.conf"), "/");
+    EXPECT_EQ(stringByDeletingLastPathComponent("/"), "/");
+    EXPECT_EQ(stringByDeletingLastPathComponent("apache2.conf"), "");
+    EXPECT_EQ(stringByDeletingLastPathComponent("conf//apache2.conf"), "conf");
 }
 
 TEST(CollectionExtensionsTest, BoolForKeyTakesOnlyExactYes)

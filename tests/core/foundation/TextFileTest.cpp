@@ -40,6 +40,8 @@ TEST(TextFileTest, UnreadableFileGivesNothing)
     EXPECT_FALSE(KLTextFile::read("/nonexistent/fendrel/file"));
     TempDir dir;
     EXPECT_EQ(KLTextFile::read(dir.write("empty", "")), "");
+    // A folder opens but cannot be read: nothing, not an empty text.
+    EXPECT_FALSE(KLTextFile::readBytes(dir.mkdir("folder")));
 }
 
 TEST(AtomicFileTest, ReplacementKeepsModeAndLeavesNoTemporaryFile)

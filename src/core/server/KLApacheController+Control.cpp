@@ -1,0 +1,188 @@
+// The control side of the web server tab: start, stop, restart and the
+// configuration test, the status poll, and the helper tool.
+
+#include "KLApacheController.h"
+
+#include "KLAssert.h"
+#include "KLButton.h"
+#include "KLChildProcess.h"
+#include "KLHelperTool.h"
+#include "KLPaneContext.h"
+#include "KLStringExtensions.h"
+#include "KLTextField.h"
+#include "KLTextView.h"
+#include "KLUserDefaults.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char* kCheckIntervalKey = "ApacheCheckInterval";
+constexpr const char* kGracefulRestartKey = "Graceful Restart";
+constexpr double kRecheckDelay = 2.0;
+
+constexpr const char* kStartTitle = "Start Apache";
+constexpr const char* kStopTitle = "Stop Apache";
+constexpr const char* kRunningStatus = "Apache status: Running";
+constexpr const char* kStoppedStatus = "Apache status: Stopped";
+constexpr const char* kSyntaxOK = "Syntax OK";
+constexpr const char* kSyntaxErrors = "Syntax Errors Encountered!";
+constexpr const char* kValidCommandCondition = "[validCommands containsObject:command]";
+// The pane's error code for a helper tool missing from the installation.
+constexpr int kMissingHelperError = 1;
+
+void setEnabled(KLControl* control, bool enabled)
+{
+    if (control)
+        control->setEnabled(enabled);
+}
+
+} // namespace
+
+bool KLApacheController::isHelperSetUID() const
+{
+    return helper_ && helper_->isHelperSetUID();
+}
+
+int KLApacheController::webcheckWithArgs(const std::vector<std::string>& arguments)
+{
+    return helper_ ? helper_->webcheckWithArgs(arguments) : kHelperMissing;
+}
+
+void KLApacheController::webcheck()
+{
+    KLPaneContext* pane = KLPaneContext::shared();
+    if (!helperPath_) {
+        if (pane)
+            pane->displayError(kMissingHelperError);
+        return;
+    }
+    // A failed repair is not reported; a successful one reports 0, which
+    // shows nothing.
+    for (const std::string& file : {httpdConfFile(), userConfFile()}) {
+        if (repairConfFile(file) == 0 && pane)
+            pane->displayError(0);
+    }
+    checkApacheStatus();
+    if (isGraceful_)
+        apachectl("graceful");
+}
+
+void KLApacheController::apachectl(const std::string& command)
+{
+    KL_PARAMETER_ASSERT_TEXT(std::find(validCommands_.begin(), validCommands_.end(), command) != validCommands_.end(),
+                             kValidCommandCondition);
+    if (command == "configtest") {
+        // Run directly, without privileges: it only reads the configuration.
+        auto result = KLChildProcess::run(controlProgram_, {command}, KLChildProcess::Output::Discard,
+                                          KLChildProcess::Output::Capture);
+        if (result.status == 0) {
+            setStatus(outlets_.configCheckStatus, kSyntaxOK, kConfigSuccess);
+            showErrorPanel(false);
+        } else {
+            setStatus(outlets_.configCheckStatus, kSyntaxErrors, kConfigError);
+            if (outlets_.configErrorView)
+                outlets_.configErrorView->setString(chop(result.errors));
+            showErrorPanel(true);
+        }
+        return;
+    }
+    // The tool's status is not looked at: the state is set at once and the
+    // recheck shows what really happened.
+    webcheckWithArgs({"-operation", "ctl", "-data", command});
+    setApacheState(command == "stop" ? 0 : 1);
+    std::erase_if(rechecks_, [](const std::shared_ptr<KLTimer>& timer) { return !timer->isValid(); });
+    rechecks_.push_back(KLRunLoop::main().scheduleOnce(kRecheckDelay, [this] { checkApacheStatus(); }));
+}
+
+void KLApacheController::toggleApache()
+{
+    apachectl(isApacheRunning_ ? "stop" : "start");
+}
+
+void KLApacheController::resetApache()
+{
+    apachectl(isGraceful_ ? "graceful" : "restart");
+}
+
+void KLApacheController::toggleGraceful(const KLButton& sender)
+{
+    isGraceful_ = sender.state() == 1;
+    KLUserDefaults::standardUserDefaults().setBool(isGraceful_, kGracefulRestartKey);
+}
+
+void KLApacheController::checkApacheStatus()
+{
+    const std::vector<std::string> names = processLister_();
+    setApacheState(std::find(names.begin(), names.end(), processName_) != names.end() ? 1 : 0);
+}
+
+void KLApacheController::setApacheState(int state)
+{
+    isApacheRunning_ = state != 0;
+    if (state == 1) {
+        if (outlets_.toggleButton)
+            outlets_.toggleButton->setTitle(kStopTitle);
+        const bool authorized = outlets_.authView && outlets_.authView->isAuthorized();
+        setEnabled(outlets_.restartButton, authorized);
+        setEnabled(outlets_.gracefulSwitch, authorized);
+        setStatus(apacheStatus_, kRunningStatus, kStatusFine);
+    } else if (state == 0) {
+        if (outlets_.toggleButton)
+            outlets_.toggleButton->setTitle(kStartTitle);
+        setEnabled(outlets_.restartButton, false);
+        setEnabled(outlets_.gracefulSwitch, false);
+        setStatus(apacheStatus_, kStoppedStatus, kApacheNotRunning);
+    }
+}
+
+void KLApacheController::setStatus(KLTextField* field, const std::string& text, const std::string& statusName)
+{
+    if (!field)
+        return;
+    field->setStringValue(text);
+    field->setTextColor(colors_.at(statusName));
+}
+
+void KLApacheController::showErrorPanel(bool show)
+{
+    if (show == errorPanelIsVisible_)
+        return;
+    if (outlets_.configErrorView)
+        outlets_.configErrorView->setHidden(!show);
+    errorPanelIsVisible_ = show;
+}
+
+void KLApacheController::enable()
+{
+    if (apacheT_)
+        return;
+    // The first check comes one interval after enabling.
+    apacheT_ = KLRunLoop::main().scheduleRepeating(KLUserDefaults::standardUserDefaults().doubleForKey(kCheckIntervalKey),
+                                                   [this] { checkApacheStatus(); });
+}
+
+void KLApacheController::disable()
+{
+    if (outlets_.authView)
+        outlets_.authView->deauthorize();
+    if (apacheT_)
+        apacheT_->cancel();
+    apacheT_.reset();
+}
+
+void KLApacheController::authorizationViewDidAuthorize(KLAuthorizationView&)
+{
+    setEnabled(outlets_.toggleButton, true);
+    setEnabled(outlets_.webcheckButton, true);
+    setEnabled(outlets_.restartButton, isApacheRunning_);
+    setEnabled(outlets_.gracefulSwitch, isApacheRunning_);
+}
+
+void KLApacheController::authorizationViewDidDeauthorize(KLAuthorizationView&)
+{
+    setEnabled(outlets_.toggleButton, false);
+    setEnabled(outlets_.restartButton, false);
+    setEnabled(outlets_.gracefulSwitch, false);
+    setEnabled(outlets_.webcheckButton, false);
+}

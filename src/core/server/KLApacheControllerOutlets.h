@@ -1,0 +1,25 @@
+#pragma once
+
+class KLAuthorizationView;
+class KLButton;
+class KLPopUpButton;
+class KLTextField;
+class KLTextView;
+class KLWorkspace;
+
+// The views of the web server tab as the controller sees them. The toolkit
+// side fills this in; the boxes around them and their layout are its own.
+struct KLApacheControllerOutlets
+{
+    KLButton* toggleButton = nullptr;     // "Start Apache" / "Stop Apache"
+    KLButton* restartButton = nullptr;
+    KLButton* gracefulSwitch = nullptr;   // check box
+    KLButton* configCheckButton = nullptr;
+    KLTextField* configCheckStatus = nullptr;
+    KLTextView* configErrorView = nullptr; // the error area, hidden while there is no error
+    KLPopUpButton* logPicker = nullptr;
+    KLButton* logDisplayButton = nullptr;
+    KLButton* webcheckButton = nullptr;
+    KLAuthorizationView* authView = nullptr;
+    KLWorkspace* workspace = nullptr;
+};

@@ -1,0 +1,126 @@
+#pragma once
+
+#include "FakeAuthorizationView.h"
+#include "FakeOutlets.h"
+#include "FakePaneContext.h"
+#include "FendrelPref.h"
+#include "KLApacheController.h"
+#include "KLHelperTool.h"
+#include "KLPlainRunLoop.h"
+#include "KLTextFile.h"
+#include "KLUserDefaults.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sys/stat.h>
+
+// A helper tool that records its runs. For a file replacement it keeps what
+// the temporary file held at that moment and, when asked, copies it over.
+class FakeHelperTool : public KLHelperTool
+{
+public:
+    bool isHelperSetUID() const override { return setUID; }
+    int webcheckWithArgs(const std::vector<std::string>& arguments) override
+    {
+        calls.push_back(arguments);
+        if (arguments.size() == 6 && arguments[1] == "webcheck") {
+            std::string data = KLTextFile::readBytes(arguments[5]).value_or("<unreadable>");
+            replacements.push_back(data);
+            if (applyReplacements)
+                KLTextFile::write(arguments[3], data);
+        }
+        return result;
+    }
+
+    bool setUID = true;
+    bool applyReplacements = false;
+    int result = 0;
+    std::vector<std::vector<std::string>> calls;
+    std::vector<std::string> replacements;
+};
+
+// A controller with fake outlets and helper, the configuration at a chosen
+// path and its own run loop.
+class ApacheControllerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ::setenv("FENDREL_LAYOUT", "macos", 1);
+        FendrelPref::initialize();
+        KLRunLoop::setMain(loop);
+        KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
+        d.setBool(true, "Override Conf Directory Location");
+        d.setObject(dir.path(), "Apache Conf Directory");
+        d.setObject("httpd.conf", "Apache Conf File");
+        d.setBool(false, "Override Log Directory");
+        d.setBool(true, "Graceful Restart");
+        d.setDouble(2.0, "ApacheCheckInterval");
+        outlets.toggleButton = &toggleButton;
+        outlets.restartButton = &restartButton;
+        outlets.gracefulSwitch = &gracefulSwitch;
+        outlets.configCheckButton = &configCheckButton;
+        outlets.configCheckStatus = &configCheckStatus;
+        outlets.configErrorView = &configErrorView;
+        outlets.logPicker = &logPicker;
+        outlets.logDisplayButton = &logDisplayButton;
+        outlets.webcheckButton = &webcheckButton;
+        outlets.authView = &authView;
+        outlets.workspace = &workspace;
+    }
+    void TearDown() override
+    {
+        controller.reset();
+        KLRunLoop::setMain(nullptr);
+        ::unsetenv("FENDREL_LAYOUT");
+    }
+
+    KLApacheController& make()
+    {
+        controller = std::make_unique<KLApacheController>(helper);
+        controller->setStatusDisplay(&status);
+        controller->setProcessLister([this] {
+            ++listings;
+            return processes;
+        });
+        return *controller;
+    }
+    KLApacheController& makeAwake()
+    {
+        make().awakeFromNib(outlets);
+        waitForLogs();
+        return *controller;
+    }
+    // Until every scan has ended and its hits (and the scans they started)
+    // have been delivered.
+    void waitForLogs()
+    {
+        do {
+            ASSERT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60));
+            loop->runPending();
+        } while (controller->isFindingLogs());
+    }
+    std::string script(const std::string& name, const std::string& body)
+    {
+        std::string path = dir.write(name, "#!/bin/sh\n" + body);
+        ::chmod(path.c_str(), 0755);
+        return path;
+    }
+
+    TempDir dir;
+    std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
+    std::shared_ptr<FakeHelperTool> helper = std::make_shared<FakeHelperTool>();
+    FakePaneContext pane;
+    std::vector<std::string> processes;
+    int listings = 0;
+    FakeButton toggleButton, restartButton, gracefulSwitch, configCheckButton, logDisplayButton, webcheckButton;
+    FakeTextField configCheckStatus, status;
+    FakeTextView configErrorView;
+    FakePopUpButton logPicker;
+    FakeAuthorizationView authView;
+    FakeWorkspace workspace;
+    KLApacheControllerOutlets outlets;
+    std::unique_ptr<KLApacheController> controller;
+};
