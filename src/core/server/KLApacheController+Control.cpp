@@ -6,7 +6,7 @@
 #include "KLAssert.h"
 #include "KLButton.h"
 #include "KLChildProcess.h"
-#include "KLHelperTool.h"
+#include "KLWebCheckClient.h"
 #include "KLPaneContext.h"
 #include "KLStringExtensions.h"
 #include "KLTextField.h"
@@ -46,7 +46,7 @@ bool KLApacheController::isHelperSetUID() const
 
 int KLApacheController::webcheckWithArgs(const std::vector<std::string>& arguments)
 {
-    return helper_ ? helper_->webcheckWithArgs(arguments) : kHelperMissing;
+    return helper_ ? helper_->webcheckWithArgs(arguments) : KLWebCheckClient::kToolNotStarted;
 }
 
 void KLApacheController::webcheck()

@@ -2,19 +2,26 @@
 
 #include "KLBundle.h"
 #include "KLButton.h"
-#include "KLHelperTool.h"
 #include "KLLayout.h"
 #include "KLPopUpButton.h"
 #include "KLTextView.h"
 #include "KLProcessList.h"
 #include "KLUserDefaults.h"
+#include "KLWebCheckClient.h"
 
 namespace {
 constexpr const char* kOverrideConfDirectoryKey = "Override Conf Directory Location";
 constexpr const char* kConfDirectoryKey = "Apache Conf Directory";
 constexpr const char* kConfFileKey = "Apache Conf File";
 constexpr const char* kGracefulRestartKey = "Graceful Restart";
+std::shared_ptr<KLHelperTool> installedHelper()
+{
+    auto path = KLBundle::main().pathForAuxiliaryExecutable("WebCheck");
+    return path ? std::make_shared<KLWebCheckClient>(*path) : nullptr;
+}
 } // namespace
+
+KLApacheController::KLApacheController() : KLApacheController(installedHelper()) {}
 
 KLApacheController::KLApacheController(std::shared_ptr<KLHelperTool> helper)
     : helper_(std::move(helper)),

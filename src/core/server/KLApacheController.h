@@ -40,11 +40,10 @@ public:
     // 9 empty) and of the helper tool.
     static constexpr int kRepairUnreadable = 5;
     static constexpr int kRepairNotWritten = 6;
-    // webcheckWithArgs without a helper tool.
-    static constexpr int kHelperMissing = 1;
-
     // Finds the configuration (from the settings or the server binary) and
-    // the helper tool. The helper tool may be null when none is installed.
+    // the helper tool WebCheck of the installation.
+    KLApacheController();
+    // The same with another helper tool; null when none is installed.
     explicit KLApacheController(std::shared_ptr<KLHelperTool> helper);
     ~KLApacheController() override;
     KLApacheController(const KLApacheController&) = delete;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KLHelperTool.h"
+
 #include <string>
 #include <vector>
 
@@ -11,7 +13,7 @@
 //
 //   webcheckWithArgs({"-operation", "webcheck", "-file", conf, "-data", temp})
 //   webcheckWithArgs({"-operation", "ctl", "-data", "graceful"})
-class KLWebCheckClient
+class KLWebCheckClient : public KLHelperTool
 {
 public:
     // Results besides the tool's own exit status (see `WebCheck --help`).
@@ -26,11 +28,11 @@ public:
 
     // True exactly when the file at helperPath (links followed) is owned by
     // uid 0 and has the set-user-ID bit.
-    bool isHelperSetUID() const;
+    bool isHelperSetUID() const override;
 
     // The tool's exit status (128 + signal when a signal ended it), or one of
     // the results above. Blocks until the tool has exited.
-    int webcheckWithArgs(const std::vector<std::string>& args) const;
+    int webcheckWithArgs(const std::vector<std::string>& args) const override;
 
 private:
     int selfInstall() const;

@@ -22,7 +22,7 @@ class FakeHelperTool : public KLHelperTool
 {
 public:
     bool isHelperSetUID() const override { return setUID; }
-    int webcheckWithArgs(const std::vector<std::string>& arguments) override
+    int webcheckWithArgs(const std::vector<std::string>& arguments) const override
     {
         calls.push_back(arguments);
         if (arguments.size() == 6 && arguments[1] == "webcheck") {
@@ -37,8 +37,8 @@ public:
     bool setUID = true;
     bool applyReplacements = false;
     int result = 0;
-    std::vector<std::vector<std::string>> calls;
-    std::vector<std::string> replacements;
+    mutable std::vector<std::vector<std::string>> calls;
+    mutable std::vector<std::string> replacements;
 };
 
 // A controller with fake outlets and helper, the configuration at a chosen
