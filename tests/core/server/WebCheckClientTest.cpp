@@ -167,3 +167,49 @@ TEST(WebCheckClientTest, MissingToolOrPkexecIsReported)
     ASSERT_EQ(1u, logged.size());
     EXPECT_NE(std::string::npos, logged[0].find("Authorization failed"));
 }
+
+TEST(WebCheckRightsTest, RightsComeFromPolkitForThisProcess)
+{
+    if (::geteuid() == 0) {
+        KLAuthorization root("/nonexistent/pkcheck");
+        EXPECT_TRUE(root.obtainRights(false)) << "root holds both rights without asking";
+    }
+    // The rest as an ordinary user: nobody, in a child, when this test runs as root.
+    std::string folder = "/tmp/fendrel-pkcheck-XXXXXX";
+    ASSERT_TRUE(::mkdtemp(folder.data()));
+    ::chmod(folder.c_str(), 0777);
+    std::string log = folder + "/log";
+    auto stub = [&](int code) {
+        std::string path = folder + "/pkcheck" + std::to_string(code);
+        std::ofstream(path) << "#!/bin/sh\necho \"$*\" >> '" << log << "'\nexit " << code << "\n";
+        ::chmod(path.c_str(), 0755);
+        return path;
+    };
+    std::string yes = stub(0), no = stub(1);
+    pid_t child = ::fork();
+    if (child == 0) {
+        if (::geteuid() == 0 && (::setresgid(65534, 65534, 65534) != 0 || ::setresuid(65534, 65534, 65534) != 0))
+            ::_exit(10);
+        KLAuthorization granted(yes), refused(no);
+        if (!granted.obtainRights(true) || !granted.holdsRights())
+            ::_exit(11);
+        granted.releaseRights();
+        if (granted.holdsRights() || refused.obtainRights(false) || refused.holdsRights())
+            ::_exit(12);
+        std::ofstream(folder + "/subject") << ::getpid() << "," << *KLAuthorization::processStartTime(::getpid())
+                                             << "," << ::getuid();
+        ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    std::string subject = readFile(folder + "/subject");
+    std::string asked = readFile(log);
+    std::system(("rm -rf '" + folder + "'").c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(0, WEXITSTATUS(status));
+    EXPECT_EQ("--action-id com.quillmoor.fendrel.webcheck --process " + subject + " --allow-user-interaction\n"
+              "--action-id com.quillmoor.fendrel.apachectl --process " + subject + " --allow-user-interaction\n"
+              "--action-id com.quillmoor.fendrel.webcheck --process " + subject + "\n",
+              asked)
+        << "both rights asked with interaction; a refusal stops at the first";
+}

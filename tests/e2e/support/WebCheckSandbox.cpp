@@ -111,6 +111,14 @@ void WebCheckSandbox::setControlProgram(const std::string& body) const
     writeFile(path_ + "/apachectl", script, 0755);
 }
 
+void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::string& binary) const
+{
+    std::filesystem::remove_all(confDir());
+    std::filesystem::create_directory_symlink(serverRoot, confDir());
+    setControlProgram("echo \"args: $*\" >> " + quoted(controlLog()) + "\nexec " + quoted(binary) + " -d " +
+                      quoted(serverRoot) + " -f " + quoted(serverRoot + "/" + mainConfName()) + " -k \"$1\"\n");
+}
+
 void WebCheckSandbox::setPkcheckExit(int code) const
 {
     writeFile(path_ + "/pkcheck",

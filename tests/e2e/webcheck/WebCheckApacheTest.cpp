@@ -1,0 +1,45 @@
+#include "WebCheckFixture.h"
+
+#include "ApacheSandbox.h"
+
+#include <chrono>
+#include <thread>
+
+// The tool against a real private Apache: a repaired configuration written
+// through -file takes effect after a graceful restart sent through ctl, and
+// stop ends the server.
+using WebCheckApacheTest = WebCheckFixture;
+
+TEST_F(WebCheckApacheTest, RepairAndGracefulThenStopReachTheServer)
+{
+    if (!ApacheSandbox::available())
+        GTEST_SKIP() << "Apache is not installed";
+    ApacheSandbox apache;
+    apache.setExtraConfig("<Directory \"" + apache.documentRoot() + "\">\n    AllowOverride None\n</Directory>\n");
+    ASSERT_TRUE(apache.start()) << apache.error();
+    box->driveApache(apache.serverRoot());
+    std::ofstream(apache.documentRoot() + "/index.html") << "hello\n";
+    std::ofstream(apache.documentRoot() + "/.htaccess") << "Require all denied\n";
+    EXPECT_EQ(200, apache.status("/")) << "access file ignored while AllowOverride is None";
+
+    std::string repaired = apache.configText();
+    std::string none = "AllowOverride None\n</Directory>\n";
+    repaired.replace(repaired.rfind(none), none.size(), "AllowOverride All\n</Directory>\n");
+    std::string data = box->callerFile("repaired", repaired);
+    auto result = webcheck(kNobody, box->confDir() + "/" + WebCheckSandbox::mainConfName(), data);
+    ASSERT_EQ(0, result.status) << result.err;
+    result = ctl(kNobody, "graceful");
+    ASSERT_EQ(0, result.status) << result.err;
+    int status = 0;
+    for (int i = 0; i < 100 && (status = apache.status("/")) != 403; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(403, status) << "the access file is enforced after the repair";
+
+    result = ctl(kNobody, "stop");
+    EXPECT_EQ(0, result.status) << result.err;
+    bool running = true;
+    for (int i = 0; i < 100 && (running = apache.isRunning()); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(running);
+    EXPECT_EQ("args: graceful\nargs: stop\n", read(box->controlLog()));
+}
