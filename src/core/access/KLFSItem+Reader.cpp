@@ -50,13 +50,57 @@ std::vector<std::string> splitAtSpaces(std::string_view text)
     }
 }
 
+// Printable ASCII and tabs: the usual line. For such a line the patterns
+// below can be decided, or ruled out, without running them: white space is
+// only " " and "\t", "." matches every character, and case folding is ASCII
+// folding. Any other line goes through the patterns alone.
+bool isPlain(std::string_view line)
+{
+    for (char c : line) {
+        if ((c < 0x20 || c > 0x7e) && c != '\t')
+            return false;
+    }
+    return true;
+}
+
+char lowered(char c)
+{
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
+// Whether a plain line holds the lower-case word, ignoring case.
+bool containsWord(std::string_view line, std::string_view word)
+{
+    if (word.size() > line.size())
+        return false;
+    for (std::size_t at = 0; at + word.size() <= line.size(); ++at) {
+        std::size_t i = 0;
+        while (i < word.size() && lowered(line[at + i]) == word[i])
+            ++i;
+        if (i == word.size())
+            return true;
+    }
+    return false;
+}
+
+// The managed-word pattern, decided by hand for a plain line.
+bool namesManagedWord(std::string_view line)
+{
+    if (line.find('#') != std::string_view::npos)
+        return true;
+    for (std::string_view word : {"authtype", "authname", "authuserfile", "order", "authgroupfile"}) {
+        if (containsWord(line, word))
+            return true;
+    }
+    return false;
+}
+
 bool equalsIgnoringCase(std::string_view a, std::string_view b)
 {
     if (a.size() != b.size())
         return false;
     for (std::size_t i = 0; i < a.size(); ++i) {
-        auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
-        if (lower(a[i]) != lower(b[i]))
+        if (lowered(a[i]) != lowered(b[i]))
             return false;
     }
     return true;
@@ -101,30 +145,38 @@ void KLFSItem::parseAccessString()
         std::string line(text.substr(lineStart, lineEnd - lineStart));
         lineStart = lineEnd + 1;
 
-        if (p.blank.matches(line))
+        const bool plain = isPlain(line);
+        if (plain ? line.find_first_not_of(" \t") == std::string::npos : p.blank.matches(line))
             continue;
         bool commented = false;
-        if (line.find('#') != std::string::npos) {
-            if (auto m = p.comment.firstMatch(line)) {
+        if (std::size_t hash = line.find('#'); hash != std::string::npos) {
+            if (plain) {
+                line.erase(0, hash + 1);
+                commented = true;
+            } else if (auto m = p.comment.firstMatch(line)) {
                 line = (*m)[1];
                 commented = true;
             }
         }
-        if (p.managed.matches(line))
+        if (plain ? namesManagedWord(line) : p.managed.matches(line))
             continue;
 
+        const bool mayRequire = !plain || containsWord(line, "require");
+        const bool mayAddress = !plain || containsWord(line, "allow") || containsWord(line, "deny");
+        const bool maySatisfy = !plain || containsWord(line, "satisfy");
+        std::optional<KLRegex::Match> m;
         bool passwordDirective = false;
         bool addressDirective = false;
-        if (p.validUser.matches(line)) {
+        if (mayRequire && p.validUser.matches(line)) {
             auth_[kRequireUser] = KLPlist::stringArray({kValidUser});
             passwordDirective = true;
-        } else if (auto m = p.requireUser.firstMatch(line)) {
+        } else if (mayRequire && (m = p.requireUser.firstMatch(line))) {
             auth_[kRequireUser] = knownNames((*m)[1], [&](const std::string& n) { return pane && pane->hasUser(n); });
             passwordDirective = true;
-        } else if (auto m = p.requireGroup.firstMatch(line)) {
+        } else if (mayRequire && (m = p.requireGroup.firstMatch(line))) {
             auth_[kRequireGroup] = knownNames((*m)[1], [&](const std::string& n) { return pane && pane->hasGroup(n); });
             passwordDirective = true;
-        } else if (auto m = p.address.firstMatch(line)) {
+        } else if (mayAddress && (m = p.address.firstMatch(line))) {
             const std::string& directive = (*m)[1];
             KLPlist::Array kept;
             for (std::string& piece : splitAtSpaces((*m)[2])) {
@@ -140,7 +192,7 @@ void KLFSItem::parseAccessString()
             }
             auth_[directive] = KLPlist(std::move(kept));
             addressDirective = true;
-        } else if (auto m = p.satisfy.firstMatch(line)) {
+        } else if (maySatisfy && (m = p.satisfy.firstMatch(line))) {
             // Also when commented: the writer comments the Satisfy line while
             // only one kind of protection is on, and the choice must survive.
             if (p.any.matches((*m)[1]))

@@ -1,5 +1,6 @@
 #include "KLFSItem.h"
 
+#include "KLAddressLookup.h"
 #include "KLFileExtensions.h"
 #include "KLLog.h"
 #include "KLNotificationCenter.h"
@@ -194,6 +195,8 @@ void KLFSItem::loadChildren()
     children_.clear();
 
     if (isFolder(fullPath_)) {
+        // Many access files in a row: the pane's addresses are hashed once.
+        KLAddressLookup::Batch addressBatch;
         if (DIR* dir = ::opendir(fullPath_.c_str())) {
             while (const dirent* entry = ::readdir(dir)) {
                 std::string name = entry->d_name;

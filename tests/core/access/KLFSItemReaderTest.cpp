@@ -215,4 +215,46 @@ TEST_F(ReaderTest, GarbageNeverCrashesAndNeverTurnsIntoProtection)
     }
 }
 
+// Lines of plain ASCII take a quicker road through the reader; a line with a
+// non-ASCII character in front of its directive takes the patterns alone.
+// Both must read every line alike.
+TEST_F(ReaderTest, PlainAndNonAsciiLinesReadAlike)
+{
+    const std::vector<std::string> tokens = {"#", "Require", "rEqUiRe", "user", "valid-user", "group", "Allow",
+                                             "deny", "Deny", "from", "FROM", "all", "any", "Satisfy", "Order",
+                                             "authtype", "alice", "staff", "10.0.0.1", "10.0.0.7", "fendreled",
+                                             " ", "  ", "\t", "x"};
+    std::mt19937 random(7);
+    for (int round = 0; round < 2000; ++round) {
+        std::string line;
+        for (std::size_t n = 1 + random() % 7; n > 0; --n)
+            line += tokens[random() % tokens.size()] + (random() % 3 ? " " : "");
+        if (line.find_first_not_of(" \t") == std::string::npos)
+            continue;
+        SCOPED_TRACE(line);
+
+        pane.addressList = {KLPlist("10.0.0.1")};
+        parse(line + "\n");
+        KLPlist::Dictionary plainAuth = item->authDict();
+        std::int32_t plainStatus = item->authStatus();
+        bool plainDisabled = item->isAuthenticationDisabled();
+        std::vector<std::string> plainText = item->userText();
+        std::size_t plainDiscovered = pane.addressList.size();
+
+        pane.addressList = {KLPlist("10.0.0.1")};
+        const std::string accent = "\xc3\xa9 ";
+        parse(accent + line + "\n");
+        std::vector<std::string> text = item->userText();
+        for (std::string& kept : text) {
+            if (kept.rfind(accent, 0) == 0)
+                kept.erase(0, accent.size());
+        }
+        EXPECT_EQ(item->authDict(), plainAuth);
+        EXPECT_EQ(item->authStatus(), plainStatus);
+        EXPECT_EQ(item->isAuthenticationDisabled(), plainDisabled);
+        EXPECT_EQ(text, plainText);
+        EXPECT_EQ(pane.addressList.size(), plainDiscovered);
+    }
+}
+
 } // namespace
