@@ -1,0 +1,345 @@
+#include "KLOutlineView.h"
+
+#include "KLListKeys.h"
+#include "KLPaneContext.h"
+#include "QtCellDelegate.h"
+#include "QtOutlineModel.h"
+#include "QtStrings.h"
+
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QTimer>
+
+#include <algorithm>
+
+KLOutlineView::KLOutlineView(const QString& outletName, QtColumns columns, QWidget* parent)
+    : QTreeView(parent), model_(new QtOutlineModel(*this, std::move(columns), this))
+{
+    setObjectName(outletName);
+    setModel(model_);
+    setItemDelegate(new QtCellDelegate(this));
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setSelectionMode(QAbstractItemView::SingleSelection);
+    setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked);
+    setAlternatingRowColors(true);
+    setUniformRowHeights(true);
+    setWordWrap(false);
+    header()->setHighlightSections(false);
+    header()->setStretchLastSection(false);
+
+    connect(this, &QTreeView::expanded, this, [this](const QModelIndex& index) {
+        if (auto* source = model_->dataSource())
+            source->itemWillExpand(*this, model_->itemForIndex(index));
+    });
+    connect(this, &QTreeView::collapsed, this, [this](const QModelIndex& index) {
+        if (auto* source = model_->dataSource())
+            source->itemWillCollapse(*this, model_->itemForIndex(index));
+    });
+}
+
+int KLOutlineView::columnIndex(const std::string& identifier) const
+{
+    return model_->columnIndex(identifier);
+}
+
+void KLOutlineView::setDragTypes(bool dragItems, const QStringList& dropTypes)
+{
+    model_->setDragEnabled(dragItems);
+    model_->setAcceptedDropTypes(dropTypes);
+    setDragEnabled(dragItems);
+    setAcceptDrops(!dropTypes.isEmpty());
+    setDropIndicatorShown(!dropTypes.isEmpty());
+    setDragDropMode(dragItems && !dropTypes.isEmpty() ? QAbstractItemView::DragDrop
+                    : dragItems                       ? QAbstractItemView::DragOnly
+                    : !dropTypes.isEmpty()            ? QAbstractItemView::DropOnly
+                                                      : QAbstractItemView::NoDragDrop);
+}
+
+void KLOutlineView::setIntercellSpacing(const QSize& spacing)
+{
+    setProperty(QtCellDelegate::kSpacingProperty, spacing);
+    doItemsLayout();
+}
+
+void KLOutlineView::setToolTip(const std::string& toolTip)
+{
+    QTreeView::setToolTip(toQt(toolTip));
+}
+
+std::string KLOutlineView::toolTip() const
+{
+    return fromQt(QTreeView::toolTip());
+}
+
+std::string KLOutlineView::name() const
+{
+    return fromQt(objectName());
+}
+
+void KLOutlineView::setDataSource(KLOutlineDataSource* source)
+{
+    pendingExpansion_.clear();
+    model_->setDataSource(source);
+}
+
+QModelIndex KLOutlineView::indexAtRow(int row, int column) const
+{
+    if (row < 0)
+        return {};
+    QModelIndex index = model_->index(0, 0);
+    for (int i = 0; i < row && index.isValid(); ++i)
+        index = indexBelow(index);
+    return index.isValid() ? index.siblingAtColumn(column) : QModelIndex();
+}
+
+int KLOutlineView::rowForIndex(const QModelIndex& target) const
+{
+    if (!target.isValid())
+        return -1;
+    QModelIndex wanted = target.siblingAtColumn(0);
+    int row = 0;
+    for (QModelIndex index = model_->index(0, 0); index.isValid(); index = indexBelow(index), ++row)
+        if (index == wanted)
+            return row;
+    return -1;
+}
+
+// Items that were expanded (and still exist) open again after a reload; the
+// selection is kept by row, and the controller hears of it only if it moved.
+void KLOutlineView::reloadData()
+{
+    std::set<KLItem> expanded;
+    for (int row = 0; row < numberOfRows(); ++row) {
+        QModelIndex index = indexAtRow(row);
+        if (isExpanded(index))
+            expanded.insert(model_->itemForIndex(index));
+    }
+    std::vector<int> before = selectedRows();
+    quiet_ = true;
+    model_->reload();
+    restoreExpansion(expanded, QModelIndex());
+    for (int row : before)
+        if (QModelIndex index = indexAtRow(row); index.isValid())
+            selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    if (!before.empty())
+        if (QModelIndex index = indexAtRow(before.front()); index.isValid())
+            selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    quiet_ = false;
+    if (selectedRows() != before)
+        notifySelection();
+}
+
+void KLOutlineView::restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent)
+{
+    if (expanded.empty())
+        return;
+    int rows = model_->rowCount(parent);
+    for (int row = 0; row < rows; ++row) {
+        QModelIndex index = model_->index(row, 0, parent);
+        if (expanded.count(model_->itemForIndex(index))) {
+            expand(index);
+            restoreExpansion(expanded, index);
+        }
+    }
+}
+
+void KLOutlineView::reloadItem(KLItem item)
+{
+    model_->reloadItem(item);
+}
+
+int KLOutlineView::numberOfRows() const
+{
+    int rows = 0;
+    for (QModelIndex index = model_->index(0, 0); index.isValid(); index = indexBelow(index))
+        ++rows;
+    return rows;
+}
+
+int KLOutlineView::selectedRow() const
+{
+    QModelIndex current = currentIndex();
+    if (current.isValid() && selectionModel()->isSelected(current.siblingAtColumn(0)))
+        return rowForIndex(current);
+    std::vector<int> rows = selectedRows();
+    return rows.empty() ? -1 : rows.front();
+}
+
+std::vector<int> KLOutlineView::selectedRows() const
+{
+    std::vector<int> rows;
+    for (const QModelIndex& index : selectionModel()->selectedRows())
+        if (int row = rowForIndex(index); row >= 0)
+            rows.push_back(row);
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+void KLOutlineView::selectRow(int row, bool extendSelection)
+{
+    QModelIndex index = indexAtRow(row);
+    if (!index.isValid())
+        return;
+    auto flags = (extendSelection ? QItemSelectionModel::Select : QItemSelectionModel::ClearAndSelect) |
+                 QItemSelectionModel::Rows;
+    selectionModel()->setCurrentIndex(index, flags);
+    scrollTo(index);
+}
+
+void KLOutlineView::deselectAll()
+{
+    clearSelection();
+}
+
+void KLOutlineView::editColumn(const std::string& column, int row)
+{
+    int col = model_->columnIndex(column);
+    QModelIndex index = indexAtRow(row, std::max(col, 0));
+    if (col < 0 || !index.isValid())
+        return;
+    scrollTo(index);
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    if (edit(index, QAbstractItemView::AllEditTriggers, nullptr))
+        if (auto* editor = qobject_cast<QLineEdit*>(indexWidget(index)))
+            editor->selectAll();
+}
+
+KLItem KLOutlineView::itemAtRow(int row) const
+{
+    return model_->itemForIndex(indexAtRow(row));
+}
+
+int KLOutlineView::rowForItem(KLItem item) const
+{
+    return rowForIndex(model_->indexForItem(item));
+}
+
+// A source may ask for an expansion while the rows are being drawn; the
+// tree cannot change its rows then, so that waits for the next turn.
+void KLOutlineView::expandItem(KLItem item)
+{
+    if (painting_) {
+        bool first = pendingExpansion_.empty();
+        pendingExpansion_.insert(item);
+        if (first)
+            QTimer::singleShot(0, this, &KLOutlineView::expandPending);
+        return;
+    }
+    QModelIndex index = model_->indexForItem(item);
+    if (index.isValid())
+        expand(index);
+}
+
+void KLOutlineView::expandPending()
+{
+    std::set<KLItem> items;
+    items.swap(pendingExpansion_);
+    for (KLItem item : items)
+        expandItem(item);
+}
+
+void KLOutlineView::collapseItem(KLItem item)
+{
+    pendingExpansion_.erase(item);
+    QModelIndex index = model_->indexForItem(item);
+    if (index.isValid())
+        collapse(index);
+}
+
+bool KLOutlineView::isItemExpanded(KLItem item) const
+{
+    if (pendingExpansion_.count(item))
+        return true;
+    QModelIndex index = model_->indexForItem(item);
+    return index.isValid() && isExpanded(index);
+}
+
+void KLOutlineView::setNeedsDisplay()
+{
+    viewport()->update();
+}
+
+void KLOutlineView::paintEvent(QPaintEvent* event)
+{
+    painting_ = true;
+    QTreeView::paintEvent(event);
+    painting_ = false;
+}
+
+void KLOutlineView::keyPressEvent(QKeyEvent* event)
+{
+    if (state() != QAbstractItemView::EditingState && KLListKeys::isDeleteKey(*event)) {
+        if (KLPaneContext* pane = KLPaneContext::shared())
+            pane->deleteRow(this, selectedRow());
+        event->accept();
+        return;
+    }
+    QTreeView::keyPressEvent(event);
+}
+
+// Only what the user does is put to the source; the controller's own
+// selections (a replayed click among them) go through.
+QItemSelectionModel::SelectionFlags KLOutlineView::selectionCommand(const QModelIndex& index,
+                                                                    const QEvent* event) const
+{
+    auto* source = model_->dataSource();
+    if (event && source && index.isValid()) {
+        switch (event->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::KeyPress: {
+            bool isNew = !selectionModel()->isSelected(index.siblingAtColumn(0));
+            refusedPress_ = isNew && !source->shouldSelectItem(const_cast<KLOutlineView&>(*this),
+                                                               model_->itemForIndex(index));
+            break;
+        }
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseMove:
+            break;
+        default:
+            refusedPress_ = false;
+            break;
+        }
+        if (refusedPress_)
+            return QItemSelectionModel::NoUpdate;
+    }
+    return QTreeView::selectionCommand(index, event);
+}
+
+void KLOutlineView::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
+{
+    QTreeView::selectionChanged(selected, deselected);
+    if (!quiet_)
+        notifySelection();
+}
+
+void KLOutlineView::notifySelection()
+{
+    emit selectionDidChange();
+    if (auto* source = model_->dataSource())
+        source->selectionDidChange(*this);
+}
+
+void KLOutlineView::commitData(QWidget* editor)
+{
+    auto* source = model_->dataSource();
+    auto* line = qobject_cast<QLineEdit*>(editor);
+    if (source && line && source->hasTextValidation() && !source->validateText(*this, fromQt(line->text()))) {
+        refusedEditor_ = editor;
+        return;
+    }
+    refusedEditor_ = nullptr;
+    QTreeView::commitData(editor);
+}
+
+void KLOutlineView::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint)
+{
+    if (editor && editor == refusedEditor_ && hint != QAbstractItemDelegate::RevertModelCache) {
+        refusedEditor_ = nullptr;
+        editor->setFocus(Qt::OtherFocusReason);
+        return;
+    }
+    refusedEditor_ = nullptr;
+    QTreeView::closeEditor(editor, hint);
+}

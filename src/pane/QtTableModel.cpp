@@ -1,0 +1,177 @@
+#include "QtTableModel.h"
+
+#include "KLListView.h"
+#include "QtCellData.h"
+#include "QtPasteboard.h"
+#include "QtStrings.h"
+
+#include <QMimeData>
+
+#include <algorithm>
+#include <set>
+
+QtTableModel::QtTableModel(KLListView& view, QtColumns columns, QObject* parent)
+    : QAbstractTableModel(parent), view_(view), columns_(std::move(columns))
+{
+}
+
+void QtTableModel::setDataSource(KLTableDataSource* source)
+{
+    source_ = source;
+    reload();
+}
+
+int QtTableModel::columnIndex(const std::string& identifier) const
+{
+    for (std::size_t i = 0; i < columns_.size(); ++i)
+        if (columns_[i].identifier == identifier)
+            return static_cast<int>(i);
+    return -1;
+}
+
+void QtTableModel::reload()
+{
+    beginResetModel();
+    rows_ = source_ ? std::max(0, source_->numberOfRows(view_)) : 0;
+    endResetModel();
+}
+
+void QtTableModel::rowChanged(int row)
+{
+    if (row >= 0 && row < rows_ && !columns_.empty())
+        emit dataChanged(index(row, 0), index(row, static_cast<int>(columns_.size()) - 1));
+}
+
+int QtTableModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : rows_;
+}
+
+int QtTableModel::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(columns_.size());
+}
+
+// A source changes its rows first and reloads its view after; until then
+// the rows past its new end are not asked for.
+bool QtTableModel::isLive(int row) const
+{
+    return source_ && row >= 0 && row < rows_ && row < source_->numberOfRows(view_);
+}
+
+KLCell QtTableModel::cellAt(const QModelIndex& index) const
+{
+    KLCell cell;
+    source_->willDisplayCell(view_, cell, columns_[static_cast<std::size_t>(index.column())].identifier, index.row());
+    return cell;
+}
+
+QVariant QtTableModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid) || !isLive(index.row()))
+        return {};
+    const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
+    if (role == QtColumn::kSummaryRole)
+        return toQt(source_->summaryTextForRow(index.row()));
+    KLPlist value = source_->objectValue(view_, column.identifier, index.row());
+    return QtCellData::data(column, value, cellAt(index), role);
+}
+
+bool QtTableModel::setData(const QModelIndex& index, const QVariant& value, int role)
+{
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid) || !isLive(index.row()))
+        return false;
+    const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
+    auto edit = QtCellData::valueForEdit(column, value, role);
+    if (!edit)
+        return false;
+    int row = index.row();
+    // The source may reload the view from here; the index is not used after.
+    source_->setObjectValue(view_, *edit, column.identifier, row);
+    rowChanged(row);
+    return true;
+}
+
+QVariant QtTableModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 ||
+        section >= static_cast<int>(columns_.size()))
+        return {};
+    return columns_[static_cast<std::size_t>(section)].title;
+}
+
+Qt::ItemFlags QtTableModel::flags(const QModelIndex& index) const
+{
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
+        return dropTypes_.isEmpty() ? Qt::NoItemFlags : Qt::ItemIsDropEnabled;
+    // A row the source has dropped stays selected until the reload.
+    if (!isLive(index.row()))
+        return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
+    const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
+    bool editable = column.kind == QtColumn::Kind::Text && source_->shouldEdit(view_, column.identifier, index.row());
+    Qt::ItemFlags flags = QtCellData::flags(column, cellAt(index), editable) | Qt::ItemNeverHasChildren;
+    if (dragEnabled_)
+        flags |= Qt::ItemIsDragEnabled;
+    if (!dropTypes_.isEmpty())
+        flags |= Qt::ItemIsDropEnabled;
+    return flags;
+}
+
+QStringList QtTableModel::mimeTypes() const
+{
+    return dropTypes_.isEmpty() ? QStringList{toQt(KLPasteboard::kFendrelUserType)} : dropTypes_;
+}
+
+QMimeData* QtTableModel::mimeData(const QModelIndexList& indexes) const
+{
+    if (!source_ || !dragEnabled_)
+        return nullptr;
+    std::set<int> unique;
+    for (const QModelIndex& index : indexes)
+        if (isLive(index.row()))
+            unique.insert(index.row());
+    std::vector<int> rows(unique.begin(), unique.end());
+    KLPasteboard pasteboard;
+    if (rows.empty() || !source_->writeRows(view_, rows, pasteboard))
+        return nullptr;
+    return QtPasteboard::toMimeData(pasteboard);
+}
+
+Qt::DropActions QtTableModel::supportedDragActions() const
+{
+    return dragEnabled_ ? Qt::CopyAction : Qt::IgnoreAction;
+}
+
+Qt::DropActions QtTableModel::supportedDropActions() const
+{
+    return dropTypes_.isEmpty() ? Qt::IgnoreAction : Qt::CopyAction;
+}
+
+std::pair<int, KLDropOperation> QtTableModel::dropTarget(int row, const QModelIndex& parent) const
+{
+    if (parent.isValid())
+        return {parent.row(), KLDropOperation::On};
+    // Below the last row: above the row that would follow it.
+    return {row < 0 ? rows_ : row, KLDropOperation::Above};
+}
+
+bool QtTableModel::canDropMimeData(const QMimeData* data, Qt::DropAction, int row, int, const QModelIndex& parent) const
+{
+    if (!source_ || !data || dropTypes_.isEmpty())
+        return false;
+    KLPasteboard pasteboard = QtPasteboard::fromMimeData(*data, dropTypes_);
+    if (pasteboard.types().empty())
+        return false;
+    auto [target, operation] = dropTarget(row, parent);
+    return source_->validateDrop(view_, pasteboard, target, operation) != KLDragOperation::None;
+}
+
+bool QtTableModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                                const QModelIndex& parent)
+{
+    if (!canDropMimeData(data, action, row, column, parent))
+        return false;
+    KLPasteboard pasteboard = QtPasteboard::fromMimeData(*data, dropTypes_);
+    auto [target, operation] = dropTarget(row, parent);
+    return source_->acceptDrop(view_, pasteboard, target, operation);
+}

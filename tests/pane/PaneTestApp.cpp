@@ -1,0 +1,63 @@
+#include "PaneTestApp.h"
+
+#include "QtImages.h"
+#include "QtRunLoop.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+class QtEnvironment : public ::testing::Environment
+{
+public:
+    void SetUp() override
+    {
+        ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
+        static int argc = 1;
+        static char name[] = "pane_tests";
+        static char* argv[] = {name, nullptr};
+        app_ = std::make_unique<QApplication>(argc, argv);
+        QtImages::setUpTheme();
+        KLRunLoop::setMain(std::make_shared<QtRunLoop>(app_.get()));
+    }
+    void TearDown() override
+    {
+        KLRunLoop::setMain(nullptr);
+        app_.reset();
+    }
+
+private:
+    std::unique_ptr<QApplication> app_;
+};
+
+const auto* const registered = ::testing::AddGlobalTestEnvironment(new QtEnvironment);
+
+} // namespace
+
+bool PaneTestApp::waitFor(const std::function<bool()>& predicate, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!predicate()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+void PaneTestApp::settle()
+{
+    for (int i = 0; i < 3; ++i) {
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QTest::qWait(1);
+    }
+}
