@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,3 +39,16 @@ std::string lastPathComponent(std::string_view path);
 std::string stringByDeletingLastPathComponent(std::string_view path);
 std::vector<std::string> pathComponents(std::string_view path);
 std::string pathWithComponents(const std::vector<std::string>& components);
+
+// printf-style formatting into a string; callers' "%@" texts use "%s" with
+// c_str() arguments. Always give at least one argument.
+template <class... Args>
+std::string stringWithFormat(const char* format, Args... args)
+{
+    int size = std::snprintf(nullptr, 0, format, args...);
+    if (size <= 0)
+        return {};
+    std::string text(static_cast<std::size_t>(size), '\0');
+    std::snprintf(text.data(), text.size() + 1, format, args...);
+    return text;
+}

@@ -25,7 +25,3 @@ void FendrelPref::webOutlineClick(void*)
 void FendrelPref::presentManualEditingErrorWithInvocation(KLInvocation)
 {
 }
-
-void FendrelPref::displayError(int)
-{
-}

@@ -5,11 +5,33 @@
 #include "KLUserDefaults.h"
 
 #include <cstdlib>
+#include <fstream>
 #include <mutex>
+#include <sstream>
 
 namespace {
 FendrelPref* g_sharedInstance = nullptr;
+
+constexpr const char* kErrorsResource = "errors";
+
+// The error table: an array of message strings. Anything else leaves it empty.
+std::vector<std::string> loadErrorTable(const KLBundle& bundle)
+{
+    std::vector<std::string> table;
+    std::optional<std::string> path = bundle.pathForResource(kErrorsResource, "plist");
+    if (!path)
+        return table;
+    std::ifstream in(*path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    std::optional<KLPlist> plist = KLPlist::fromBytes(bytes.str());
+    if (!plist || !plist->array())
+        return table;
+    for (const KLPlist& entry : *plist->array())
+        table.push_back(entry.description());
+    return table;
 }
+} // namespace
 
 FendrelPref::FendrelPref() : addresses_(std::make_shared<KLPlist::Array>())
 {
@@ -64,6 +86,13 @@ KLPlist::Dictionary FendrelPref::registeredDefaults()
         {"Apache Site Port", "80"},
         {"New File Extension", ".new"},
     };
+}
+
+void FendrelPref::initWithBundle(const KLBundle& bundle)
+{
+    setSharedInstance(this);
+    fsItem_ = nullptr;
+    errors_ = loadErrorTable(bundle);
 }
 
 void FendrelPref::initialize()

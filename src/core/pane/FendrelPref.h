@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FendrelPrefOutlets.h"
 #include "KLPaneContext.h"
 #include "KLPlist.h"
 
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+class KLBundle;
 class KLFSItem;
 class KLUsersDataSource;
 class KLGroupsDataSource;
@@ -32,6 +34,13 @@ public:
 
     static FendrelPref* sharedInstance();
     static void setSharedInstance(FendrelPref* instance);
+
+    // Creation as the host does it: becomes the shared instance and loads
+    // the error table from the bundle.
+    void initWithBundle(const KLBundle& bundle);
+    void setOutlets(const FendrelPrefOutlets& outlets) { o_ = outlets; }
+    const FendrelPrefOutlets& outlets() const { return o_; }
+    const std::vector<std::string>& errors() const { return errors_; }
 
     // Pane context queries.
     std::optional<std::string> fendrelLocation(int code) const override;
@@ -63,7 +72,14 @@ public:
     KLGroupsDataSource* groups() const { return groups_.get(); }
     std::shared_ptr<KLPlist::Array> sharedAddresses() const { return addresses_; }
 
+    // The numbered error alert's end, and the split view's divider limits.
+    void sheetDidEnd(void* sheet, int returnCode, void* contextInfo);
+    double constrainMinCoordinate(double proposed, int subviewIndex) const;
+    double constrainMaxCoordinate(double proposed, int subviewIndex) const;
+
 protected:
+    FendrelPrefOutlets o_;
+    std::vector<std::string> errors_;
     std::shared_ptr<KLUsersDataSource> users_;
     std::shared_ptr<KLGroupsDataSource> groups_;
     KLFSItem* fsItem_ = nullptr;

@@ -26,6 +26,13 @@ TEST(StringExtensionsTest, ChopAndLeadingZeroRemoveOneCharacterOnly)
     EXPECT_EQ(stringByRemovingLeadingZero("70"), "70");
 }
 
+TEST(StringExtensionsTest, FormatGrowsToTheWholeText)
+{
+    std::string longName(300, 'x');
+    EXPECT_EQ(stringWithFormat("Group %d", 12), "Group 12");
+    EXPECT_EQ(stringWithFormat("\"%s\" in %s", longName.c_str(), "g"), "\"" + longName + "\" in g");
+}
+
 TEST(StringExtensionsTest, CommasStopAtTheBound)
 {
     EXPECT_EQ(addCommas("123"), "123");
