@@ -98,8 +98,8 @@ public:
     // --- Writing ---------------------------------------------------------
     // Replaces the access file with the managed block for the current state
     // (atomically, keeping owner, group and mode) and reloads the item from
-    // it. Does nothing while authStatus() is 0; a failed write leaves the old
-    // file and the item's state as they were.
+    // it. Does nothing while authStatus() is 0. A failed write leaves the old
+    // file; the item keeps its state in memory and nothing is announced.
     void writeAccessFile();
     void setAuthStatus(std::int32_t status, bool disable);
     void setAllow(bool allow);
@@ -139,7 +139,8 @@ private:
     std::shared_ptr<KLFSItem> heldParent_;    // a parent this item keeps alive itself
     std::weak_ptr<KLFSItem> anchor_;          // the shared_ptr that owns this item's tree
     std::vector<std::unique_ptr<KLFSItem>> children_;
-    std::vector<std::unique_ptr<KLFSItem>> retired_; // children of an earlier load, still referenced
+    // Children of an earlier load: pointers to them stay valid.
+    std::vector<std::unique_ptr<KLFSItem>> retired_;
     ChildState childState_ = ChildState::NotLoaded;
     KLPlist::Dictionary auth_;
     std::vector<std::string> userText_;
