@@ -1,0 +1,36 @@
+#include "KLProcessList.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+
+namespace {
+
+TEST(ProcessListTest, NamesComeFromEveryNumericEntry)
+{
+    TempDir proc;
+    proc.write("1/comm", "systemd\n");
+    proc.write("42/comm", "httpd\n");
+    proc.write("43/comm", "httpd-worker\n");
+    proc.write("self/comm", "notapid\n");
+    proc.write("44x/comm", "notapid\n");
+    proc.mkdir("45"); // ended while the list was read
+    std::vector<std::string> names = KLProcessList::allProcessNames(proc.path());
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"httpd", "httpd-worker", "systemd"}));
+    EXPECT_TRUE(KLProcessList::allProcessNames(proc.file("missing")).empty());
+}
+
+TEST(ProcessListTest, TheRunningTestIsListedUnderItsShortName)
+{
+    std::ifstream comm("/proc/self/comm");
+    std::string self;
+    std::getline(comm, self);
+    std::vector<std::string> names = KLProcessList::allProcessNames();
+    EXPECT_NE(std::find(names.begin(), names.end(), self), names.end()) << self;
+    EXPECT_GT(names.size(), 1u);
+}
+
+} // namespace
