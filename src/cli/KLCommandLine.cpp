@@ -1,9 +1,11 @@
 #include "KLCommandLine.h"
 
+#include "FendrelPref.h"
 #include "KLBundle.h"
 #include "KLCliError.h"
 #include "KLCliSession.h"
 #include "KLLog.h"
+#include "KLServerCommands.h"
 #include "KLSettingsCommands.h"
 
 #include <CLI/CLI.hpp>
@@ -39,6 +41,8 @@ int KLCommandLine::run(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);
     logToSystemLogOnly();
+    // The pane's class start-up: settings under its identifier, its defaults.
+    FendrelPref::initialize();
 
     KLCliSession session;
     CLI::App app(kDescription, kProgram);
@@ -50,6 +54,7 @@ int KLCommandLine::run(int argc, char** argv)
     app.add_flag("--json", session.options.json, "Machine-readable output (JSON) on standard output");
     app.add_flag("--yes,-y", session.options.yes, "Answer confirmations with yes");
 
+    KLServerCommands::addTo(app, session);
     KLSettingsCommands::addTo(app, session);
 
     try {

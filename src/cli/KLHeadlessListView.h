@@ -21,12 +21,12 @@ class KLHeadlessListView : public KLHeadlessControl<KLListView>
 public:
     explicit KLHeadlessListView(std::string name) : name_(std::move(name)) {}
 
-    void setTableDataSource(KLTableDataSource* source) { table_ = source; }
-    void setOutlineDataSource(KLOutlineDataSource* source) { outline_ = source; }
     KLTableDataSource* tableDataSource() const { return table_; }
     KLOutlineDataSource* outlineDataSource() const { return outline_; }
 
     std::string name() const override { return name_; }
+    void setDataSource(KLTableDataSource* source) override { table_ = source; }
+    void setDataSource(KLOutlineDataSource* source) override { outline_ = source; }
     void reloadData() override {}
     void reloadItem(KLItem) override {}
     int numberOfRows() const override;
@@ -35,6 +35,9 @@ public:
     void selectRow(int row, bool extendSelection) override;
     void deselectAll() override { selection_.clear(); }
     void editColumn(const std::string& column, int row) override { editing_ = {column, row}; }
+    int editedRow() const override { return editing_.second; }
+    // The edit of the cell ends (the command line has typed its text).
+    void endEditing() { editing_ = {std::string(), -1}; }
     KLItem itemAtRow(int row) const override;
     int rowForItem(KLItem item) const override;
     void expandItem(KLItem item) override { expanded_.insert(item); }
