@@ -391,7 +391,8 @@ std::string readCallerData(const std::string& path)
         finish(kDataRefused, "-data must be an absolute path");
     ::setfsgid(callerGid);
     ::setfsuid(callerUid);
-    if (static_cast<uid_t>(::setfsuid(static_cast<uid_t>(-1))) != callerUid)
+    if (static_cast<uid_t>(::setfsuid(static_cast<uid_t>(-1))) != callerUid ||
+        static_cast<gid_t>(::setfsgid(static_cast<gid_t>(-1))) != callerGid)
         finish(kDataRefused, "cannot take the caller's file-system identity");
     int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     int openError = errno;

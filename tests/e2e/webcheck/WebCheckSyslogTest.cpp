@@ -1,0 +1,81 @@
+#include "WebCheckFixture.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+// Every action and every refusal reaches syslog with facility authpriv and
+// the caller's uid. The tool runs in a private mount namespace whose /dev/log
+// is this test's socket, so the machine's own log is never touched.
+class WebCheckSyslogTest : public WebCheckFixture
+{
+protected:
+    void SetUp() override
+    {
+        WebCheckFixture::SetUp();
+        if (std::system("unshare -m true 2>/dev/null") != 0)
+            GTEST_SKIP() << "no private mount namespace here";
+        folder = box->path() + "/syslog";
+        std::filesystem::create_directories(folder);
+        socket_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::string path = folder + "/log";
+        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+        ASSERT_EQ(0, ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address));
+        ::chmod(path.c_str(), 0666);
+    }
+    void TearDown() override
+    {
+        if (socket_ >= 0)
+            ::close(socket_);
+    }
+
+    int runLogged(const std::vector<std::string>& args)
+    {
+        WebCheckSandbox::Options options;
+        options.input = WebCheckSandbox::tokenFor(kNobody);
+        options.wrapper = {"/usr/bin/unshare", "-m", "/bin/sh", "-c",
+                           "set -e; f='" + folder + "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
+                           " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
+                           " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log;"
+                           " exec setpriv --reuid=65534 --regid=65534 --clear-groups \"$0\" \"$@\""};
+        auto result = box->run(args, options);
+        return result.status;
+    }
+
+    std::vector<std::string> messages()
+    {
+        std::vector<std::string> found;
+        char buffer[2048];
+        for (ssize_t n; (n = ::recv(socket_, buffer, sizeof buffer, 0)) > 0;)
+            found.emplace_back(buffer, static_cast<std::size_t>(n));
+        return found;
+    }
+
+    std::string folder;
+    int socket_ = -1;
+};
+
+TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
+{
+    std::vector<std::string> ctlArgs = {"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"};
+    EXPECT_EQ(0, runLogged(ctlArgs));
+    box->setPkcheckExit(1);
+    EXPECT_EQ(kNotAuthorized, runLogged(ctlArgs));
+    EXPECT_EQ(kUsage, runLogged({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful;id"}));
+
+    auto logged = messages();
+    ASSERT_EQ(3u, logged.size());
+    // <84> is authpriv.warning, <85> authpriv.notice.
+    EXPECT_EQ(0u, logged[0].rfind("<85>", 0)) << logged[0];
+    EXPECT_NE(std::string::npos, logged[0].find("WebCheck[")) << logged[0];
+    EXPECT_NE(std::string::npos, logged[0].find("uid 65534: " + box->path() + "/apachectl graceful")) << logged[0];
+    EXPECT_EQ(0u, logged[1].rfind("<84>", 0)) << logged[1];
+    EXPECT_NE(std::string::npos, logged[1].find("uid 65534: refused: polkit did not authorize")) << logged[1];
+    EXPECT_EQ(0u, logged[2].rfind("<84>", 0)) << logged[2];
+    EXPECT_NE(std::string::npos, logged[2].find("uid 65534: refused: arguments")) << logged[2];
+}
