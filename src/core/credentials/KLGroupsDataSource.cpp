@@ -3,6 +3,7 @@
 #include "KLAtomicFile.h"
 #include "KLFileExtensions.h"
 #include "KLLog.h"
+#include "KLNameSet.h"
 #include "KLPaneContext.h"
 #include "KLScanner.h"
 #include "KLStringExtensions.h"
@@ -57,7 +58,7 @@ std::vector<std::string> KLGroupsDataSource::list() const
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const std::vector<std::string>& users)
 {
     unreadableFile_ = false;
-    names_.reset();
+    forgetNames();
     std::optional<std::string> path = groupsFilePath();
     if (!path || !fileExists(*path))
         return emptyRoot();
@@ -67,8 +68,8 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
         KLLog("Fendrel: cannot read the groups file " + *path + "; it will not be overwritten");
         return emptyRoot();
     }
-    std::unordered_set<std::string_view> known(users.begin(), users.end());
-    return parseGroups(*text, [&known](const std::string& name) { return known.count(name) > 0; });
+    KLNameSet known(users);
+    return parseGroups(*text, [&known](const std::string& name) { return known.contains(name); });
 }
 
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text,
@@ -132,7 +133,7 @@ std::string KLGroupsDataSource::groupfileText(const KLUserItem& root)
 
 bool KLGroupsDataSource::writeGroupfile()
 {
-    names_.reset();
+    forgetNames();
     std::optional<std::string> path = groupsFilePath();
     if (!path)
         return false;
@@ -152,21 +153,28 @@ bool KLGroupsDataSource::writeGroupfile()
     return true;
 }
 
-const KLNameIndex& KLGroupsDataSource::names() const
+const KLNameIndex& KLGroupsDataSource::names(KLNameIndex::Matching matching) const
 {
     const KLUserItem::Children& groups = *root_->children();
-    if (!names_ || names_->size() != groups.size()) {
-        names_.emplace();
-        names_->reserve(groups.size());
+    std::optional<KLNameIndex>& names = matching == KLNameIndex::Matching::Exact ? exactNames_ : foldedNames_;
+    if (!names || names->size() != groups.size()) {
+        names.emplace(matching);
+        names->reserve(groups.size());
         for (const auto& group : groups)
-            names_->add(group->value());
+            names->add(group->value());
     }
-    return *names_;
+    return *names;
+}
+
+void KLGroupsDataSource::forgetNames()
+{
+    exactNames_.reset();
+    foldedNames_.reset();
 }
 
 bool KLGroupsDataSource::containsItem(const std::string& name) const
 {
-    if (!names().containsIgnoringCase(name))
+    if (!names(KLNameIndex::Matching::IgnoringCase).contains(name))
         return false;
     KLUserItem* edited = nullptr;
     if (outlineView_ && outlineView_->editedRow() >= 0)
@@ -181,7 +189,7 @@ bool KLGroupsDataSource::containsItem(const std::string& name) const
 
 bool KLGroupsDataSource::hasGroup(const std::string& name) const
 {
-    return names().contains(name);
+    return names(KLNameIndex::Matching::Exact).contains(name);
 }
 
 KLUserItem* KLGroupsDataSource::addNewGroup(const std::string& name)
@@ -189,7 +197,7 @@ KLUserItem* KLGroupsDataSource::addNewGroup(const std::string& name)
     auto group = KLUserItem::itemWithValue(name, root_.get(), KLUserItem::Children{});
     KLUserItem::Children& groups = rootArray();
     groups.push_back(group);
-    names_.reset();
+    forgetNames();
     if (KLUserDefaults::standardUserDefaults().boolForKey(kSortGroupsKey)) {
         bool caseSensitive = KLUserDefaults::standardUserDefaults().boolForKey(kCaseSensitiveKey);
         std::stable_sort(groups.begin(), groups.end(),
@@ -228,7 +236,7 @@ void KLGroupsDataSource::removeItem(KLUserItem* item)
         return;
     siblings.erase(it);
     if (parent == root_.get())
-        names_.reset();
+        forgetNames();
     writeGroupfile();
 }
 
@@ -301,7 +309,7 @@ void KLGroupsDataSource::itemWillCollapse(KLListView& view, KLItem item)
 void KLGroupsDataSource::setGroupValue(KLListView& view, const KLPlist& value, KLUserItem* group)
 {
     group->setValue(stringByRemovingCharactersInString(value.description(), kRemovedFromNames));
-    names_.reset();
+    forgetNames();
     writeGroupfile();
     view.reloadData();
 }

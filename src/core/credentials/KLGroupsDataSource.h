@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 class KLFSItem;
@@ -84,7 +83,9 @@ public:
 
 private:
     static KLUserItem* node(KLItem item) { return static_cast<KLUserItem*>(item); }
-    const KLNameIndex& names() const;
+    // Built on first use after a change, each kind only when asked for.
+    const KLNameIndex& names(KLNameIndex::Matching matching) const;
+    void forgetNames();
     void reload();
     // Takes the node out of its parent's children and writes the file.
     void removeItem(KLUserItem* item);
@@ -95,5 +96,6 @@ private:
     KLListView* outlineView_ = nullptr;
     std::function<void()> action_;
     bool unreadableFile_ = false;
-    mutable std::optional<KLNameIndex> names_;
+    mutable std::optional<KLNameIndex> exactNames_;
+    mutable std::optional<KLNameIndex> foldedNames_;
 };

@@ -5,56 +5,30 @@
 
 #include <algorithm>
 
-void KLNameIndex::clear()
+std::string KLNameIndex::key(std::string_view name) const
 {
-    exact_.clear();
-    folded_.clear();
-    size_ = 0;
-}
-
-void KLNameIndex::reserve(std::size_t count)
-{
-    exact_.reserve(count);
-    folded_.reserve(count);
-}
-
-void KLNameIndex::adjust(std::unordered_map<std::string, int>& map, std::string key, int delta)
-{
-    auto it = map.find(key);
-    if (it == map.end()) {
-        if (delta > 0)
-            map.emplace(std::move(key), delta);
-        return;
-    }
-    it->second += delta;
-    if (it->second <= 0)
-        map.erase(it);
+    return matching_ == Matching::Exact ? std::string(name) : folded(name);
 }
 
 void KLNameIndex::add(std::string_view name)
 {
-    adjust(exact_, std::string(name), 1);
-    adjust(folded_, folded(name), 1);
+    ++counts_[key(name)];
     ++size_;
 }
 
 void KLNameIndex::remove(std::string_view name)
 {
-    if (!exact_.count(std::string(name)))
+    auto it = counts_.find(key(name));
+    if (it == counts_.end())
         return;
-    adjust(exact_, std::string(name), -1);
-    adjust(folded_, folded(name), -1);
+    if (--it->second <= 0)
+        counts_.erase(it);
     --size_;
 }
 
 bool KLNameIndex::contains(std::string_view name) const
 {
-    return exact_.count(std::string(name)) > 0;
-}
-
-bool KLNameIndex::containsIgnoringCase(std::string_view name) const
-{
-    return folded_.count(folded(name)) > 0;
+    return counts_.count(key(name)) > 0;
 }
 
 std::string KLNameIndex::folded(std::string_view name)

@@ -4,18 +4,21 @@
 #include <string_view>
 #include <unordered_map>
 
-// Names counted by their exact text and by their case-folded text, so that
+// Names counted by their exact text or by their case-folded text, so that
 // "is this a user (group)?" and "is this name taken in any letter case?" are
 // hash look-ups instead of walks over long lists.
 class KLNameIndex
 {
 public:
-    void clear();
-    void reserve(std::size_t count);
+    enum class Matching { Exact, IgnoringCase };
+
+    explicit KLNameIndex(Matching matching) : matching_(matching) {}
+
+    void reserve(std::size_t count) { counts_.reserve(count); }
     void add(std::string_view name);
     void remove(std::string_view name);
     bool contains(std::string_view name) const;
-    bool containsIgnoringCase(std::string_view name) const;
+    // Names added and not removed, duplicates included.
     std::size_t size() const { return size_; }
 
     // Unicode default case folding (ASCII without ICU).
@@ -23,9 +26,9 @@ public:
     static bool equalIgnoringCase(std::string_view a, std::string_view b);
 
 private:
-    static void adjust(std::unordered_map<std::string, int>& map, std::string key, int delta);
+    std::string key(std::string_view name) const;
 
-    std::unordered_map<std::string, int> exact_;
-    std::unordered_map<std::string, int> folded_;
+    Matching matching_;
+    std::unordered_map<std::string, int> counts_;
     std::size_t size_ = 0;
 };

@@ -87,11 +87,19 @@ KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
 
 std::string KLUsersDataSource::userfileText(const KLPlist::Array& users)
 {
+    // Strings are appended in place; other values by their description.
+    auto append = [](std::string& text, const KLPlist& value) {
+        if (const std::string* s = value.string())
+            text += *s;
+        else
+            text += value.description();
+    };
     std::string text;
+    text.reserve(users.size() * 24);
     for (const KLPlist& record : users) {
-        text += record[kUserKey].description();
+        append(text, record[kUserKey]);
         text += ':';
-        text += record[kPasswordKey].description();
+        append(text, record[kPasswordKey]);
         text += '\n';
     }
     return text;
@@ -100,7 +108,7 @@ std::string KLUsersDataSource::userfileText(const KLPlist::Array& users)
 bool KLUsersDataSource::writeUserfile()
 {
     // Whatever happens, the next look-up sees the list as it is now.
-    names_.reset();
+    forgetNames();
     std::optional<std::string> path = usersFilePath();
     if (!path)
         return false;
@@ -140,28 +148,38 @@ bool KLUsersDataSource::passwordIsTruncated(const std::string& password)
     return password.size() > kSignificantPasswordLength;
 }
 
-const KLNameIndex& KLUsersDataSource::names() const
+const KLNameIndex& KLUsersDataSource::names(KLNameIndex::Matching matching) const
 {
     // Rebuilt only after the list changed (a write, a new array, or a length
     // that no longer matches), never per question.
-    if (!names_ || names_->size() != dataArray().size()) {
-        names_.emplace();
-        names_->reserve(dataArray().size());
-        for (const KLPlist& record : dataArray())
-            names_->add(record[kUserKey].description());
+    std::optional<KLNameIndex>& names = matching == KLNameIndex::Matching::Exact ? exactNames_ : foldedNames_;
+    if (!names || names->size() != dataArray().size()) {
+        names.emplace(matching);
+        names->reserve(dataArray().size());
+        for (const KLPlist& record : dataArray()) {
+            const KLPlist& name = record[kUserKey];
+            const std::string* text = name.string();
+            names->add(text ? std::string_view(*text) : std::string_view(name.description()));
+        }
     }
-    return *names_;
+    return *names;
+}
+
+void KLUsersDataSource::forgetNames()
+{
+    exactNames_.reset();
+    foldedNames_.reset();
 }
 
 void KLUsersDataSource::dataArrayDidChange()
 {
-    names_.reset();
+    forgetNames();
 }
 
 void KLUsersDataSource::setDataArray(std::shared_ptr<KLPlist::Array> dataArray)
 {
     KLXDataSource::setDataArray(std::move(dataArray));
-    names_.reset();
+    forgetNames();
 }
 
 bool KLUsersDataSource::containsItem(const std::string& name) const
@@ -171,12 +189,12 @@ bool KLUsersDataSource::containsItem(const std::string& name) const
     if (KLNameIndex::equalIgnoringCase(name, anyUserRealName) ||
         KLNameIndex::equalIgnoringCase(name, anyUserDisplayName))
         return true;
-    return names().containsIgnoringCase(name);
+    return names(KLNameIndex::Matching::IgnoringCase).contains(name);
 }
 
 bool KLUsersDataSource::hasUser(const std::string& name) const
 {
-    return names().contains(name);
+    return names(KLNameIndex::Matching::Exact).contains(name);
 }
 
 KLFSItem* KLUsersDataSource::activeDirectory() const

@@ -80,8 +80,11 @@ public:
 private:
     using KLXDataSource::deleteRow;
     std::string nameOfRow(int row) const;
-    const KLNameIndex& names() const;
+    // Built on first use after a change, each kind only when asked for.
+    const KLNameIndex& names(KLNameIndex::Matching matching) const;
+    void forgetNames();
 
     bool unreadableFile_ = false;
-    mutable std::optional<KLNameIndex> names_;
+    mutable std::optional<KLNameIndex> exactNames_;
+    mutable std::optional<KLNameIndex> foldedNames_;
 };

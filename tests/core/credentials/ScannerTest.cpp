@@ -1,4 +1,5 @@
 #include "KLNameIndex.h"
+#include "KLNameSet.h"
 #include "KLScanner.h"
 
 #include <gtest/gtest.h>
@@ -60,23 +61,52 @@ TEST(ScannerTest, MalformedUTF8IsNotWhiteSpace)
 
 TEST(NameIndexTest, CountsDuplicatesAndFoldsCase)
 {
-    KLNameIndex index;
-    index.add("Alice");
-    index.add("Alice");
-    index.add("J\xC3\x96RG");
-    EXPECT_TRUE(index.contains("Alice"));
-    EXPECT_FALSE(index.contains("alice"));
-    EXPECT_TRUE(index.containsIgnoringCase("ALICE"));
-    EXPECT_TRUE(index.containsIgnoringCase("j\xC3\xB6rg"));
-    index.remove("Alice");
-    EXPECT_TRUE(index.contains("Alice"));
-    index.remove("Alice");
-    EXPECT_FALSE(index.contains("Alice"));
-    EXPECT_FALSE(index.containsIgnoringCase("alice"));
-    index.remove("never there");
-    EXPECT_EQ(index.size(), 1u);
+    KLNameIndex exact(KLNameIndex::Matching::Exact);
+    KLNameIndex folded(KLNameIndex::Matching::IgnoringCase);
+    for (const char* name : {"Alice", "Alice", "J\xC3\x96RG"}) {
+        exact.add(name);
+        folded.add(name);
+    }
+    EXPECT_TRUE(exact.contains("Alice"));
+    EXPECT_FALSE(exact.contains("alice"));
+    EXPECT_TRUE(folded.contains("ALICE"));
+    EXPECT_TRUE(folded.contains("j\xC3\xB6rg"));
+    exact.remove("Alice");
+    folded.remove("aLICE");
+    EXPECT_TRUE(exact.contains("Alice"));
+    EXPECT_TRUE(folded.contains("alice"));
+    exact.remove("Alice");
+    folded.remove("alice");
+    EXPECT_FALSE(exact.contains("Alice"));
+    EXPECT_FALSE(folded.contains("alice"));
+    exact.remove("never there");
+    EXPECT_EQ(exact.size(), 1u);
     // The Kelvin sign folds to an ASCII k.
     EXPECT_TRUE(KLNameIndex::equalIgnoringCase("\xE2\x84\xAAim", "kim"));
+}
+
+} // namespace
+
+namespace {
+
+TEST(NameSetTest, ShortAndLongNamesAndDuplicates)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < 5000; ++i)
+        names.push_back("user" + std::to_string(i));
+    names.push_back("a-name-longer-than-fifteen-bytes");
+    names.push_back("user7");
+    names.push_back("");
+    KLNameSet set(names);
+    EXPECT_TRUE(set.contains("user0"));
+    EXPECT_TRUE(set.contains("user4999"));
+    EXPECT_TRUE(set.contains("a-name-longer-than-fifteen-bytes"));
+    EXPECT_TRUE(set.contains(""));
+    EXPECT_FALSE(set.contains("user5000"));
+    EXPECT_FALSE(set.contains("User1"));
+    EXPECT_FALSE(set.contains("user1\r"));
+    EXPECT_FALSE(set.contains("a-name-longer-than-fifteen-byteS"));
+    EXPECT_FALSE(KLNameSet({}).contains(""));
 }
 
 } // namespace
