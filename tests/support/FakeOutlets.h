@@ -74,8 +74,10 @@ public:
     void setEditable(bool e) override { editable = e; }
     bool isEditable() const override { return editable; }
     void setVisibleLines(int lines) override { visibleLines = lines; }
+    void setSelectedRange(std::size_t location, std::size_t length) override { selection = {location, length}; }
 
     std::string text;
+    std::pair<std::size_t, std::size_t> selection{std::string::npos, 0};
     bool editable = true;
     int visibleLines = 0;
 };

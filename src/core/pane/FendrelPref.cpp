@@ -1,7 +1,9 @@
 #include "FendrelPref.h"
 
 #include "KLBundle.h"
+#include "KLFSItem.h"
 #include "KLLayout.h"
+#include "KLLog.h"
 #include "KLUserDefaults.h"
 
 #include <cstdlib>
@@ -93,6 +95,8 @@ void FendrelPref::initWithBundle(const KLBundle& bundle)
     setSharedInstance(this);
     fsItem_ = nullptr;
     errors_ = loadErrorTable(bundle);
+    accessFileObservation_ =
+        KLObservation(KLFSItem::kAccessFileDidChange, nullptr, [this](const KLNotification&) { showCustomEditor(nullptr); });
 }
 
 void FendrelPref::initialize()

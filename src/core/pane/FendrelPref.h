@@ -1,22 +1,37 @@
 #pragma once
 
 #include "FendrelPrefOutlets.h"
+#include "KLInvocation.h"
+#include "KLNotificationCenter.h"
 #include "KLPaneContext.h"
 #include "KLPlist.h"
+#include "KLState.h"
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+class KLAddressDataSource;
+class KLApacheController;
 class KLBundle;
+class KLFSDataSource;
 class KLFSItem;
-class KLUsersDataSource;
 class KLGroupsDataSource;
+class KLSUController;
+class KLTimer;
+class KLUsersDataSource;
+
+// The host's answer to shouldUnselect(): leave now, stay, or wait for
+// replyToShouldUnselect() (the values of the settings host's protocol).
+enum class KLUnselectReply { Cancel = 0, Now = 1, Later = 2 };
 
 // The pane's controller: start-up, settings, the protected folder root and
 // every user action of the window. It is the shared pane context through
-// which the access model and the lists reach the pane.
+// which the access model and the lists reach the pane. Its views are the
+// outlets the toolkit side hands over before awakeFromNib().
 class FendrelPref : public KLPaneContext
 {
 public:
@@ -32,15 +47,37 @@ public:
     // The defaults registered by initialize(), for the active layout.
     static KLPlist::Dictionary registeredDefaults();
 
+    // Selectors of the actions that can be held back behind the manual
+    // editor's question (KLInvocation::selector()).
+    static constexpr const char* kSetWebDirRoot = "setWebDirRoot:";
+    static constexpr const char* kSetCustomWebDirAllowed = "setCustomWebDirAllowed:";
+    static constexpr const char* kSetManualEditVisible = "setManualEditVisible:";
+    static constexpr const char* kWebRefresh = "webRefresh:";
+    static constexpr const char* kReplyToShouldUnselect = "replyToShouldUnselect:";
+
     static FendrelPref* sharedInstance();
     static void setSharedInstance(FendrelPref* instance);
 
-    // Creation as the host does it: becomes the shared instance and loads
-    // the error table from the bundle.
+    // Creation as the host does it: becomes the shared instance, loads the
+    // error table from the bundle and follows access file changes.
     void initWithBundle(const KLBundle& bundle);
     void setOutlets(const FendrelPrefOutlets& outlets) { o_ = outlets; }
     const FendrelPrefOutlets& outlets() const { return o_; }
     const std::vector<std::string>& errors() const { return errors_; }
+    // How loadApache() makes the web server controller; null makes none.
+    // The default finds the server and the installed helper tool.
+    void setApacheFactory(std::function<std::shared_ptr<KLApacheController>()> factory);
+
+    // The window is loaded: builds the views and the data sources, in order.
+    void awakeFromNib();
+    void setTables();
+    void reloadUsersAndGroups();
+
+    KLFSDataSource* files() const { return files_.get(); }
+    KLAddressDataSource* addressSource() const { return addressSource_.get(); }
+    KLApacheController* apache() const { return apache_.get(); }
+    // Identifier of the web server tab, taken from the controller.
+    const std::string& apacheTabViewItem() const { return apacheTabViewItem_; }
 
     // Pane context queries.
     std::optional<std::string> fendrelLocation(int code) const override;
@@ -72,17 +109,123 @@ public:
     KLGroupsDataSource* groups() const { return groups_.get(); }
     std::shared_ptr<KLPlist::Array> sharedAddresses() const { return addresses_; }
 
-    // The numbered error alert's end, and the split view's divider limits.
+    // Options tab.
+    void readOptions();
+    void writeOption(KLButton* sender);
+    void setShouldSortUsers(bool sort);
+    void setShouldSortGroups(bool sort);
+    void setShouldShowDeleteDialog(bool show);
+    void setShouldShowUserDeleteDialog(bool show);
+    void setShouldShowGroupDeleteDialog(bool show);
+    void setShouldCheckAtLaunch(bool check);
+    void changeCheckAtLaunch(KLButton* sender);
+    bool shouldShowDeleteDialog() const;
+
+    // The protected folder root. The control overloads are the actions the
+    // toolkit binds; the KLState ones are what start-up and held-back
+    // actions call.
+    void setWebDirRoot(const KLState& popup);
+    void setWebDirRoot(KLPopUpButton* popup);
+    void chooseWebDir(int returnCode, const std::string& folder);
+    void setStartDirectory(int root);
+    void setCustomWebDirAllowed(const KLState& state);
+    void setCustomWebDirAllowed(KLButton* sender);
+    void setCustomWebDir(const std::string& path);
+    void revealWebDir(void* sender);
+
+    void setUsesRemoteApache(const KLState& state);
+    void setUsesRemoteApache(KLButton* sender);
+    void loadApache(bool load);
+    void setManualEditVisible(const KLState& state);
+    void setManualEditVisible(KLButton* sender);
+
+    // Host protocol. A Later answer is settled by replyToShouldUnselect(),
+    // which passes the decision to the handler the host registered.
+    KLUnselectReply shouldUnselect();
+    void replyToShouldUnselect(bool shouldUnselect);
+    void setUnselectReplyHandler(std::function<void(bool shouldUnselect)> handler);
+    void didSelect();
+    void didUnselect();
+
+    // Software update status line. The clock answers seconds since the
+    // reference date; the time zone is the process's (TZ).
+    void setSecondsSinceCheck(double seconds);
+    std::string lastCheckText(double seconds) const;
+    void setClock(std::function<double()> now) { clock_ = std::move(now); }
+    double now() const;
+
+    void help(void* sender);
+    void loadWebsite(void* sender);
+    void donate(void* sender);
+
+    // Manual editor and held-back actions.
+    void showCustomEditor(void* sender);
+    void textDidChange();
+    void saveCustomEdit(void* sender);
+    void revertCustomEdit(void* sender);
+    void manualEditorSheetDidEnd(void* sheet, int returnCode, KLInvocation invocation);
+    bool shouldSelectTabViewItem(KLTabView* tabView, const std::string& identifier) const;
+
+    // Numbered errors and the split view's divider limits.
     void sheetDidEnd(void* sheet, int returnCode, void* contextInfo);
     double constrainMinCoordinate(double proposed, int subviewIndex) const;
     double constrainMaxCoordinate(double proposed, int subviewIndex) const;
 
+    // Users and groups.
+    void addUser(void* sender);
+    void editUser(void* sender);
+    void endNewUser(void* sender);
+    void closeNewUser(void* sender);
+    void addGroup(void* sender);
+    void deleteUser(void* sender);
+    void deleteUser(void* sheet, int returnCode, void* contextInfo);
+    void deleteGroup(void* sender);
+    void deleteGroup(void* sheet, int returnCode, void* contextInfo);
+    void userClick(void* sender);
+    void groupClick(void* sender);
+
+    // Folders.
+    void setAddressViewsForItem(KLFSItem* item);
+    void changeAddressMode(KLMatrix* matrix);
+    void clearAccessPrompt(void* sender);
+    void clearAccess(void* sheet, int returnCode, void* contextInfo);
+    void webRefresh(void* sender);
+    void viewSelectionOnWeb(void* sender);
+    // The address viewSelectionOnWeb() opens.
+    std::string webAddressOfSelection() const;
+
+    // Addresses.
+    void addAddress(void* sender);
+    void removeAddress(void* sender);
+    void deleteAddress(const std::string& address);
+    void reeditAddressAfterDelay(std::size_t index);
+    void toggleAddressDiscovery(KLButton* sender);
+    void addressClick(KLListView* table);
+
 protected:
+    // A held-back call of one of the actions that can wait for the manual
+    // editor's question, by its selector name.
+    KLInvocation heldBackAction(const std::string& selector, KLPlist argument);
+    void storeAddresses();
+    void runUserSheet(const std::string& firstResponder);
+    void rebuildFolderTree();
+    std::shared_ptr<KLApacheController> defaultApacheController() const;
+
     FendrelPrefOutlets o_;
-    std::vector<std::string> errors_;
+    std::shared_ptr<KLApacheController> apache_;
+    std::string apacheTabViewItem_;
+    std::shared_ptr<KLFSDataSource> files_;
     std::shared_ptr<KLUsersDataSource> users_;
     std::shared_ptr<KLGroupsDataSource> groups_;
     KLFSItem* fsItem_ = nullptr;
+    std::vector<std::string> errors_;
     std::shared_ptr<KLPlist::Array> addresses_;
+    std::shared_ptr<KLAddressDataSource> addressSource_;
     bool manuallyEdited_ = false;
+
+    KLObservation accessFileObservation_;
+    std::function<std::shared_ptr<KLApacheController>()> apacheFactory_;
+    std::shared_ptr<KLTimer> reeditTimer_;
+    std::function<void(bool)> unselectReplyHandler_;
+    std::function<double()> clock_;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+struct KLApacheControllerOutlets;
+struct KLSUControllerOutlets;
 class KLAlerts;
 class KLButton;
 class KLListView;
@@ -73,4 +75,11 @@ struct FendrelPrefOutlets
     // Sheets, panels and the desktop.
     KLAlerts* alerts = nullptr;
     KLWorkspace* workspace = nullptr;
+
+    // The web server tab's views, handed to the web server controller when
+    // the pane makes it; null leaves the controller without views.
+    KLApacheControllerOutlets* apache = nullptr;
+    // The update panel ("SWU"), handed to the update controller when the
+    // first check starts; null makes the update check unavailable.
+    KLSUControllerOutlets* swu = nullptr;
 };

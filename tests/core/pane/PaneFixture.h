@@ -1,0 +1,175 @@
+#pragma once
+
+#include "FakeOutlets.h"
+#include "FendrelPref.h"
+#include "KLAddressDataSource.h"
+#include "KLBundle.h"
+#include "KLFSDataSource.h"
+#include "KLFSItem.h"
+#include "KLFileExtensions.h"
+#include "KLGroupsDataSource.h"
+#include "KLLog.h"
+#include "KLStringExtensions.h"
+#include "KLUserDefaults.h"
+#include "KLUserItem.h"
+#include "KLUsersDataSource.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+// A pane woken up over fake outlets, with a custom protected folder root in
+// a temporary folder (unless a test stores another root before wake()).
+class PaneTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ::setenv("FENDREL_LAYOUT", "macos", 1);
+        FendrelPref::initialize();
+        for (const auto& [key, value] : defaults().storedValues())
+            defaults().removeDefaultForKey(key);
+        defaults().setInteger(2, "Fendrel Protected Folder");
+        defaults().setObject(KLPlist(root.path()), "Web Dir");
+        defaults().setBool(true, "Allow Custom Web Dir");
+        KLSetLogSink([this](const std::string& line) { log.push_back(line); });
+
+        webDirFolder.addItem("Sites");
+        webDirFolder.addItem("Documents");
+        tabs.ids = {"access", "apache", "options", "about"};
+        userAddressTabs.ids = {"users", "addresses"};
+
+        o.window = &window;
+        o.tabs = &tabs;
+        o.fendrelStatus = &fendrelStatus;
+        o.userAddPanel = &userAddPanel;
+        o.userField = &userField;
+        o.errorField = &errorField;
+        o.confirmField = &confirmField;
+        o.passField = &passField;
+        o.webDirOutline = &webDirOutline;
+        o.directoryMenu = &directoryMenu;
+        o.userAddressTabs = &userAddressTabs;
+        o.userTable = &userTable;
+        o.userEditButton = &userEditButton;
+        o.userDeleteButton = &userDeleteButton;
+        o.groupOutline = &groupOutline;
+        o.groupDeleteButton = &groupDeleteButton;
+        o.addressMode = &addressMode;
+        o.addressTable = &addressTable;
+        o.addressDeleteButton = &addressDeleteButton;
+        o.addressDiscoverSwitch = &addressDiscoverSwitch;
+        o.customViewText = &customViewText;
+        o.customSaveButton = &customSaveButton;
+        o.customRevertButton = &customRevertButton;
+        o.userSortCheck = &userSortCheck;
+        o.groupSortCheck = &groupSortCheck;
+        o.accessFileDeleteCheck = &accessFileDeleteCheck;
+        o.userDeleteCheck = &userDeleteCheck;
+        o.groupDeleteCheck = &groupDeleteCheck;
+        o.webDirFolder = &webDirFolder;
+        o.manualEditCheck = &manualEditCheck;
+        o.customDirCheck = &customDirCheck;
+        o.remoteApacheCheck = &remoteApacheCheck;
+        o.nameVersionText = &nameVersionText;
+        o.creditsText = &creditsText;
+        o.versionCheckButton = &versionCheckButton;
+        o.versionCheckProgress = &versionCheckProgress;
+        o.launchVersionCheck = &launchVersionCheck;
+        o.lastCheckText = &lastCheckText;
+        o.helpWindow = &helpWindow;
+        o.helpWebView = &helpWebView;
+        o.alerts = &alerts;
+        o.workspace = &workspace;
+    }
+
+    void TearDown() override
+    {
+        pref.reset();
+        KLSetLogSink(nullptr);
+        ::unsetenv("FENDREL_LAYOUT");
+    }
+
+    // Creates the pane as the host does and wakes it over the outlets.
+    void wake()
+    {
+        pref = std::make_unique<FendrelPref>();
+        pref->initWithBundle(KLBundle::main());
+        pref->setApacheFactory([] { return nullptr; });
+        pref->setOutlets(o);
+        pref->awakeFromNib();
+        showTree();
+        showUsers();
+        showGroups();
+    }
+
+    static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
+
+    // The outline's rows: every folder of the tree, depth first, all open.
+    void showTree()
+    {
+        webDirOutline.rows.clear();
+        std::function<void(KLFSItem*)> add = [&](KLFSItem* item) {
+            webDirOutline.rows.push_back(item);
+            for (KLFSItem* child : item->children())
+                add(child);
+        };
+        if (pref->files() && pref->files()->rootItem())
+            add(pref->files()->rootItem());
+    }
+    // The users table shows the pseudo-row and one row per record.
+    void showUsers() { userTable.rowCount = pref->users() ? pref->users()->numberOfRows() : 0; }
+    // The groups outline's rows: groups with their members below.
+    void showGroups()
+    {
+        groupOutline.rows.clear();
+        if (!pref->groups())
+            return;
+        for (auto& group : pref->groups()->rootArray()) {
+            groupOutline.rows.push_back(group.get());
+            for (auto& member : *group->children())
+                groupOutline.rows.push_back(member.get());
+        }
+    }
+    // Selects a folder by its path below the root ("" for the root) and
+    // tells the pane, as a click does.
+    KLFSItem* selectFolder(const std::string& relative)
+    {
+        std::string path = relative.empty() ? root.path() : root.path() + "/" + relative;
+        for (std::size_t i = 0; i < webDirOutline.rows.size(); ++i) {
+            auto* item = static_cast<KLFSItem*>(webDirOutline.rows[i]);
+            if (item->fullPath() == path) {
+                webDirOutline.selectRow(static_cast<int>(i), false);
+                pref->webOutlineClick(&webDirOutline);
+                return item;
+            }
+        }
+        ADD_FAILURE() << "no folder " << path;
+        return nullptr;
+    }
+    std::vector<std::string> userNames() const { return pref->userArray().value_or(std::vector<std::string>{}); }
+
+    TempDir root;
+    FendrelPrefOutlets o;
+    FakeWindow window, userAddPanel, helpWindow;
+    FakeTabView tabs, userAddressTabs;
+    FakeTextField fendrelStatus, userField, errorField, confirmField, passField, nameVersionText, lastCheckText;
+    FakeListView webDirOutline{"webDirOutline"}, userTable{"userTable"}, groupOutline{"groupOutline"},
+        addressTable{"addressTable"};
+    FakePopUpButton directoryMenu, webDirFolder;
+    FakeButton userEditButton, userDeleteButton, groupDeleteButton, addressDeleteButton, addressDiscoverSwitch,
+        customSaveButton, customRevertButton, userSortCheck, groupSortCheck, accessFileDeleteCheck, userDeleteCheck,
+        groupDeleteCheck, manualEditCheck, customDirCheck, remoteApacheCheck, versionCheckButton, launchVersionCheck;
+    FakeMatrix addressMode;
+    FakeTextView customViewText, creditsText, helpWebView;
+    FakeProgressIndicator versionCheckProgress;
+    FakeAlerts alerts;
+    FakeWorkspace workspace;
+    std::vector<std::string> log;
+    std::unique_ptr<FendrelPref> pref;
+};

@@ -1,0 +1,199 @@
+#include "PaneFixture.h"
+
+namespace {
+
+using StartupTest = PaneTest;
+
+TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState)
+{
+    root.write(".htusers", "bob:abcdefghijklm\nalice:nopqrstuvwxyz\n");
+    root.write(".htgroups", "staff: alice bob ghost\n");
+    root.write("private/.htaccess", "Deny from 10.1.2.3\n");
+    wake();
+
+    EXPECT_EQ(window.width, 670);
+    EXPECT_EQ(window.height, 461);
+    ASSERT_EQ(webDirFolder.numberOfItems(), 5);
+    EXPECT_EQ(webDirFolder.items[2].title, lastPathComponent(root.path()));
+    EXPECT_TRUE(webDirFolder.items[3].separator);
+    EXPECT_EQ(webDirFolder.items[4].title, "Custom\u2026");
+    EXPECT_EQ(webDirFolder.selected, 2);
+
+    EXPECT_EQ(userNames(), (std::vector<std::string>{"bob", "alice"}));
+    EXPECT_EQ(pref->groupArray(), std::vector<std::string>{"staff"});
+    EXPECT_EQ(userTable.tableSource, static_cast<KLTableDataSource*>(pref->users()));
+    EXPECT_EQ(groupOutline.outlineSource, static_cast<KLOutlineDataSource*>(pref->groups()));
+    EXPECT_EQ(webDirOutline.outlineSource, static_cast<KLOutlineDataSource*>(pref->files()));
+    EXPECT_EQ(pref->files()->rootPath(), root.path());
+
+    // The stored list starts the addresses; folders found later add theirs.
+    EXPECT_EQ(pref->addresses(), (KLPlist::Array{"127.0.0.1", "10.1.2.3"}));
+    EXPECT_EQ(addressTable.tableSource, static_cast<KLTableDataSource*>(pref->addressSource()));
+
+    EXPECT_FALSE(userEditButton.enabled);
+    EXPECT_FALSE(userDeleteButton.enabled);
+    EXPECT_FALSE(groupDeleteButton.enabled);
+    EXPECT_EQ(pref->selectedItem(), nullptr);
+    EXPECT_FALSE(customSaveButton.enabled);
+    EXPECT_EQ(lastCheckText.value, "Last Check: never");
+    EXPECT_EQ(fendrelStatus.value, "Apache status not available"); // no server controller here
+}
+
+TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites)
+{
+    defaults().setInteger(5, "Fendrel Protected Folder");
+    wake();
+    EXPECT_EQ(webDirFolder.selected, webDirFolder.numberOfItems() - 1);
+    EXPECT_EQ(webDirFolder.itemTitleAtIndex(webDirFolder.selected), "Custom\u2026");
+    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 5);
+    std::string sites = std::string(std::getenv("HOME")) + "/Sites";
+    EXPECT_EQ(pref->fendrelLocation(4), sites);
+    EXPECT_EQ(pref->files()->rootPath(), sites);
+}
+
+TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders)
+{
+    defaults().setBool(false, "Allow Custom Web Dir");
+    defaults().setInteger(1, "Fendrel Protected Folder");
+    webDirFolder.selected = 0; // a menu always shows an item
+    wake();
+    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 1);
+    EXPECT_EQ(webDirFolder.numberOfItems(), 2);
+    EXPECT_EQ(webDirFolder.selected, 1);
+
+    // A custom root that is no longer allowed falls back to the personal folder.
+    pref.reset();
+    defaults().setInteger(2, "Fendrel Protected Folder");
+    wake();
+    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 0);
+    EXPECT_EQ(webDirFolder.selected, 0);
+}
+
+TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce)
+{
+    root.write(".htusers", "carol:abcdefghijklm\nalice:abcdefghijklm\nbob:abcdefghijklm\n");
+    root.write(".htgroups", "web: alice\nadmin: bob\n");
+    wake();
+
+    userSortCheck.stateValue = 1;
+    pref->writeOption(&userSortCheck);
+    EXPECT_TRUE(defaults().boolForKey("Sort Users"));
+    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob", "carol"}));
+    userSortCheck.stateValue = 0;
+    pref->writeOption(&userSortCheck);
+    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
+    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob", "carol"}));
+
+    groupSortCheck.stateValue = 1;
+    pref->writeOption(&groupSortCheck);
+    EXPECT_EQ(pref->groupArray(), (std::vector<std::string>{"admin", "web"}));
+
+    for (FakeButton* check : {&accessFileDeleteCheck, &userDeleteCheck, &groupDeleteCheck})
+        check->stateValue = 0;
+    pref->writeOption(&accessFileDeleteCheck);
+    pref->writeOption(&userDeleteCheck);
+    pref->writeOption(&groupDeleteCheck);
+    EXPECT_FALSE(defaults().boolForKey("Show Delete Dialog"));
+    EXPECT_FALSE(defaults().boolForKey("User Delete Dialog"));
+    EXPECT_FALSE(defaults().boolForKey("Group Delete Dialog"));
+
+    // Other senders are not options.
+    manualEditCheck.stateValue = 1;
+    pref->writeOption(&manualEditCheck);
+    EXPECT_FALSE(defaults().boolForKey("Show Manual Editor"));
+
+    launchVersionCheck.stateValue = 0;
+    pref->changeCheckAtLaunch(&launchVersionCheck);
+    EXPECT_FALSE(defaults().boolForKey("Check for Updates"));
+    pref->readOptions();
+    EXPECT_EQ(userDeleteCheck.stateValue, 0);
+    EXPECT_EQ(launchVersionCheck.stateValue, 0);
+    EXPECT_EQ(groupSortCheck.stateValue, 1);
+}
+
+TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFiles)
+{
+    TempDir other;
+    other.write(".htusers", "zed:abcdefghijklm\n");
+    wake();
+    EXPECT_TRUE(userNames().empty());
+
+    pref->setWebDirRoot(KLState(4)); // "Custom…"
+    ASSERT_EQ(alerts.chooserStarts.size(), 1u);
+    EXPECT_EQ(alerts.chooserStarts[0], "/"); // "Custom Web Dir" is never written
+    alerts.folderHandler(0, "");
+    EXPECT_EQ(webDirFolder.selected, 2);
+    EXPECT_EQ(pref->files()->rootPath(), root.path());
+
+    pref->setWebDirRoot(KLState(4));
+    alerts.folderHandler(1, other.path());
+    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 2);
+    EXPECT_EQ(defaults().stringForKey("Web Dir"), other.path());
+    EXPECT_EQ(webDirFolder.items[2].title, lastPathComponent(other.path()));
+    EXPECT_EQ(webDirFolder.numberOfItems(), 5);
+    EXPECT_EQ(webDirFolder.selected, 2);
+    EXPECT_EQ(pref->files()->rootPath(), other.path());
+    EXPECT_EQ(userNames(), std::vector<std::string>{"zed"});
+    EXPECT_EQ(userTable.tableSource, static_cast<KLTableDataSource*>(pref->users()));
+
+    // A path that is no folder changes nothing.
+    pref->setCustomWebDir(other.file("missing"));
+    EXPECT_EQ(webDirFolder.items[2].title, lastPathComponent(other.path()));
+    EXPECT_EQ(defaults().stringForKey("Web Dir"), other.path());
+}
+
+TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
+{
+    wake();
+    remoteApacheCheck.stateValue = 1;
+    pref->setUsesRemoteApache(KLState(1));
+    EXPECT_TRUE(defaults().boolForKey("Uses Remote Apache"));
+    EXPECT_EQ(tabs.indexOfItemWithIdentifier("apache"), -1);
+    EXPECT_EQ(fendrelStatus.value, "Apache status not available");
+    EXPECT_EQ(fendrelStatus.color, "gray");
+
+    pref->setCustomWebDirAllowed(KLState(0));
+    EXPECT_FALSE(defaults().boolForKey("Allow Custom Web Dir"));
+    EXPECT_EQ(remoteApacheCheck.stateValue, 0);
+    EXPECT_FALSE(remoteApacheCheck.enabled);
+    EXPECT_FALSE(defaults().boolForKey("Uses Remote Apache"));
+    EXPECT_EQ(webDirFolder.numberOfItems(), 2);
+    EXPECT_EQ(webDirFolder.selected, 1);
+    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 1);
+    EXPECT_EQ(pref->fendrelLocation(4), "/Library/WebServer/Documents/");
+}
+
+TEST_F(StartupTest, ManualEditorTabFollowsItsCheck)
+{
+    wake();
+    EXPECT_EQ(userAddressTabs.indexOfItemWithIdentifier("custom"), -1);
+    pref->setManualEditVisible(KLState(1));
+    EXPECT_EQ(userAddressTabs.indexOfItemWithIdentifier("custom"), 2);
+    EXPECT_TRUE(defaults().boolForKey("Show Manual Editor"));
+    pref->setManualEditVisible(KLState(1));
+    EXPECT_EQ(userAddressTabs.numberOfItems(), 3);
+    pref->setManualEditVisible(KLState(0));
+    EXPECT_EQ(userAddressTabs.indexOfItemWithIdentifier("custom"), -1);
+    EXPECT_EQ(manualEditCheck.stateValue, 0);
+}
+
+TEST_F(StartupTest, LeavingThePaneWritesBothFilesAndHidesHelp)
+{
+    wake();
+    pref->help(nullptr);
+    EXPECT_TRUE(helpWindow.visible);
+    EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
+    pref->didUnselect();
+    EXPECT_FALSE(helpWindow.visible);
+    EXPECT_TRUE(fileExists(root.file(".htusers")));
+    EXPECT_TRUE(fileExists(root.file(".htgroups")));
+
+    pref->loadWebsite(nullptr);
+    pref->donate(nullptr);
+    ASSERT_EQ(workspace.urls.size(), 2u);
+    EXPECT_NE(workspace.urls[0], workspace.urls[1]);
+    pref->revealWebDir(nullptr);
+    EXPECT_EQ(workspace.revealed, std::vector<std::string>{root.path()});
+}
+
+} // namespace
