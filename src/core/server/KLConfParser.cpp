@@ -8,6 +8,7 @@
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
+#include <array>
 #include <cstring>
 #include <thread>
 #include <utility>
@@ -68,6 +69,19 @@ std::size_t skipWhitespaceAndNewlines(std::string_view text, std::size_t pos)
     return pos;
 }
 
+// The characters the comment removal looks at.
+constexpr std::array<bool, 256> kSpecial = [] {
+    std::array<bool, 256> table{};
+    for (unsigned char c : std::string_view("\\'\"`#-;/*("))
+        table[c] = true;
+    return table;
+}();
+
+bool isSpecial(char c)
+{
+    return kSpecial[static_cast<unsigned char>(c)];
+}
+
 } // namespace
 
 std::shared_ptr<KLConfParser> KLConfParser::initWithFile(const std::string& path)
@@ -92,8 +106,11 @@ void KLConfParser::setTokens(std::vector<std::string> tokens)
         return;
     tokens_ = std::move(tokens);
     foldedTokens_.clear();
-    for (const std::string& token : tokens_)
+    foldedASCII_.clear();
+    for (const std::string& token : tokens_) {
         foldedTokens_.push_back(foldCase(token));
+        foldedASCII_.push_back(isASCII(foldedTokens_.back()));
+    }
 }
 
 void KLConfParser::setConf(std::string conf)
@@ -122,8 +139,19 @@ void KLConfParser::parse()
     std::thread([self = shared_from_this()] { self->scan(); }).detach();
 }
 
+struct KLConfParser::Hit
+{
+    std::size_t token;
+    std::string line;
+    std::int32_t lineNumber;
+};
+
 void KLConfParser::scan()
 {
+    // Hits go to the main thread in batches, in order: one wake-up of the
+    // main thread per hit would cost more than the scan itself.
+    constexpr std::size_t kBatch = 256;
+    std::vector<Hit> hits;
     std::string_view text = conf_;
     lineNumber_ = 1;
     lineBuffer_.clear();
@@ -135,24 +163,38 @@ void KLConfParser::scan()
         std::size_t end = text.find('\n', pos);
         if (end == std::string_view::npos)
             end = text.size();
-        lineBuffer_ = stripComments(text.substr(pos, end - pos));
-        if (!lineBuffer_.empty()) {
+        std::string_view line = text.substr(pos, end - pos);
+        if (stripCommentsInto(line, lineBuffer_))
+            line = lineBuffer_;
+        if (!line.empty()) {
             for (std::size_t t = 0; t < tokens_.size(); ++t) {
-                if (!lineBeginsWith(lineBuffer_, t))
-                    continue;
-                KLRunLoop::main().post([self = shared_from_this(), delegate = delegate_, token = tokens_[t],
-                                        line = lineBuffer_, number = lineNumber_, file = path_] {
-                    if (auto receiver = delegate.lock())
-                        receiver->parsedToken(*self, token, line, number, file);
-                });
+                if (lineBeginsWith(line, t))
+                    hits.push_back({t, std::string(line), lineNumber_});
             }
+            if (hits.size() >= kBatch)
+                deliver(hits);
         }
         pos = end + 1;
         ++lineNumber_;
     }
+    deliver(hits);
     isParsing_.store(false, std::memory_order_release);
     // Wakes a main thread that waits for the end of the scan.
     KLRunLoop::main().post([] {});
+}
+
+void KLConfParser::deliver(std::vector<Hit>& hits)
+{
+    if (hits.empty())
+        return;
+    KLRunLoop::main().post([self = shared_from_this(), delegate = delegate_, hits = std::move(hits)] {
+        for (const Hit& hit : hits) {
+            // Looked up per hit: a delegate may go away in the middle.
+            if (auto receiver = delegate.lock())
+                receiver->parsedToken(*self, self->tokens_[hit.token], hit.line, hit.lineNumber, self->path_);
+        }
+    });
+    hits.clear();
 }
 
 bool KLConfParser::lineBeginsWith(std::string_view line, std::size_t tokenIndex) const
@@ -167,17 +209,29 @@ bool KLConfParser::lineBeginsWith(std::string_view line, std::size_t tokenIndex)
     const std::string& folded = foldedTokens_[tokenIndex];
     if (folded.empty())
         return false;
-    if (isASCII(folded) && line.size() >= folded.size() && isASCII(line.substr(0, folded.size()))) {
-        for (std::size_t i = 0; i < folded.size(); ++i) {
+    if (foldedASCII_[tokenIndex]) {
+        if (line.size() < folded.size())
+            return false;
+        std::size_t i = 0;
+        for (; i < folded.size(); ++i) {
+            if (static_cast<unsigned char>(line[i]) >= 0x80)
+                break; // a character that may fold to ASCII: the full test below
             if (asciiLower(line[i]) != folded[i])
                 return false;
         }
-        return true;
+        if (i == folded.size())
+            return true;
     }
     return foldCase(line).starts_with(folded);
 }
 
 std::string KLConfParser::stripComments(std::string_view line)
+{
+    std::string out;
+    return stripCommentsInto(line, out) ? out : std::string(line);
+}
+
+bool KLConfParser::stripCommentsInto(std::string_view line, std::string& out)
 {
     const std::uint32_t comments = commentType_;
     const std::uint32_t quotes = quoteType_;
@@ -188,9 +242,9 @@ std::string KLConfParser::stripComments(std::string_view line)
     long length = 0;
     bool done = false;
     // Kept segments as (start, length); a length below one keeps nothing.
-    std::vector<std::pair<std::size_t, long>> kept;
+    kept_.clear();
     if (currentCommentMarker_)
-        kept.emplace_back(0, 0);
+        kept_.emplace_back(0, 0);
 
     for (std::size_t i = 0; i < line.size() && !done; ++i) {
         const char c = line[i];
@@ -201,6 +255,8 @@ std::string KLConfParser::stripComments(std::string_view line)
                 start = i + 1;
                 length = -1;
             }
+        } else if (!isSpecial(c)) {
+            // Most characters: nothing to decide.
         } else if (c == '\\') {
             // Only another backslash clears it: after a single backslash no
             // comment is recognised for the rest of the line.
@@ -222,11 +278,11 @@ std::string KLConfParser::stripComments(std::string_view line)
             else if (c == '*' && ((previous == '/' && (comments & KLConfCommentSlashStar)) ||
                                   (previous == '(' && (comments & KLConfCommentParenStar)))) {
                 currentCommentMarker_ = previous;
-                kept.emplace_back(start, length - 1);
+                kept_.emplace_back(start, length - 1);
             }
             if (lineComment) {
                 // The first character of a two-character marker is kept.
-                kept.emplace_back(start, length);
+                kept_.emplace_back(start, length);
                 done = true;
             }
         }
@@ -234,12 +290,12 @@ std::string KLConfParser::stripComments(std::string_view line)
         ++length;
     }
 
-    if (kept.empty())
-        return std::string(line);
-    std::string result;
-    for (const auto& [from, count] : kept) {
+    if (kept_.empty())
+        return false;
+    out.clear();
+    for (const auto& [from, count] : kept_) {
         if (count > 0)
-            result.append(line.substr(from, static_cast<std::size_t>(count)));
+            out.append(line.substr(from, static_cast<std::size_t>(count)));
     }
-    return result;
+    return true;
 }

@@ -82,7 +82,12 @@ public:
 
 private:
     explicit KLConfParser(std::string conf);
+    struct Hit;
     void scan();
+    // The comment removal into out; false (out untouched) when no comment
+    // touched the line, which then stays as it is.
+    bool stripCommentsInto(std::string_view line, std::string& out);
+    void deliver(std::vector<Hit>& hits);
     // The keyword the line begins with, per the case rule.
     bool lineBeginsWith(std::string_view line, std::size_t tokenIndex) const;
 
@@ -91,6 +96,7 @@ private:
     std::string conf_;
     std::vector<std::string> tokens_;
     std::vector<std::string> foldedTokens_; // case-folded, for insensitive matching
+    std::vector<bool> foldedASCII_;         // per folded keyword: ASCII only
     std::atomic<std::uint32_t> commentType_{KLConfCommentHash};
     std::atomic<std::uint32_t> quoteType_{KLConfQuoteSingle | KLConfQuoteDouble};
     std::atomic<bool> caseSensitive_{false};
@@ -98,4 +104,5 @@ private:
     char currentCommentMarker_ = 0; // "/" or "(" while a block comment is open
     std::int32_t lineNumber_ = 0;
     std::string lineBuffer_;
+    std::vector<std::pair<std::size_t, long>> kept_; // segments kept by stripCommentsInto
 };

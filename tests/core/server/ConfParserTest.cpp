@@ -186,6 +186,9 @@ TEST_F(ConfParserTest, HitsAreLinesBeginningWithTheKeyword)
     EXPECT_TRUE(scan(parser("Include x\n", {""})).empty());
     // Case folding beyond ASCII.
     EXPECT_EQ(scan(parser("\xC3\xA9" "crire x\n", {"\xC3\x89" "CRIRE"})).size(), 1u);
+    // The Kelvin sign folds to an ASCII "k".
+    EXPECT_EQ(scan(parser("\xE2\x84\xAA" "eepAlive On\nKeepAliveTimeout 5\n", {"keepalive"})).size(), 2u);
+    EXPECT_TRUE(scan(parser("Kee\xC3\xA9\n", {"keep"})).empty());
 }
 
 TEST_F(ConfParserTest, OnlyLinesWithContentAreCounted)
