@@ -5,8 +5,12 @@
 #include "KLCliError.h"
 #include "KLCliSession.h"
 #include "KLLog.h"
+#include "KLAddressCommands.h"
+#include "KLFolderCommands.h"
+#include "KLGroupCommands.h"
 #include "KLServerCommands.h"
 #include "KLSettingsCommands.h"
+#include "KLUserCommands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -54,6 +58,10 @@ int KLCommandLine::run(int argc, char** argv)
     app.add_flag("--json", session.options.json, "Machine-readable output (JSON) on standard output");
     app.add_flag("--yes,-y", session.options.yes, "Answer confirmations with yes");
 
+    KLFolderCommands::addTo(app, session);
+    KLUserCommands::addTo(app, session);
+    KLGroupCommands::addTo(app, session);
+    KLAddressCommands::addTo(app, session);
     KLServerCommands::addTo(app, session);
     KLSettingsCommands::addTo(app, session);
 

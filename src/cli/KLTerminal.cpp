@@ -59,8 +59,9 @@ std::optional<std::string> KLTerminal::readSecret(const std::string& prompt)
 {
     if (!isInteractive())
         return readLine(prompt);
+    // Echo goes off before the prompt shows, so no typed key is flushed away.
+    EchoOff echoOff;
     std::fputs(prompt.c_str(), stderr);
     std::fflush(stderr);
-    EchoOff echoOff;
     return readLine({});
 }

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -110,4 +111,77 @@ CliResult runCli(const std::vector<std::string>& args, const std::string& input,
 {
     CliProcess process(args, input);
     return process.wait(timeoutSeconds);
+}
+
+namespace {
+
+// Reads what the terminal shows until `text` appears after `from`, or the deadline.
+bool readUntil(int fd, std::string& screen, std::size_t from, const std::string& text,
+               std::chrono::steady_clock::time_point deadline)
+{
+    while (screen.find(text, from) == std::string::npos) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            return false;
+        pollfd pfd{fd, POLLIN, 0};
+        if (::poll(&pfd, 1, static_cast<int>(left.count())) <= 0)
+            continue;
+        char buffer[1024];
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n <= 0)
+            return false;
+        screen.append(buffer, static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+} // namespace
+
+CliResult runCliOnTerminal(const std::vector<std::string>& args, const std::vector<TerminalExchange>& exchanges,
+                           double timeoutSeconds)
+{
+    CliResult result;
+    std::string program = fendrelctlPath();
+    std::vector<std::string> copies(args);
+    std::vector<char*> argv{program.data()};
+    for (std::string& arg : copies)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+
+    int master = -1;
+    pid_t pid = ::forkpty(&master, nullptr, nullptr, nullptr);
+    if (pid < 0)
+        return result;
+    if (pid == 0) {
+        ::execv(program.c_str(), argv.data());
+        ::_exit(127);
+    }
+    auto deadline = std::chrono::steady_clock::now() +
+                    std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                        std::chrono::duration<double>(timeoutSeconds));
+    std::size_t from = 0;
+    bool answered = true;
+    for (const TerminalExchange& exchange : exchanges) {
+        if (!readUntil(master, result.out, from, exchange.prompt, deadline)) {
+            answered = false;
+            break;
+        }
+        from = result.out.find(exchange.prompt, from) + exchange.prompt.size();
+        std::string line = exchange.reply + "\n";
+        if (::write(master, line.data(), line.size()) < 0)
+            break;
+    }
+    // Everything up to the end of the output (EIO once the child has gone).
+    if (answered)
+        readUntil(master, result.out, result.out.size(), std::string(1, '\0'), deadline);
+    else
+        ::kill(pid, SIGKILL);
+    ::close(master);
+    int status = 0;
+    if (std::chrono::steady_clock::now() >= deadline)
+        ::kill(pid, SIGKILL);
+    ::waitpid(pid, &status, 0);
+    if (WIFEXITED(status))
+        result.status = WEXITSTATUS(status);
+    return result;
 }

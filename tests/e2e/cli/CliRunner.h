@@ -21,6 +21,18 @@ struct CliResult
 std::string fendrelctlPath();
 CliResult runCli(const std::vector<std::string>& args, const std::string& input = {}, double timeoutSeconds = 60);
 
+// Runs fendrelctl on a pseudo-terminal, as a person at a terminal would:
+// each reply is typed once its prompt has appeared. The terminal's output
+// (prompts and messages, standard output and error alike) is the result's
+// `out`.
+struct TerminalExchange
+{
+    std::string prompt;
+    std::string reply;
+};
+CliResult runCliOnTerminal(const std::vector<std::string>& args, const std::vector<TerminalExchange>& exchanges,
+                           double timeoutSeconds = 30);
+
 // A process started and left running, for runs that must overlap.
 class CliProcess
 {

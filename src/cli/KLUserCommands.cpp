@@ -1,0 +1,122 @@
+#include "KLUserCommands.h"
+
+#include "KLCliController.h"
+#include "KLCliError.h"
+#include "KLCliSession.h"
+#include "KLTerminal.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr const char* kPasswordPrompt = "Password: ";
+constexpr const char* kConfirmPrompt = "Password (again): ";
+constexpr const char* kNotEditing = "Cannot edit user ";
+constexpr const char* kDeleting = "Deleting user \"%s\"";
+
+// The sheet's two password fields: typed twice on a terminal, or the first
+// line of standard input for both.
+std::pair<std::string, std::string> readPasswords()
+{
+    if (!KLTerminal::isInteractive()) {
+        std::string line = KLTerminal::readLine({}).value_or("");
+        return {line, line};
+    }
+    std::string password = KLTerminal::readSecret(kPasswordPrompt).value_or("");
+    std::string confirm = KLTerminal::readSecret(kConfirmPrompt).value_or("");
+    return {password, confirm};
+}
+
+// Fills the open sheet and presses its OK button; the sheet's own checks
+// decide, and their message is the refusal.
+void submitSheet(KLCliController& controller, const std::pair<std::string, std::string>& passwords)
+{
+    KLHeadlessOutlets& views = controller.views();
+    views.passField.setStringValue(passwords.first);
+    views.confirmField.setStringValue(passwords.second);
+    controller.endNewUser(nullptr);
+    std::string message = views.errorField.stringValue();
+    if (!message.empty())
+        throw KLCliError(KLExitStatus::Refused, message);
+}
+
+void printUsers(KLCliSession& session, KLCliController& controller)
+{
+    std::vector<std::string> names = controller.userNames();
+    std::string text;
+    for (const std::string& name : names)
+        text += name + "\n";
+    session.output.emit(names, text);
+}
+
+} // namespace
+
+void KLUserCommands::addTo(CLI::App& app, KLCliSession& session)
+{
+    CLI::App* user = app.add_subcommand("user", "The users of the users file");
+    user->require_subcommand(1);
+    user->add_subcommand("list", "The user names")->callback([&session] {
+        session.setAction([&session] { list(session); });
+    });
+
+    auto name = std::make_shared<std::string>();
+    struct Command
+    {
+        const char* name;
+        const char* help;
+        void (*run)(KLCliSession&, const std::string&);
+    };
+    for (const Command& command : {
+             Command{"add", "Add a user; the password is asked twice, or read from standard input", &add},
+             Command{"passwd", "Set a user's password", &passwd},
+             Command{"delete", "Delete a user and take it out of every group (asks first)", &remove},
+         }) {
+        CLI::App* sub = user->add_subcommand(command.name, command.help);
+        sub->add_option("NAME", *name, "User name")->required();
+        auto run = command.run;
+        sub->callback([&session, name, run] { session.setAction([&session, name, run] { run(session, *name); }); });
+    }
+}
+
+void KLUserCommands::list(KLCliSession& session)
+{
+    printUsers(session, session.controller(KLFileLock::Mode::Shared));
+}
+
+void KLUserCommands::add(KLCliSession& session, const std::string& name)
+{
+    std::pair<std::string, std::string> passwords = readPasswords();
+    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
+    controller.addUser(nullptr);
+    controller.views().userField.setStringValue(name);
+    submitSheet(controller, passwords);
+    printUsers(session, controller);
+}
+
+void KLUserCommands::passwd(KLCliSession& session, const std::string& name)
+{
+    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
+    int row = controller.userRow(name);
+    std::pair<std::string, std::string> passwords = readPasswords();
+    KLHeadlessOutlets& views = controller.views();
+    views.userTable.selectRow(row, false);
+    controller.editUser(nullptr);
+    if (views.userField.isEnabled())
+        throw KLCliError(KLExitStatus::Failure, kNotEditing + name);
+    submitSheet(controller, passwords);
+    printUsers(session, controller);
+}
+
+void KLUserCommands::remove(KLCliSession& session, const std::string& name)
+{
+    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
+    int row = controller.userRow(name);
+    controller.views().userTable.selectRow(row, false);
+    controller.deleteUser(nullptr);
+    std::string what(kDeleting);
+    controller.requireConfirmation(what.replace(what.find("%s"), 2, name));
+    printUsers(session, controller);
+}
