@@ -1,0 +1,210 @@
+#include "KLAssert.h"
+#include "KLPlainRunLoop.h"
+#include "PaneFixture.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace {
+
+using FoldersTest = PaneTest;
+
+std::string login()
+{
+    const passwd* entry = getpwuid(getuid());
+    return entry ? entry->pw_name : "";
+}
+
+TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
+{
+    root.write("open/.htaccess", "Allow from 127.0.0.1\nDeny from all\n");
+    root.write("shut/.htaccess", "Deny from 127.0.0.1\n");
+    root.mkdir("plain");
+    wake();
+
+    selectFolder("open");
+    EXPECT_EQ(addressMode.selectedRowValue, 0);
+    EXPECT_TRUE(addressMode.enabled);
+    EXPECT_TRUE(customViewText.editable);
+    EXPECT_FALSE(customSaveButton.enabled); // the refilled editor has nothing to save
+
+    selectFolder("shut");
+    EXPECT_EQ(addressMode.selectedRowValue, 1);
+    addressMode.selectedRowValue = 0;
+    pref->changeAddressMode(&addressMode);
+    EXPECT_TRUE(pref->selectedItem()->isAllowSet());
+    EXPECT_NE(readFile(root.file("shut/.htaccess")).find("Deny from all"), std::string::npos);
+
+    selectFolder("plain");
+    EXPECT_EQ(addressMode.selectedRowValue, 0);
+    EXPECT_FALSE(addressMode.enabled);
+    EXPECT_FALSE(customViewText.editable);
+    EXPECT_FALSE(customSaveButton.enabled);
+    EXPECT_EQ(customViewText.text, "");
+}
+
+TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevel)
+{
+    defaults().setInteger(0, "Fendrel Protected Folder");
+    std::string sites = std::string(std::getenv("HOME")) + "/Sites";
+    std::filesystem::create_directories(sites + "/a/b");
+    wake();
+    EXPECT_EQ(webDirFolder.selected, 0);
+    ASSERT_EQ(webDirOutline.rows.size(), 3u);
+
+    webDirOutline.selectRow(2, false); // Sites/a/b
+    pref->webOutlineClick(nullptr);
+    pref->viewSelectionOnWeb(nullptr);
+    EXPECT_EQ(workspace.urls.back(), "http://127.0.0.1/~" + login() + "/b/b");
+
+    webDirOutline.selectRow(0, false);
+    pref->webOutlineClick(nullptr);
+    EXPECT_EQ(pref->webAddressOfSelection(), "http://127.0.0.1/~" + login() + "/");
+    std::filesystem::remove_all(sites);
+}
+
+TEST_F(FoldersTest, WebAddressOfACustomRootHasNoPersonalPrefix)
+{
+    root.mkdir("docs");
+    defaults().setObject(KLPlist("https"), "Apache Site Protocol");
+    defaults().setObject(KLPlist("example.test"), "Apache Site Address");
+    defaults().setObject(KLPlist("8080"), "Apache Site Port");
+    wake();
+    selectFolder("docs");
+    EXPECT_EQ(pref->webAddressOfSelection(), "https://example.test/docs");
+}
+
+TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits)
+{
+    root.write("private/.htaccess", "Require valid-user\n");
+    wake();
+    selectFolder("private");
+    customViewText.text = "edited";
+    pref->textDidChange();
+    accessFileDeleteCheck.stateValue = 0;
+    pref->writeOption(&accessFileDeleteCheck);
+    pref->clearAccessPrompt(nullptr);
+    EXPECT_TRUE(alerts.shown.empty());
+    EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
+    EXPECT_FALSE(pref->hasBeenManuallyEdited());
+    EXPECT_EQ(customViewText.text, "");
+}
+
+TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOn)
+{
+    root.write("private/.htaccess", "Require valid-user\n");
+    wake();
+    selectFolder("private");
+    pref->clearAccessPrompt(nullptr);
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(alerts.shown[0].title, "Delete Access File");
+    EXPECT_EQ(alerts.shown[0].message, "Are you sure you want to permanently delete all access restrictions for "
+                                       "\"private\"?\n\nThis action cannot be undone.");
+    EXPECT_EQ(alerts.shown[0].defaultButton, "Delete");
+    EXPECT_EQ(alerts.shown[0].alternateButton, "");
+    EXPECT_EQ(alerts.shown[0].otherButton, "Cancel");
+    alerts.answer(-1);
+    EXPECT_TRUE(fileExists(root.file("private/.htaccess")));
+    pref->clearAccessPrompt(nullptr);
+    alerts.answer(1);
+    EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
+    EXPECT_TRUE(defaults().boolForKey("Show Delete Dialog"));
+}
+
+TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection)
+{
+    wake();
+    EXPECT_EQ(webDirOutline.rows.size(), 1u);
+    root.mkdir("later");
+    selectFolder("");
+    pref->webRefresh(nullptr);
+    EXPECT_EQ(pref->selectedItem(), nullptr);
+    showTree();
+    EXPECT_EQ(webDirOutline.rows.size(), 2u);
+}
+
+class AddressesTest : public PaneTest
+{
+protected:
+    void SetUp() override
+    {
+        PaneTest::SetUp();
+        loop = std::make_shared<KLPlainRunLoop>();
+        KLRunLoop::setMain(loop);
+    }
+    KLPlist::Array stored() const { return defaults().arrayForKey("Address Array").value_or(KLPlist::Array{}); }
+    std::shared_ptr<KLPlainRunLoop> loop;
+};
+
+TEST_F(AddressesTest, MergingLowersDropsDuplicatesAndBadOnes)
+{
+    wake();
+    pref->addAddressesFromArray({"10.0.0.1", "10.0.0.1", "(null)", "ALL", "Host.Example", "fendreled"});
+    EXPECT_EQ(pref->addresses(), (KLPlist::Array{"127.0.0.1", "10.0.0.1", "host.example"}));
+    EXPECT_EQ(stored(), pref->addresses());
+}
+
+TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
+{
+    wake();
+    pref->addAddress(nullptr);
+    EXPECT_EQ(pref->addresses().back(), KLPlist("host.domain.tld"));
+    EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
+    EXPECT_EQ(addressTable.selection, std::vector<int>{1});
+    EXPECT_EQ(addressTable.edits.back(), (std::pair<std::string, int>{"address", 1}));
+
+    pref->replaceAddressAtIndex(1, "ALL");
+    EXPECT_EQ(workspace.beeps, 0);
+    EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
+}
+
+TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
+{
+    wake();
+    pref->addAddress(nullptr);
+    addressTable.deselectAll();
+    addressTable.edits.clear();
+    pref->replaceAddressAtIndex(1, "host.domain.tld");
+    EXPECT_EQ(workspace.beeps, 1);
+    EXPECT_TRUE(addressTable.edits.empty()); // only after the table's own end of editing
+    loop->runPending();
+    EXPECT_EQ(addressTable.selection, std::vector<int>{1});
+    EXPECT_EQ(addressTable.edits, (std::vector<std::pair<std::string, int>>{{"address", 1}}));
+    EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
+    EXPECT_EQ(pref->addresses().size(), 2u);
+
+    try {
+        pref->replaceAddressAtIndex(2, "10.0.0.9");
+        ADD_FAILURE() << "an index past the end is accepted";
+    } catch (const KLInvalidParameter& e) {
+        EXPECT_STREQ(e.what(), "Invalid parameter not satisfying: old >= 0 && old < [addresses count]");
+    }
+}
+
+TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder)
+{
+    root.write("lan/.htaccess", "Allow from 10.0.0.1 10.0.0.2\nDeny from all\n");
+    wake();
+    pref->addAddressesFromArray({"10.0.0.1", "10.0.0.2", "10.0.0.3"});
+    selectFolder("lan");
+    addressTable.selectRow(1, false);
+    addressTable.selectRow(2, true);
+    pref->addressClick(&addressTable);
+    EXPECT_TRUE(addressDeleteButton.enabled);
+    pref->deleteRow(&addressTable, 1);
+    // Row 2 is read after row 1 went: it then holds the next address.
+    EXPECT_EQ(pref->addresses(), (KLPlist::Array{"127.0.0.1", "10.0.0.2"}));
+    EXPECT_EQ(stored(), pref->addresses());
+    std::string text = readFile(root.file("lan/.htaccess"));
+    EXPECT_NE(text.find("Allow from 10.0.0.2\n"), std::string::npos);
+    EXPECT_EQ(text.find("10.0.0.1"), std::string::npos);
+
+    addressTable.deselectAll();
+    pref->addressClick(&addressTable);
+    EXPECT_FALSE(addressDeleteButton.enabled);
+    addressDiscoverSwitch.stateValue = 0;
+    pref->toggleAddressDiscovery(&addressDiscoverSwitch);
+    EXPECT_FALSE(pref->shouldDiscoverAddresses());
+}
+
+} // namespace
