@@ -170,7 +170,9 @@ std::shared_ptr<KLConfParser> KLApacheController::logFinderForFile(const std::st
 bool KLApacheController::isFindingLogs() const
 {
     return std::any_of(logFinders_.begin(), logFinders_.end(),
-                       [](const auto& entry) { return entry.second.first->isParsing(); });
+                       [](const auto& entry) {
+                           return entry.second.first->isParsing() || entry.second.first->hasUndeliveredHits();
+                       });
 }
 
 void KLApacheController::parsedToken(KLConfParser& parser, const std::string& token, const std::string& line,

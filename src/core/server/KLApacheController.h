@@ -67,7 +67,8 @@ public:
     const std::vector<std::string>& logs() const { return logs_; }
     void parsedToken(KLConfParser& parser, const std::string& token, const std::string& line,
                      std::int32_t lineNumber, const std::optional<std::string>& file) override;
-    // Whether a scan of the configuration is still running (tests wait on it).
+    // Whether the log search still runs: a scan is running or its hits (which
+    // may start scans of included files) are still on their way.
     bool isFindingLogs() const;
     void openLogAtIndex(long index);
     void displayLog();

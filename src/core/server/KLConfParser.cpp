@@ -187,12 +187,14 @@ void KLConfParser::deliver(std::vector<Hit>& hits)
 {
     if (hits.empty())
         return;
+    undelivered_.fetch_add(1, std::memory_order_acq_rel);
     KLRunLoop::main().post([self = shared_from_this(), delegate = delegate_, hits = std::move(hits)] {
         for (const Hit& hit : hits) {
             // Looked up per hit: a delegate may go away in the middle.
             if (auto receiver = delegate.lock())
                 receiver->parsedToken(*self, self->tokens_[hit.token], hit.line, hit.lineNumber, self->path_);
         }
+        self->undelivered_.fetch_sub(1, std::memory_order_acq_rel);
     });
     hits.clear();
 }

@@ -73,6 +73,9 @@ public:
     // ended when isParsing() turns false (hits may still be on their way).
     void parse();
     bool isParsing() const { return isParsing_.load(std::memory_order_acquire); }
+    // Hits found but not yet handed to the delegate on the main thread. A
+    // scan has fully ended when neither this nor isParsing() holds.
+    bool hasUndeliveredHits() const { return undelivered_.load(std::memory_order_acquire) > 0; }
 
     // The comment removal of one line, as a scan applies it. A block comment
     // still open at the end of the line stays open for the next line, and
@@ -101,6 +104,7 @@ private:
     std::atomic<std::uint32_t> quoteType_{KLConfQuoteSingle | KLConfQuoteDouble};
     std::atomic<bool> caseSensitive_{false};
     std::atomic<bool> isParsing_{false};
+    std::atomic<int> undelivered_{0}; // batches posted and not yet run
     char currentCommentMarker_ = 0; // "/" or "(" while a block comment is open
     std::int32_t lineNumber_ = 0;
     std::string lineBuffer_;

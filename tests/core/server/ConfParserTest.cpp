@@ -53,8 +53,7 @@ protected:
     {
         recorder->hits.clear();
         p->parse();
-        EXPECT_TRUE(loop->runUntil([&] { return !p->isParsing(); }, 30));
-        loop->runPending();
+        EXPECT_TRUE(loop->runUntil([&] { return !p->isParsing() && !p->hasUndeliveredHits(); }, 30));
         return recorder->hits;
     }
 
