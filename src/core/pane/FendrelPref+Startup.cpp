@@ -175,10 +175,10 @@ void FendrelPref::didUnselect()
 {
     if (o_.helpWindow)
         o_.helpWindow->orderOut();
-    if (users_)
-        users_->writeUserfile();
-    if (groups_)
-        groups_->writeGroupfile();
+    if (users_ && !users_->writeUserfile())
+        displayError(kUsersFileNotWritten);
+    if (groups_ && !groups_->writeGroupfile())
+        displayError(kGroupsFileNotWritten);
     if (apache_)
         apache_->disable();
 }

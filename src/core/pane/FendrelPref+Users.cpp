@@ -159,7 +159,9 @@ void FendrelPref::endNewUser(void*)
     }
     if (o_.userTable)
         o_.userTable->reloadData();
-    users_->writeUserfile();
+    // The list keeps the change and is written again when the pane is left.
+    if (!users_->writeUserfile())
+        displayError(kUsersFileNotWritten);
     closeNewUser(nullptr);
     setText(o_.errorField, "");
 }

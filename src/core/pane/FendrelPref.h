@@ -55,6 +55,11 @@ public:
     static constexpr const char* kWebRefresh = "webRefresh:";
     static constexpr const char* kReplyToShouldUnselect = "replyToShouldUnselect:";
 
+    // Codes of displayError(), indexes of the error table.
+    static constexpr int kHelperToolMissing = 1;
+    static constexpr int kUsersFileNotWritten = 2;
+    static constexpr int kGroupsFileNotWritten = 3;
+
     static FendrelPref* sharedInstance();
     static void setSharedInstance(FendrelPref* instance);
 

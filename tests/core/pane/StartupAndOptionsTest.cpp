@@ -1,3 +1,5 @@
+#include "KLApacheController.h"
+#include "KLPlainRunLoop.h"
 #include "PaneFixture.h"
 
 namespace {
@@ -161,6 +163,36 @@ TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
     EXPECT_EQ(webDirFolder.selected, 1);
     EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 1);
     EXPECT_EQ(pref->fendrelLocation(4), "/Library/WebServer/Documents/");
+}
+
+TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling)
+{
+    KLRunLoop::setMain(std::make_shared<KLPlainRunLoop>());
+    defaults().setBool(true, "Override Conf Directory Location"); // no server binary asked
+    tabs.ids = {"access", "options", "about"};
+    pref = std::make_unique<FendrelPref>();
+    pref->initWithBundle(KLBundle::main());
+    pref->setApacheFactory([] { return std::make_shared<KLApacheController>(nullptr); });
+    pref->setOutlets(o);
+    pref->awakeFromNib();
+
+    ASSERT_NE(pref->apache(), nullptr);
+    EXPECT_TRUE(pref->apache()->isEnabled());
+    EXPECT_EQ(tabs.indexOfItemWithIdentifier("apache"), 2);
+
+    pref->setUsesRemoteApache(KLState(1));
+    EXPECT_EQ(tabs.indexOfItemWithIdentifier("apache"), -1);
+    EXPECT_FALSE(pref->apache()->isEnabled());
+    EXPECT_EQ(fendrelStatus.value, "Apache status not available");
+
+    pref->setUsesRemoteApache(KLState(0));
+    EXPECT_EQ(tabs.indexOfItemWithIdentifier("apache"), 2);
+    EXPECT_TRUE(pref->apache()->isEnabled());
+
+    pref->didUnselect();
+    EXPECT_FALSE(pref->apache()->isEnabled());
+    pref->didSelect();
+    EXPECT_TRUE(pref->apache()->isEnabled());
 }
 
 TEST_F(StartupTest, ManualEditorTabFollowsItsCheck)

@@ -66,6 +66,23 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
     EXPECT_FALSE(userAddPanel.visible);
 }
 
+TEST_F(UsersTest, UnwritableUsersFileIsReportedAndTheUserKept)
+{
+    root.write(".htusers", "alice:abcdefghijklm\n");
+    wake();
+    pref->addUser(nullptr);
+    EXPECT_EQ(submit("j\u00fcrgen", "pw", "pw"), "");
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(alerts.shown[0].message,
+              "An error was encountered by Fendrel in phase 1: " + pref->errors()[FendrelPref::kUsersFileNotWritten]);
+    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "j\u00fcrgen"}));
+    EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\n");
+
+    pref->didUnselect();
+    EXPECT_EQ(alerts.shown.size(), 2u);
+    EXPECT_EQ(alerts.shown[1].message, alerts.shown[0].message);
+}
+
 TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
 {
     root.write(".htusers", "bob:abcdefghijklm\ncarol:abcdefghijklm\nalice:abcdefghijklm\n");
