@@ -23,6 +23,12 @@ void KLCliSession::run()
     output.setJSON(options.json);
     if (action_)
         action_();
+    // A numbered error the controller showed in an alert fails the command.
+    if (controller_) {
+        const std::vector<std::string>& failures = controller_->views().alerts.failures();
+        if (!failures.empty())
+            throw KLCliError(KLExitStatus::Failure, failures.front());
+    }
 }
 
 KLCliController& KLCliSession::controller(KLFileLock::Mode mode)

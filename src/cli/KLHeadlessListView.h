@@ -45,8 +45,6 @@ public:
     bool isItemExpanded(KLItem item) const override { return expanded_.count(item) > 0; }
     void setNeedsDisplay() override {}
 
-    // The cell last put into editing by the controller (column, row); row -1 when none.
-    const std::pair<std::string, int>& editing() const { return editing_; }
 
 private:
     std::vector<KLItem> visibleItems() const;

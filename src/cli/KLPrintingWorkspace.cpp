@@ -1,19 +1,28 @@
 #include "KLPrintingWorkspace.h"
 
+#include <cstdio>
+
+namespace {
+constexpr const char* kWouldOpen = "fendrelctl: would open %s\n";
+}
+
+bool KLPrintingWorkspace::show(const std::string& what)
+{
+    std::fprintf(stderr, kWouldOpen, what.c_str());
+    return true;
+}
+
 bool KLPrintingWorkspace::openURL(const std::string& url)
 {
-    opened_.push_back(url);
-    return true;
+    return show(url);
 }
 
 bool KLPrintingWorkspace::openFile(const std::string& path)
 {
-    opened_.push_back(path);
-    return true;
+    return show(path);
 }
 
 bool KLPrintingWorkspace::revealFolder(const std::string& path)
 {
-    opened_.push_back(path);
-    return true;
+    return show(path);
 }

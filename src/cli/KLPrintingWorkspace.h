@@ -3,11 +3,10 @@
 #include "KLWorkspace.h"
 
 #include <string>
-#include <vector>
 
 // The desktop as the command line has it: nothing is opened; what would
-// have been opened is kept for the command to print, and beeps are counted
-// (the pane beeps when it refuses a typed address).
+// have been opened is printed on standard error, and beeps are counted (the
+// pane beeps when it refuses a typed address).
 class KLPrintingWorkspace : public KLWorkspace
 {
 public:
@@ -16,10 +15,10 @@ public:
     bool revealFolder(const std::string& path) override;
     void beep() override { ++beeps_; }
 
-    const std::vector<std::string>& opened() const { return opened_; }
     int beeps() const { return beeps_; }
 
 private:
-    std::vector<std::string> opened_;
+    static bool show(const std::string& what);
+
     int beeps_ = 0;
 };

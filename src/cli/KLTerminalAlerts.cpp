@@ -92,10 +92,3 @@ void KLTerminalAlerts::runSavePanel(const std::string&, const std::string&,
     if (handler)
         handler(0, {});
 }
-
-void KLTerminalAlerts::reset()
-{
-    confirmationMissing_ = false;
-    declined_ = false;
-    failures_.clear();
-}

@@ -28,8 +28,6 @@ public:
     bool declined() const { return declined_; }
     // The messages of failure alerts, in order.
     const std::vector<std::string>& failures() const { return failures_; }
-    // Forgets the answers and failures seen so far.
-    void reset();
 
 private:
     int ask(const KLAlert& alert);
