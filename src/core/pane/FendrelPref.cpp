@@ -4,6 +4,7 @@
 #include "KLFSItem.h"
 #include "KLLayout.h"
 #include "KLLog.h"
+#include "KLRunLoop.h"
 #include "KLUserDefaults.h"
 
 #include <cstdlib>
@@ -42,6 +43,9 @@ FendrelPref::FendrelPref() : addresses_(std::make_shared<KLPlist::Array>())
 
 FendrelPref::~FendrelPref()
 {
+    // A pending re-edit must not reach a controller that is gone.
+    if (reeditTimer_)
+        reeditTimer_->cancel();
     if (g_sharedInstance == this)
         setSharedInstance(nullptr);
 }
