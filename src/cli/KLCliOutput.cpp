@@ -2,15 +2,20 @@
 
 #include <cstdio>
 
-void KLCliOutput::emit(const nlohmann::json& value, const std::string& text) const
+void KLCliOutput::emit(const nlohmann::json& value, const std::string& text)
 {
     if (json_) {
-        std::string out = value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
-        std::fprintf(stdout, "%s\n", out.c_str());
+        pending_ += value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
     } else if (!text.empty()) {
-        std::fputs(text.c_str(), stdout);
+        pending_ += text;
         if (text.back() != '\n')
-            std::fputc('\n', stdout);
+            pending_ += '\n';
     }
+}
+
+void KLCliOutput::flush()
+{
+    std::fputs(pending_.c_str(), stdout);
     std::fflush(stdout);
+    pending_.clear();
 }

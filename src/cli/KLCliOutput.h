@@ -5,15 +5,20 @@
 #include <string>
 
 // Standard output of a command: JSON under --json, plain text otherwise.
+// It is held back until the command has succeeded, so a command that fails
+// late prints only its error line.
 class KLCliOutput
 {
 public:
     void setJSON(bool json) { json_ = json; }
     bool isJSON() const { return json_; }
-    // Prints the value as JSON or the text (a line end is added to text
-    // that has none; empty text prints nothing).
-    void emit(const nlohmann::json& value, const std::string& text) const;
+    // Keeps the value as JSON or the text (a line end is added to text that
+    // has none; empty text adds nothing).
+    void emit(const nlohmann::json& value, const std::string& text);
+    // Prints what was kept.
+    void flush();
 
 private:
     bool json_ = false;
+    std::string pending_;
 };

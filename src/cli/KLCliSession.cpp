@@ -29,6 +29,7 @@ void KLCliSession::run()
         if (!failures.empty())
             throw KLCliError(KLExitStatus::Failure, failures.front());
     }
+    output.flush();
 }
 
 KLCliController& KLCliSession::controller(KLFileLock::Mode mode)

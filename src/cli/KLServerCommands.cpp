@@ -138,8 +138,10 @@ void KLServerCommands::run(KLCliSession& session, const std::string& command)
         apache.checkApacheConfig();
         std::string verdict = views.configCheckStatus.stringValue();
         if (apache.errorPanelIsVisible()) {
+            // The server's own report is the output; the verdict is the error line.
             session.output.emit({{"ok", false}, {"errors", views.configErrorView.string()}},
                                 views.configErrorView.string());
+            session.output.flush();
             throw KLCliError(KLExitStatus::Failure, verdict);
         }
         session.output.emit({{"ok", true}}, verdict);

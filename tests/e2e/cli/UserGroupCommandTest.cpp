@@ -155,3 +155,13 @@ TEST_F(UserGroupCommandTest, OnATerminalThePasswordIsAskedTwiceAndQuestionsAreAs
     EXPECT_EQ(json({"user", "list"}), nlohmann::json::array());
     EXPECT_EQ(runCli({"settings", "get", "User Delete Dialog"}).out, "false\n");
 }
+
+TEST_F(UserGroupCommandTest, AFileThatCannotBeWrittenFailsTheCommand)
+{
+    tree.mkdir(".htusers"); // a folder where the users file should be
+    CliResult result = ctl({"user", "add", "alice"}, "pw\n");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.out.empty()) << result.out;
+    EXPECT_EQ(result.err.rfind("fendrelctl: An error was encountered by Fendrel in phase 1: ", 0), 0u) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+}
