@@ -102,15 +102,21 @@ void FendrelPref::deleteAddress(const std::string& address)
 
 void FendrelPref::addAddressesFromArray(const std::vector<std::string>& list)
 {
+    // One reload and one write of the settings for the whole merge: the
+    // stored list of a start-up can be long.
+    bool added = false;
     for (const std::string& entry : list) {
         std::string address = lowercase(entry);
         if (indexOfAddress(address) != kNotFound || isBadAddress(address))
             continue;
         addresses_->emplace_back(address);
-        if (o_.addressTable)
-            o_.addressTable->reloadData();
-        storeAddresses();
+        added = true;
     }
+    if (!added)
+        return;
+    if (o_.addressTable)
+        o_.addressTable->reloadData();
+    storeAddresses();
 }
 
 void FendrelPref::toggleAddressDiscovery(KLButton* sender)
