@@ -5,6 +5,7 @@
 #include "KLLayout.h"
 #include "KLLog.h"
 #include "KLRunLoop.h"
+#include "KLUpdateServer.h"
 #include "KLUserDefaults.h"
 
 #include <cstdlib>
@@ -77,6 +78,7 @@ KLPlist::Dictionary FendrelPref::registeredDefaults()
         {"Fendrel Protected Folder", 0},
         {"Web Dir", ""},
         {"SU Default Folder", desktop},
+        {KLUpdateServer::kSettingKey, KLUpdateServer::kDefaultServer},
         {"ApacheBinaryLocation", layout.apacheBinary},
         {"ApacheCheckInterval", 2.0},
         {"Override Conf Directory Location", layout.overrideConfDirectory},

@@ -13,6 +13,9 @@ struct KLAlert
     std::string defaultButton;   // empty: "OK"
     std::string alternateButton; // empty: no such button
     std::string otherButton;     // empty: no such button
+    // What the sheet is about, for its end handler and for whoever records
+    // the sheets ("up to date", "version net access", ...); may be empty.
+    std::string context = {};
 };
 
 // Sheets and panels on the pane's window. Every answer comes back through
