@@ -57,6 +57,8 @@ protected:
     {
         KLRunLoop::setMain(loop);
         FendrelPref::initialize();
+        // Each case starts from the registered defaults.
+        KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLSUController::kDefaultFolderKey);
         KLSUControllerOutlets outlets;
         outlets.swuPanel = &panel;
         outlets.progressBar = &progress;
