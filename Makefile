@@ -2,7 +2,7 @@
 BUILD := build
 DEPS_STAMP := $(BUILD)/.deps-installed
 
-.PHONY: all run test bench deps configure build clean
+.PHONY: all run test bench deps configure build clean screenshots
 
 all: build
 
@@ -27,6 +27,11 @@ test: build
 bench: configure
 	cmake --build --preset default --target bench_all
 	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && echo "== $$b" && "$$b" || exit 1; done
+
+# The documentation's pictures of the pane, from a demo tree, offscreen.
+screenshots: configure
+	cmake --build --preset default --target fendrel-screenshots
+	QT_QPA_PLATFORM=offscreen $(BUILD)/tools/fendrel-screenshots docs/screenshots
 
 clean:
 	rm -rf $(BUILD)

@@ -1,15 +1,27 @@
-#include "FendrelPane.h"
+#include "FendrelHostWindow.h"
+#include "KLBundle.h"
+#include "KLRunLoop.h"
+#include "QtImages.h"
+#include "QtRunLoop.h"
+#include "QtStrings.h"
 
 #include <QApplication>
-#include <QMainWindow>
 
 int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
-    QMainWindow window;
-    window.setWindowTitle("Fendrel");
-    window.setCentralWidget(new FendrelPane);
-    window.resize(670, 461);
-    window.show();
-    return app.exec();
+    QApplication::setApplicationName(toQt(applicationName()));
+    QApplication::setApplicationVersion(toQt(applicationVersion()));
+    QApplication::setDesktopFileName("fendrel");
+    KLRunLoop::setMain(std::make_shared<QtRunLoop>(&app));
+    QtImages::setUpTheme();
+
+    int status = 0;
+    {
+        FendrelHostWindow window;
+        window.show();
+        status = QApplication::exec();
+    }
+    KLRunLoop::setMain(nullptr);
+    return status;
 }

@@ -21,7 +21,8 @@ KLOutlineView::KLOutlineView(const QString& outletName, QtColumns columns, QWidg
     setItemDelegate(new QtCellDelegate(this));
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::SingleSelection);
-    setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked);
+    setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
+                    QAbstractItemView::SelectedClicked);
     setAlternatingRowColors(true);
     setUniformRowHeights(true);
     setWordWrap(false);
@@ -210,9 +211,17 @@ KLItem KLOutlineView::itemAtRow(int row) const
     return model_->itemForIndex(indexAtRow(row));
 }
 
+// Walks the shown rows, so an item the model has not met yet since a
+// reload is found too.
 int KLOutlineView::rowForItem(KLItem item) const
 {
-    return rowForIndex(model_->indexForItem(item));
+    if (!item)
+        return -1;
+    int row = 0;
+    for (QModelIndex index = model_->index(0, 0); index.isValid(); index = indexBelow(index), ++row)
+        if (model_->itemForIndex(index) == item)
+            return row;
+    return -1;
 }
 
 // A source may ask for an expansion while the rows are being drawn; the

@@ -51,6 +51,7 @@ public:
     void selectRow(int row, bool extendSelection) override;
     void deselectAll() override;
     void editColumn(const std::string& column, int row) override;
+    int editedRow() const override { return isEditing() ? rowForIndex(currentIndex()) : -1; }
     KLItem itemAtRow(int row) const override;
     int rowForItem(KLItem item) const override;
     void expandItem(KLItem item) override;

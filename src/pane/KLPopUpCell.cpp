@@ -30,13 +30,19 @@ KLPopUpCell::KLPopUpCell(QStringList titles, QObject* parent) : QtCellDelegate(p
 {
 }
 
+QStringList KLPopUpCell::titlesFor(const QModelIndex& index) const
+{
+    QStringList titles = index.data(QtColumn::kMenuRole).toStringList();
+    return titles.isEmpty() ? titles_ : titles;
+}
+
 void KLPopUpCell::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
     QStyleOptionViewItem opt = option;
     initStyleOption(&opt, index);
     paintBackground(painter, opt);
     int chosen = index.data(QtColumn::kPopUpIndexRole).toInt();
-    QString text = chosen >= 0 && chosen < titles_.size() ? titles_[chosen] : QString();
+    QString text = titlesFor(index).value(chosen);
     QStyleOptionComboBox combo = comboOption(opt, text);
     QStyle* style = opt.widget ? opt.widget->style() : QApplication::style();
     style->drawComplexControl(QStyle::CC_ComboBox, &combo, painter, opt.widget);
@@ -48,7 +54,7 @@ QSize KLPopUpCell::sizeHint(const QStyleOptionViewItem& option, const QModelInde
     QStyleOptionViewItem opt = option;
     initStyleOption(&opt, index);
     int widest = 0;
-    for (const QString& title : titles_)
+    for (const QString& title : titlesFor(index))
         widest = std::max(widest, opt.fontMetrics.horizontalAdvance(title));
     QStyleOptionComboBox combo = comboOption(opt, QString());
     QStyle* style = opt.widget ? opt.widget->style() : QApplication::style();
@@ -79,8 +85,9 @@ void KLPopUpCell::popUp(QWidget* view, const QRect& cellRect, const QModelIndex&
     menu->setAttribute(Qt::WA_DeleteOnClose);
     int chosen = index.data(QtColumn::kPopUpIndexRole).toInt();
     QPersistentModelIndex target(index);
-    for (int i = 0; i < titles_.size(); ++i) {
-        QAction* action = menu->addAction(titles_[i]);
+    QStringList titles = titlesFor(index);
+    for (int i = 0; i < titles.size(); ++i) {
+        QAction* action = menu->addAction(titles[i]);
         action->setCheckable(true);
         action->setChecked(i == chosen);
         connect(action, &QAction::triggered, this, [target, i] {

@@ -16,7 +16,7 @@ class KLPopUpCell : public QtCellDelegate
 public:
     static constexpr const char* kMenuName = "popUpCellMenu";
 
-    // The titles of the menu, by index.
+    // The titles of the menu, by index, where the cells name none.
     KLPopUpCell(QStringList titles, QObject* parent);
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
@@ -31,6 +31,8 @@ public:
     QMenu* openMenu() const { return menu_; }
 
 private:
+    QStringList titlesFor(const QModelIndex& index) const;
+
     QStringList titles_;
     QPointer<QMenu> menu_;
 };

@@ -16,6 +16,13 @@
 
 #include <algorithm>
 
+namespace {
+// Rows as high as a line of text and a check box need, not the style's
+// roomier default.
+constexpr int kRowPadding = 6;
+constexpr int kMinimumRowHeight = 20;
+} // namespace
+
 KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* parent)
     : QTableView(parent), model_(new QtTableModel(*this, std::move(columns), this))
 {
@@ -30,6 +37,7 @@ KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* 
     setAlternatingRowColors(true);
     setWordWrap(false);
     verticalHeader()->hide();
+    verticalHeader()->setDefaultSectionSize(std::max(fontMetrics().height() + kRowPadding, kMinimumRowHeight));
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
 }

@@ -49,6 +49,7 @@ public:
     void selectRow(int row, bool extendSelection) override;
     void deselectAll() override;
     void editColumn(const std::string& column, int row) override;
+    int editedRow() const override { return isEditing() ? currentIndex().row() : -1; }
     KLItem itemAtRow(int row) const override;
     int rowForItem(KLItem item) const override;
     void expandItem(KLItem) override {}

@@ -16,6 +16,19 @@ QIcon cellImage(const KLCell& cell)
     return {};
 }
 
+QStringList menuTitles(const QtColumn& column, const KLCell& cell)
+{
+    QStringList titles;
+    if (!cell.menuItems.empty()) {
+        for (const std::string& item : cell.menuItems)
+            titles << toQt(item);
+    } else {
+        for (const QString& item : column.menu)
+            titles << item;
+    }
+    return titles;
+}
+
 int popUpIndex(const KLPlist& value, const KLCell& cell)
 {
     if (cell.selectedIndex >= 0)
@@ -36,12 +49,11 @@ QVariant QtCellData::data(const QtColumn& column, const KLPlist& value, const KL
             int index = popUpIndex(value, cell);
             if (role == Qt::EditRole)
                 return index;
-            return index >= 0 && index < static_cast<int>(column.menu.size()) ? column.menu[static_cast<std::size_t>(index)]
-                                                                               : QString();
+            return menuTitles(column, cell).value(index);
         }
         return {};
     case Qt::CheckStateRole:
-        if (column.kind != Kind::Check)
+        if (column.kind != Kind::Check || cell.transparent)
             return {};
         return value.boolReading().value_or(false) ? Qt::Checked : Qt::Unchecked;
     case Qt::DecorationRole: {
@@ -60,6 +72,10 @@ QVariant QtCellData::data(const QtColumn& column, const KLPlist& value, const KL
     }
     case QtColumn::kEnabledRole:
         return cell.enabled;
+    case QtColumn::kTransparentRole:
+        return cell.transparent;
+    case QtColumn::kMenuRole:
+        return column.kind == Kind::PopUp ? QVariant(menuTitles(column, cell)) : QVariant();
     case QtColumn::kPopUpIndexRole:
         return column.kind == Kind::PopUp ? QVariant(popUpIndex(value, cell)) : QVariant();
     default:
@@ -70,7 +86,7 @@ QVariant QtCellData::data(const QtColumn& column, const KLPlist& value, const KL
 Qt::ItemFlags QtCellData::flags(const QtColumn& column, const KLCell& cell, bool editable)
 {
     Qt::ItemFlags flags = Qt::ItemIsSelectable | Qt::ItemIsEnabled;
-    if (column.kind == QtColumn::Kind::Check && cell.enabled)
+    if (column.kind == QtColumn::Kind::Check && cell.enabled && !cell.transparent)
         flags |= Qt::ItemIsUserCheckable;
     if (column.kind == QtColumn::Kind::Text && editable && cell.enabled)
         flags |= Qt::ItemIsEditable;

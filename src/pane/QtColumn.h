@@ -21,7 +21,10 @@ struct QtColumn
     std::string identifier;
     QString title;
     Kind kind = Kind::Text;
-    // Pop-up titles, by index.
+    // Text cells: whether the column may be edited in place at all; the
+    // source then decides row by row.
+    bool editable = false;
+    // Pop-up titles, by index, when the source's cells name none.
     std::vector<QString> menu = {};
 
     // Roles beside Qt's own.
@@ -31,6 +34,8 @@ struct QtColumn
     // bool: the cell takes clicks. A disabled cell still lets its row be
     // selected, so items stay enabled for Qt and only look disabled.
     static constexpr int kEnabledRole = Qt::UserRole + 4;
+    static constexpr int kTransparentRole = Qt::UserRole + 5; // bool: the cell draws nothing
+    static constexpr int kMenuRole = Qt::UserRole + 6;        // QStringList: pop-up titles
 };
 
 using QtColumns = std::vector<QtColumn>;

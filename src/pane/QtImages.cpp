@@ -19,8 +19,7 @@ constexpr const char* kFallbackTheme = "Adwaita";
 const std::map<std::string, std::vector<const char*>>& themeNames()
 {
     static const std::map<std::string, std::vector<const char*>> names = {
-        {"user", {"avatar-default", "user-identity", "im-user"}},
-        {"group", {"system-users", "user-group-new", "avatar-default"}},
+        {"genericuser", {"avatar-default", "user-identity", "im-user"}},
         {"folder", {"folder"}},
         {"lock", {"changes-prevent", "object-locked", "system-lock-screen"}},
         {"unlock", {"changes-allow", "object-unlocked"}},

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// Pictures the pane shows: named images ("user", "group", "folder", "lock",
+// Pictures the pane shows: named images ("genericuser", "folder", "lock",
 // "unlock", "delete_idle", "delete_pressed", "fendrel") from the desktop's
 // icon theme, else from the pictures bundled in the pane's resources; and
 // the file system icon of a path.

@@ -251,7 +251,7 @@ Qt::ItemFlags QtOutlineModel::flags(const QModelIndex& index) const
     if (!source_ || !index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
         return dropTypes_.isEmpty() ? Qt::NoItemFlags : Qt::ItemIsDropEnabled;
     const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
-    bool editable = column.kind == QtColumn::Kind::Text &&
+    bool editable = column.kind == QtColumn::Kind::Text && column.editable &&
                     source_->shouldEdit(view_, column.identifier, index.internalPointer());
     Qt::ItemFlags flags = QtCellData::flags(column, cellAt(index), editable);
     if (dragEnabled_)

@@ -108,7 +108,8 @@ Qt::ItemFlags QtTableModel::flags(const QModelIndex& index) const
     if (!isLive(index.row()))
         return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
     const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
-    bool editable = column.kind == QtColumn::Kind::Text && source_->shouldEdit(view_, column.identifier, index.row());
+    bool editable = column.kind == QtColumn::Kind::Text && column.editable &&
+                    source_->shouldEdit(view_, column.identifier, index.row());
     Qt::ItemFlags flags = QtCellData::flags(column, cellAt(index), editable) | Qt::ItemNeverHasChildren;
     if (dragEnabled_)
         flags |= Qt::ItemIsDragEnabled;

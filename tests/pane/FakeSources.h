@@ -43,7 +43,7 @@ public:
         if (column == "active")
             cell.enabled = checksEnabled;
         if (column == "name")
-            cell.imageName = "user";
+            cell.imageName = "genericuser";
     }
     bool writeRows(KLListView&, const std::vector<int>& rowList, KLPasteboard& pasteboard) override
     {

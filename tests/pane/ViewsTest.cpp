@@ -18,12 +18,12 @@ namespace {
 
 QtColumns tableColumns()
 {
-    return {{"active", "", QtColumn::Kind::Check}, {"name", "Name", QtColumn::Kind::Text}};
+    return {{"active", "", QtColumn::Kind::Check}, {"name", "Name", QtColumn::Kind::Text, true}};
 }
 
 QtColumns outlineColumns()
 {
-    return {{"group", "Group", QtColumn::Kind::Text}, {"active", "", QtColumn::Kind::Check}};
+    return {{"group", "Group", QtColumn::Kind::Text, true}, {"active", "", QtColumn::Kind::Check}};
 }
 
 QLineEdit* openEditor(QAbstractItemView& view)

@@ -1,0 +1,75 @@
+#include "PaneFixture.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QTest>
+
+#include <cstdlib>
+
+void PaneFixture::SetUp()
+{
+    ::setenv("FENDREL_LAYOUT", "debian", 1);
+    FendrelPref::initialize();
+    KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
+    for (const auto& [key, value] : defaults.storedValues())
+        defaults.removeDefaultForKey(key);
+    std::string error;
+    ASSERT_TRUE(DemoTree::create(root.path(), error)) << error;
+    DemoTree::useAsRoot(root.path());
+    defaults.setBool(false, "Check for Updates");
+    window = std::make_unique<FendrelHostWindow>([] { return std::shared_ptr<KLApacheController>(); });
+    window->show();
+    PaneTestApp::settle();
+    DemoTree::protect(pref());
+    pane().webDirOutline()->expandItem(pane().webDirOutline()->itemAtRow(0));
+    PaneTestApp::settle();
+}
+
+void PaneFixture::TearDown()
+{
+    while (QMessageBox* box = openAlert())
+        box->close();
+    window.reset();
+    PaneTestApp::settle();
+}
+
+int PaneFixture::folderRow(const QString& name)
+{
+    KLOutlineView& outline = *pane().webDirOutline();
+    for (int row = 0; row < outline.numberOfRows(); ++row)
+        if (outline.indexAtRow(row).data().toString() == name)
+            return row;
+    return -1;
+}
+
+void PaneFixture::clickFolder(const QString& name)
+{
+    KLOutlineView& outline = *pane().webDirOutline();
+    QModelIndex index = outline.indexAtRow(folderRow(name));
+    ASSERT_TRUE(index.isValid()) << name.toStdString();
+    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(index).center());
+    PaneTestApp::settle();
+}
+
+QMessageBox* PaneFixture::openAlert()
+{
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* box = qobject_cast<QMessageBox*>(w); box && box->isVisible())
+            return box;
+    return nullptr;
+}
+
+bool PaneFixture::answerAlert(const QString& title)
+{
+    QMessageBox* box = openAlert();
+    if (!box)
+        return false;
+    for (QAbstractButton* button : box->buttons()) {
+        if (button->text() == title) {
+            button->click();
+            PaneTestApp::settle();
+            return true;
+        }
+    }
+    return false;
+}

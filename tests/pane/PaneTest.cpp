@@ -1,0 +1,303 @@
+#include "PaneFixture.h"
+
+#include "KLApachePage.h"
+#include "KLButtonCell.h"
+#include "KLPopUpCell.h"
+#include "KLFSItem.h"
+#include "KLUserSheet.h"
+#include "QtOutlineModel.h"
+#include "QtTableModel.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QDropEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTextBrowser>
+#include <QTabWidget>
+#include <QTest>
+
+namespace {
+
+std::string read(const std::string& path)
+{
+    return readFile(path);
+}
+
+TEST_F(PaneFixture, EveryOutletIsAWidgetOfThatName)
+{
+    const char* outlets[] = {
+        "tabs", "fendrelStatus", "userAddPanel", "userField", "errorField", "confirmField", "passField",
+        "webDirOutline", "directoryMenu", "userAddressTabs", "userTable", "userEditButton", "userDeleteButton",
+        "groupOutline", "groupDeleteButton", "addressMode", "addressTable", "addressDeleteButton",
+        "addressDiscoverSwitch", "manualEditTabViewItem", "customViewText", "customSaveButton", "customRevertButton",
+        "apacheTabViewItem", "userSortCheck", "groupSortCheck", "accessFileDeleteCheck", "userDeleteCheck",
+        "groupDeleteCheck", "webDirFolder", "manualEditCheck", "customDirCheck", "remoteApacheCheck",
+        "nameVersionText", "creditsText", "versionCheckButton", "versionCheckProgress", "launchVersionCheck",
+        "lastCheckText", "helpWindow", "helpWebView",
+        // The web server tab.
+        "apachectlBox", "toggleButton", "restartButton", "gracefulSwitch", "configCheckButton", "configCheckStatus",
+        "configErrorView", "logBox", "logPicker", "logDisplayButton", "webcheckBox", "webcheckButton", "authView",
+    };
+    for (const char* name : outlets)
+        EXPECT_TRUE(pane().findChild<QWidget*>(name)) << name;
+    EXPECT_EQ(window->windowTitle(), "Fendrel");
+    EXPECT_EQ(pane().size(), QSize(670, 461)) << "the controller's content size";
+    auto* status = pane().findChild<QLabel*>("fendrelStatus");
+    EXPECT_EQ(status->text(), "Apache status not available") << "no web server controller here";
+    EXPECT_TRUE(pane().findChild<QTextBrowser*>("helpWebView")->toPlainText().contains("Fendrel Help"));
+    EXPECT_TRUE(pane().findChild<QTextBrowser*>("creditsText")->toPlainText().contains("Quillmoor"));
+}
+
+TEST_F(PaneFixture, TickingAUserRewritesTheFoldersAccessFile)
+{
+    clickFolder(DemoTree::kPrivate);
+    ASSERT_NE(read(file("private/.htaccess")).find("Require user alice\n"), std::string::npos);
+    KLTableView& users = *pane().userTable();
+    QModelIndex bob = users.tableModel()->index(2, 0);
+    ASSERT_EQ(users.tableModel()->index(2, 1).data().toString(), "bob");
+    EXPECT_TRUE(bob.data(QtColumn::kEnabledRole).toBool()) << "the folder is password protected";
+    users.setFocus();
+    users.setCurrentIndex(bob);
+    QTest::keyClick(&users, Qt::Key_Space);
+    PaneTestApp::settle();
+    EXPECT_NE(read(file("private/.htaccess")).find("Require user alice bob\n"), std::string::npos);
+    EXPECT_EQ(bob.data(Qt::CheckStateRole).toInt(), Qt::Checked);
+
+    clickFolder(DemoTree::kPublic);
+    EXPECT_FALSE(users.tableModel()->index(2, 0).data(QtColumn::kEnabledRole).toBool())
+        << "an unprotected folder's check boxes are off";
+}
+
+TEST_F(PaneFixture, DeleteKeyInTheUsersTableAsksBeforeDeletingTheUser)
+{
+    KLTableView& users = *pane().userTable();
+    users.selectRow(1, false);
+    PaneTestApp::settle();
+    auto* deleteButton = pane().findChild<QAbstractButton*>("userDeleteButton");
+    EXPECT_TRUE(deleteButton->isEnabled());
+    users.setFocus();
+    QTest::keyClick(&users, Qt::Key_Delete);
+    PaneTestApp::settle();
+    QMessageBox* box = openAlert();
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->text(), "Delete User");
+    EXPECT_TRUE(box->informativeText().contains("\"alice\""));
+    ASSERT_TRUE(answerAlert("No"));
+    EXPECT_EQ(users.tableModel()->rowCount(), 4);
+
+    QTest::keyClick(&users, Qt::Key_Delete);
+    PaneTestApp::settle();
+    ASSERT_TRUE(answerAlert("Yes"));
+    EXPECT_EQ(users.tableModel()->rowCount(), 3);
+    EXPECT_EQ(read(file(".htusers")).find("alice:"), std::string::npos);
+}
+
+TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedName)
+{
+    KLOutlineView& groups = *pane().groupOutline();
+    pane().findChild<QAbstractButton*>("addGroupButton")->click();
+    PaneTestApp::settle();
+    ASSERT_TRUE(groups.isEditing());
+    auto* editor = groups.findChild<QLineEdit*>();
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(editor->text(), "Group 1");
+    editor->setText("STAFF");
+    QTest::keyClick(editor, Qt::Key_Return);
+    PaneTestApp::settle();
+    EXPECT_TRUE(groups.isEditing()) << "a name that exists (in any case) is refused";
+    EXPECT_EQ(editor->text(), "STAFF");
+
+    editor->setText("team");
+    QTest::keyClick(editor, Qt::Key_Return);
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
+    int row = groups.selectedRow();
+    EXPECT_EQ(groups.indexAtRow(row, 1).data().toString(), "team") << "the edited row stays selected";
+    EXPECT_NE(read(file(".htgroups")).find("team:"), std::string::npos);
+}
+
+TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
+{
+    KLTableView& users = *pane().userTable();
+    KLOutlineView& groups = *pane().groupOutline();
+    users.selectRow(3, false); // carol
+    std::unique_ptr<QMimeData> dragged(users.tableModel()->mimeData({users.tableModel()->index(3, 1)}));
+    ASSERT_TRUE(dragged);
+    EXPECT_FALSE(users.dragImageForRows({3}).isNull());
+
+    int staffRow = -1;
+    for (int row = 0; row < groups.numberOfRows(); ++row)
+        if (groups.indexAtRow(row, 1).data().toString() == "staff")
+            staffRow = row;
+    ASSERT_GE(staffRow, 0);
+    QPoint target = groups.visualRect(groups.indexAtRow(staffRow, 1)).center();
+    QDragEnterEvent enter(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(groups.viewport(), &enter);
+    QDragMoveEvent move(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(groups.viewport(), &move);
+    EXPECT_TRUE(move.isAccepted()) << "a group takes users";
+    QDropEvent drop(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(groups.viewport(), &drop);
+    PaneTestApp::settle();
+    std::string groupsFile = read(file(".htgroups"));
+    std::string staff = groupsFile.substr(0, groupsFile.find('\n'));
+    EXPECT_EQ(staff.rfind("staff:", 0), 0u) << groupsFile;
+    EXPECT_NE(staff.find(" carol"), std::string::npos) << groupsFile;
+    EXPECT_NE(staff.find(" alice"), std::string::npos) << groupsFile;
+}
+
+TEST_F(PaneFixture, TheManualEditorsQuestionHoldsBackAnotherFolder)
+{
+    pane().findChild<QAbstractButton*>("manualEditCheck")->click();
+    PaneTestApp::settle();
+    ASSERT_GE(pane().userAddressTabs()->indexOf(pane().findChild<QWidget*>("manualEditTabViewItem")), 0);
+    clickFolder(DemoTree::kPrivate);
+    QPlainTextEdit& editor = *pane().customViewText();
+    EXPECT_NE(editor.toPlainText().toStdString().find("Require user alice"), std::string::npos);
+    auto* save = pane().findChild<QAbstractButton*>("customSaveButton");
+    EXPECT_FALSE(save->isEnabled());
+    editor.moveCursor(QTextCursor::End);
+    QTest::keyClick(&editor, Qt::Key_Return);
+    QTest::keyClicks(&editor, "# mine");
+    EXPECT_TRUE(save->isEnabled());
+
+    clickFolder(DemoTree::kIntranet);
+    ASSERT_TRUE(openAlert());
+    EXPECT_EQ(openAlert()->text(), "Do you want to save manual editor changes?");
+    ASSERT_TRUE(answerAlert("Cancel"));
+    EXPECT_EQ(pane().webDirOutline()->selectedRow(), folderRow(DemoTree::kPrivate));
+    EXPECT_TRUE(editor.toPlainText().contains("# mine"));
+
+    clickFolder(DemoTree::kIntranet);
+    ASSERT_TRUE(answerAlert("Don't Save"));
+    EXPECT_EQ(pane().webDirOutline()->selectedRow(), folderRow(DemoTree::kIntranet));
+    EXPECT_TRUE(editor.toPlainText().contains("Allow from 127.0.0.1"));
+    EXPECT_EQ(read(file("private/.htaccess")).find("# mine"), std::string::npos);
+
+    editor.moveCursor(QTextCursor::End);
+    QTest::keyClick(&editor, Qt::Key_Return);
+    QTest::keyClicks(&editor, "# kept");
+    clickFolder(DemoTree::kPublic);
+    ASSERT_TRUE(answerAlert("Save"));
+    EXPECT_NE(read(file("intranet/.htaccess")).find("# kept"), std::string::npos);
+    EXPECT_EQ(pane().webDirOutline()->selectedRow(), folderRow(DemoTree::kPublic));
+}
+
+TEST_F(PaneFixture, TheDeleteButtonOfTheSelectedFolderRemovesItsAccessFileAfterAsking)
+{
+    clickFolder(DemoTree::kPrivate);
+    KLOutlineView& outline = *pane().webDirOutline();
+    QModelIndex button = outline.indexAtRow(folderRow(DemoTree::kPrivate), 2);
+    ASSERT_TRUE(button.data(QtColumn::kEnabledRole).toBool());
+    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(button).center());
+    PaneTestApp::settle();
+    ASSERT_TRUE(openAlert());
+    EXPECT_EQ(openAlert()->text(), "Delete Access File");
+    ASSERT_TRUE(answerAlert("Cancel"));
+    EXPECT_TRUE(QFile::exists(QString::fromStdString(file("private/.htaccess"))));
+
+    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(button).center());
+    PaneTestApp::settle();
+    ASSERT_TRUE(answerAlert("Delete"));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(file("private/.htaccess"))));
+    EXPECT_FALSE(outline.indexAtRow(folderRow(DemoTree::kPrivate), 2).data(QtColumn::kEnabledRole).toBool());
+}
+
+TEST_F(PaneFixture, ChoosingAModeFromTheFoldersPopUpProtectsIt)
+{
+    KLOutlineView& outline = *pane().webDirOutline();
+    QModelIndex mode = outline.indexAtRow(folderRow(DemoTree::kPublic), 1);
+    EXPECT_EQ(mode.data().toString(), "None");
+    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(mode).center());
+    QMenu* menu = pane().protectCell()->openMenu();
+    ASSERT_TRUE(menu);
+    QList<QAction*> actions = menu->actions();
+    ASSERT_EQ(actions.size(), 5);
+    EXPECT_EQ(actions[1]->text(), "Password");
+    actions[1]->trigger();
+    PaneTestApp::settle();
+    EXPECT_EQ(outline.indexAtRow(folderRow(DemoTree::kPublic), 1).data().toString(), "Password");
+    EXPECT_NE(read(file("public/.htaccess")).find("Require user fendreled"), std::string::npos)
+        << "nobody may enter before someone is ticked";
+}
+
+TEST_F(PaneFixture, TheUserSheetShowsWhatIsWrongAndAddsTheUserWhenRight)
+{
+    pane().findChild<QAbstractButton*>("addUserButton")->click();
+    PaneTestApp::settle();
+    KLUserSheet& sheet = *pane().userSheet();
+    ASSERT_TRUE(sheet.isVisible());
+    EXPECT_EQ(sheet.windowModality(), Qt::WindowModal);
+    QTest::keyClicks(sheet.userField(), "dave");
+    QTest::keyClicks(sheet.passField(), "secret");
+    QTest::keyClicks(sheet.confirmField(), "secrets");
+    sheet.okButton()->click();
+    PaneTestApp::settle();
+    EXPECT_TRUE(sheet.isVisible());
+    EXPECT_EQ(sheet.errorField()->text(), "Passwords do not match");
+
+    sheet.confirmField()->setText("secret");
+    sheet.okButton()->click();
+    PaneTestApp::settle();
+    EXPECT_FALSE(sheet.isVisible());
+    EXPECT_NE(read(file(".htusers")).find("dave:"), std::string::npos);
+
+    pane().findChild<QAbstractButton*>("addUserButton")->click();
+    PaneTestApp::settle();
+    QTest::keyClick(&sheet, Qt::Key_Escape);
+    PaneTestApp::settle();
+    EXPECT_FALSE(sheet.isVisible()) << "Escape cancels through the controller";
+}
+
+TEST_F(PaneFixture, ClosingWithUnsavedManualEditsAsksAndCancelKeepsThePane)
+{
+    pane().findChild<QAbstractButton*>("manualEditCheck")->click();
+    clickFolder(DemoTree::kPrivate);
+    pane().customViewText()->moveCursor(QTextCursor::End);
+    QTest::keyClick(pane().customViewText(), Qt::Key_Return);
+    QTest::keyClicks(pane().customViewText(), "# pending");
+    bool left = false;
+    QObject::connect(window.get(), &FendrelHostWindow::unselected, [&] { left = true; });
+
+    window->close();
+    PaneTestApp::settle();
+    ASSERT_TRUE(answerAlert("Cancel"));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_FALSE(left);
+
+    window->close();
+    PaneTestApp::settle();
+    ASSERT_TRUE(answerAlert("Save"));
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !window->isVisible(); }));
+    EXPECT_TRUE(left);
+    EXPECT_NE(read(file("private/.htaccess")).find("# pending"), std::string::npos);
+}
+
+TEST_F(PaneFixture, ClosingWithoutEditsLeavesAtOnce)
+{
+    bool left = false;
+    QObject::connect(window.get(), &FendrelHostWindow::unselected, [&] { left = true; });
+    EXPECT_TRUE(window->close());
+    EXPECT_TRUE(left);
+    EXPECT_FALSE(openAlert());
+}
+
+TEST_F(PaneFixture, TheRemoteServerOptionTakesTheWebServerTabAwayAndBack)
+{
+    QTabWidget& tabs = *pane().tabs();
+    QWidget* apache = pane().apachePage();
+    EXPECT_GE(tabs.indexOf(apache), 0);
+    auto* remote = pane().findChild<QAbstractButton*>("remoteApacheCheck");
+    ASSERT_TRUE(remote->isEnabled()) << "the custom folder is allowed";
+    remote->click();
+    PaneTestApp::settle();
+    EXPECT_EQ(tabs.indexOf(apache), -1);
+    remote->click();
+    PaneTestApp::settle();
+    EXPECT_EQ(tabs.indexOf(apache), -1) << "without a web server controller the tab stays away";
+}
+
+} // namespace

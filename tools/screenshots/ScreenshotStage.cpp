@@ -1,0 +1,126 @@
+#include "ScreenshotStage.h"
+
+#include "DemoTree.h"
+#include "FendrelHostWindow.h"
+#include "FendrelPref.h"
+#include "KLApacheController.h"
+#include "KLAtomicFile.h"
+#include "KLHelperTool.h"
+#include "KLUserDefaults.h"
+#include "KLUserSheet.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QElapsedTimer>
+#include <QMessageBox>
+#include <QPainter>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sys/stat.h>
+
+namespace {
+// What the stage's "apachectl configtest" reports.
+constexpr const char* kConfigTest = R"(#!/bin/sh
+echo "AH00526: Syntax error on line 14 of /etc/apache2/sites-enabled/000-default.conf:" >&2
+echo "Invalid command 'Requir', perhaps misspelled or defined by a module not included in the server configuration" >&2
+echo "Action 'configtest' failed." >&2
+echo "The Apache error log may have more information." >&2
+exit 1
+)";
+constexpr const char* kServerName = "apache2";
+} // namespace
+
+ScreenshotStage::ScreenshotStage() = default;
+
+ScreenshotStage::~ScreenshotStage()
+{
+    window_.reset();
+    if (!base_.empty()) {
+        std::error_code ec;
+        std::filesystem::remove_all(base_, ec);
+    }
+}
+
+bool ScreenshotStage::setUp(QString& error)
+{
+    namespace fs = std::filesystem;
+    std::string base = (fs::temp_directory_path() / "fendrel-screenshots-XXXXXX").string();
+    if (!::mkdtemp(base.data())) {
+        error = "cannot make a temporary folder";
+        return false;
+    }
+    base_ = base;
+    // Nothing of the user's own settings or home is read or written.
+    ::setenv("HOME", (base_ + "/home").c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", (base_ + "/config").c_str(), 1);
+    fs::create_directories(base_ + "/home/public_html");
+    fs::create_directories(base_ + "/logs");
+    root_ = base_ + "/www";
+    std::string reason;
+    if (!DemoTree::create(root_, reason)) {
+        error = QString::fromStdString(reason);
+        return false;
+    }
+    for (const char* log : {"error.log", "access.log", "other_vhosts_access.log"})
+        KLAtomicFile::write(base_ + "/logs/" + log, "");
+    KLAtomicFile::write(base_ + "/configtest", kConfigTest);
+    ::chmod((base_ + "/configtest").c_str(), 0755);
+
+    FendrelPref::initialize();
+    DemoTree::useAsRoot(root_);
+    KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
+    defaults.setBool(true, "Override Conf Directory Location");
+    defaults.setObject(KLPlist(base_), "Apache Conf Directory");
+    defaults.setObject(KLPlist("apache2.conf"), "Apache Conf File");
+    defaults.setBool(true, "Override Log Directory");
+    defaults.setObject(KLPlist(base_ + "/logs/"), "Apache Log Directory");
+    defaults.setBool(false, "Check for Updates");
+    defaults.setBool(true, "Show Manual Editor");
+    defaults.setDouble(0, "Last Version Check");
+
+    window_ = std::make_unique<FendrelHostWindow>([this] { return makeApacheController(); });
+    window_->show();
+    settle();
+    FendrelPref& pref = *window_->pane()->controller();
+    DemoTree::protect(pref);
+    // The status line without waiting for the first poll.
+    if (pref.apache())
+        pref.apache()->checkApacheStatus();
+    settle();
+    return true;
+}
+
+std::shared_ptr<KLApacheController> ScreenshotStage::makeApacheController()
+{
+    auto apache = std::make_shared<KLApacheController>(std::shared_ptr<KLHelperTool>());
+    apache->setControlProgram(base_ + "/configtest");
+    apache->setProcessName(kServerName);
+    apache->setProcessLister([] { return std::vector<std::string>{"init", kServerName}; });
+    return apache;
+}
+
+void ScreenshotStage::settle()
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 150)
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+QImage ScreenshotStage::shot()
+{
+    settle();
+    QImage image = window_->grab().toImage();
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        auto* dialog = qobject_cast<QDialog*>(w);
+        if (!dialog || !dialog->isVisible())
+            continue;
+        QImage sheet = dialog->grab().toImage();
+        QPainter painter(&image);
+        int x = (image.width() - sheet.width()) / 2;
+        painter.fillRect(QRect(x - 1, -1, sheet.width() + 2, sheet.height() + 2), QColor(0, 0, 0, 90));
+        painter.drawImage(x, 0, sheet);
+    }
+    return image;
+}

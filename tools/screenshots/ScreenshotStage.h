@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+
+#include <memory>
+#include <string>
+
+class FendrelHostWindow;
+class KLApacheController;
+
+// The stage the documentation's screenshots are taken on: private settings
+// and home, the demo tree as protected folder, a web server controller that
+// touches nothing of the system (a configuration test that fails, logs in
+// a private folder, a server that counts as running), and the host window.
+class ScreenshotStage
+{
+public:
+    ScreenshotStage();
+    ~ScreenshotStage();
+
+    // Builds everything; false with a reason on failure.
+    bool setUp(QString& error);
+    FendrelHostWindow& window() { return *window_; }
+
+    // Lets queued work and painting happen.
+    static void settle();
+    // The window as shown, with an open sheet drawn on it as the desktop
+    // shows sheets: centred below the title.
+    QImage shot();
+
+private:
+    std::shared_ptr<KLApacheController> makeApacheController();
+
+    std::string base_;
+    std::string root_;
+    std::unique_ptr<FendrelHostWindow> window_;
+};
