@@ -13,6 +13,8 @@ constexpr const char* kErrorTitle = "An Error Occured";
 constexpr const char* kKnownErrorFormat = "An error was encountered by Fendrel in phase %s: %s";
 constexpr const char* kUnknownError = "An unknown error occured";
 constexpr const char* kErrorPhase = "1";
+constexpr const char* kKnownErrorContext = "known error";
+constexpr const char* kUnknownErrorContext = "unknown error";
 
 constexpr double kDividerMinimumRaise = 70;
 constexpr double kDividerMaximumLowering = 140;
@@ -32,10 +34,13 @@ void FendrelPref::displayError(int code)
     KLAlert alert;
     alert.title = kErrorTitle;
     alert.defaultButton = "OK";
-    if (static_cast<std::uint32_t>(code) < errors_.size())
+    if (static_cast<std::uint32_t>(code) < errors_.size()) {
         alert.message = stringWithFormat(kKnownErrorFormat, kErrorPhase, entry.c_str());
-    else
+        alert.context = kKnownErrorContext;
+    } else {
         alert.message = kUnknownError;
+        alert.context = kUnknownErrorContext;
+    }
     if (o_.alerts)
         o_.alerts->beginAlertSheet(alert, [this](int returnCode) { sheetDidEnd(nullptr, returnCode, nullptr); });
 }

@@ -9,6 +9,7 @@
 #include "KLGroupsDataSource.h"
 #include "KLLayout.h"
 #include "KLListView.h"
+#include "KLLog.h"
 #include "KLPopUpButton.h"
 #include "KLStringExtensions.h"
 #include "KLTextField.h"
@@ -21,6 +22,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 namespace {
 constexpr double kContentWidth = 670;
@@ -33,6 +35,7 @@ constexpr const char* kLastVersionCheck = "Last Version Check";
 constexpr const char* kProtectedFolder = "Fendrel Protected Folder";
 constexpr const char* kAllowCustomWebDir = "Allow Custom Web Dir";
 constexpr const char* kShowManualEditor = "Show Manual Editor";
+constexpr const char* kCheckForUpdates = "Check for Updates";
 constexpr const char* kAddressArray = "Address Array";
 
 constexpr const char* kHelpResource = "help";
@@ -40,6 +43,9 @@ constexpr const char* kCreditsResource = "credits";
 
 constexpr const char* kWebsiteURL = "https://www.quillmoor.com/fendrel/";
 constexpr const char* kDonateURL = "https://www.quillmoor.com/fendrel/donate/";
+
+// The automatic update check runs on the first selection of the process only.
+bool g_firstSelection = true;
 
 KLUserDefaults& defaults()
 {
@@ -166,6 +172,15 @@ void FendrelPref::setUnselectReplyHandler(std::function<void(bool)> handler)
 
 void FendrelPref::didSelect()
 {
+    if (defaults().boolForKey(kCheckForUpdates) && g_firstSelection) {
+        // Without the update panel the pane still shows; the check is skipped.
+        try {
+            beginSWUCheck(nullptr);
+        } catch (const std::runtime_error& e) {
+            KLLog(e.what());
+        }
+    }
+    g_firstSelection = false;
     if (apache_)
         apache_->enable();
     showCustomEditor(nullptr);

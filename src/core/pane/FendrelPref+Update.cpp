@@ -1,5 +1,8 @@
 #include "FendrelPref.h"
 
+#include "KLButton.h"
+#include "KLProgressIndicator.h"
+#include "KLSUController.h"
 #include "KLStringExtensions.h"
 #include "KLTextField.h"
 #include "KLUserDefaults.h"
@@ -8,6 +11,7 @@
 #include <cmath>
 #include <ctime>
 #include <locale.h>
+#include <stdexcept>
 
 namespace {
 constexpr const char* kLastVersionCheck = "Last Version Check";
@@ -18,6 +22,10 @@ constexpr const char* kYesterday = "Yesterday";
 constexpr const char* kDateWithYearFormat = "%B %e, %Y";
 constexpr const char* kDateFormat = "%B %e";
 constexpr const char* kTimeFormat = "%I:%M %p";
+
+constexpr const char* kSWULoadFailure = "Bundle 'SWU' could not be loaded. Software Update unavailable";
+constexpr const char* kCancelTitle = "Cancel";
+constexpr const char* kCheckNowTitle = "Check Now";
 
 
 // Seconds between the Unix epoch and the reference date 2001-01-01 UTC.
@@ -101,4 +109,40 @@ void FendrelPref::setSecondsSinceCheck(double seconds)
     KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
     if (defaults.doubleForKey(kLastVersionCheck) != seconds)
         defaults.setDouble(seconds, kLastVersionCheck);
+}
+
+void FendrelPref::prepSWU()
+{
+    if (SWUController_)
+        return;
+    if (!o_.swu)
+        throw std::runtime_error(kSWULoadFailure);
+    auto controller = std::make_shared<KLSUController>();
+    controller->setOutlets(*o_.swu);
+    SWUController_ = std::move(controller);
+    swuObservation_ = KLObservation("", SWUController_.get(),
+                                    [this](const KLNotification& note) { receiveSWUNotification(note); });
+}
+
+void FendrelPref::beginSWUCheck(void*)
+{
+    prepSWU();
+    SWUController_->checkForNewVersion(nullptr);
+}
+
+void FendrelPref::receiveSWUNotification(const KLNotification& notification)
+{
+    if (notification.name == KLSUController::kUpdated) {
+        setSecondsSinceCheck(notification.userInfo[KLSUController::kSecondsKey].doubleReading().value_or(0));
+    } else if (notification.name == KLSUController::kStarted) {
+        if (o_.versionCheckProgress)
+            o_.versionCheckProgress->startAnimation();
+        if (o_.versionCheckButton)
+            o_.versionCheckButton->setTitle(kCancelTitle);
+    } else if (notification.name == KLSUController::kEnded || notification.name == KLSUController::kCancelled) {
+        if (o_.versionCheckProgress)
+            o_.versionCheckProgress->stopAnimation();
+        if (o_.versionCheckButton)
+            o_.versionCheckButton->setTitle(kCheckNowTitle);
+    }
 }

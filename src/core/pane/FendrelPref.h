@@ -81,6 +81,7 @@ public:
     KLFSDataSource* files() const { return files_.get(); }
     KLAddressDataSource* addressSource() const { return addressSource_.get(); }
     KLApacheController* apache() const { return apache_.get(); }
+    KLSUController* SWUController() const { return SWUController_.get(); }
     // Identifier of the web server tab, taken from the controller.
     const std::string& apacheTabViewItem() const { return apacheTabViewItem_; }
 
@@ -158,6 +159,11 @@ public:
     std::string lastCheckText(double seconds) const;
     void setClock(std::function<double()> now) { clock_ = std::move(now); }
     double now() const;
+    // The update controller is made on first use with the update panel's
+    // outlets; without them prepSWU() raises std::runtime_error.
+    void prepSWU();
+    void beginSWUCheck(void* sender);
+    void receiveSWUNotification(const KLNotification& notification);
 
     void help(void* sender);
     void loadWebsite(void* sender);
@@ -217,6 +223,7 @@ protected:
     std::shared_ptr<KLApacheController> defaultApacheController() const;
 
     FendrelPrefOutlets o_;
+    std::shared_ptr<KLSUController> SWUController_;
     std::shared_ptr<KLApacheController> apache_;
     std::string apacheTabViewItem_;
     std::shared_ptr<KLFSDataSource> files_;
@@ -229,6 +236,7 @@ protected:
     bool manuallyEdited_ = false;
 
     KLObservation accessFileObservation_;
+    KLObservation swuObservation_;
     std::function<std::shared_ptr<KLApacheController>()> apacheFactory_;
     std::shared_ptr<KLTimer> reeditTimer_;
     std::function<void(bool)> unselectReplyHandler_;

@@ -42,6 +42,7 @@ TEST_F(ErrorsTest, KnownCodeIsLoggedAndShownWithItsText)
     EXPECT_EQ(alerts.shown[0].title, "An Error Occured");
     EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
     EXPECT_EQ(alerts.shown[0].message, "An error was encountered by Fendrel in phase 1: " + pref.errors()[1]);
+    EXPECT_EQ(alerts.shown[0].context, "known error");
     alerts.answer(1); // the end handler does nothing
     EXPECT_EQ(log.size(), 1u);
 }
@@ -55,6 +56,7 @@ TEST_F(ErrorsTest, NegativeCodeLogsItsAbsoluteEntryButIsUnknown)
     ASSERT_EQ(alerts.shown.size(), 1u);
     EXPECT_EQ(alerts.shown[0].title, "An Error Occured");
     EXPECT_EQ(alerts.shown[0].message, "An unknown error occured");
+    EXPECT_EQ(alerts.shown[0].context, "unknown error");
 }
 
 TEST_F(ErrorsTest, CodesAtOrPastTheTableAreUnknownAndZeroIsNothing)
