@@ -2,7 +2,7 @@
 BUILD := build
 DEPS_STAMP := $(BUILD)/.deps-installed
 
-.PHONY: all run test bench deps configure build clean screenshots
+.PHONY: all run test bench deps configure build clean screenshots demo
 
 all: build
 
@@ -32,6 +32,11 @@ bench: configure
 screenshots: configure
 	cmake --build --preset default --target fendrel-screenshots
 	QT_QPA_PLATFORM=offscreen $(BUILD)/tools/fendrel-screenshots docs/screenshots
+
+# The pane over a private Apache on 127.0.0.1 serving a demo tree.
+demo: configure
+	cmake --build --preset default --target fendrel-demo
+	$(BUILD)/tools/fendrel-demo
 
 clean:
 	rm -rf $(BUILD)

@@ -5,6 +5,7 @@
 #include "KLHelpWindow.h"
 #include "KLOutlineView.h"
 #include "KLTableView.h"
+#include "KLUpdatePanel.h"
 #include "KLUserSheet.h"
 #include "QtAlerts.h"
 #include "QtButton.h"
@@ -58,6 +59,7 @@ FendrelPane::FendrelPane(QWidget* parent) : QWidget(parent)
 
     userSheet_ = new KLUserSheet(this);
     helpWindow_ = new KLHelpWindow(this);
+    updatePanel_ = new KLUpdatePanel(this);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_, 1);
@@ -157,4 +159,6 @@ void FendrelPane::makeOutlets()
 
     apacheOutlets_ = apachePage_->outlets(o.workspace);
     o.apache = &apacheOutlets_;
+    swuOutlets_ = updatePanel_->outlets(o.alerts, o.workspace);
+    o.swu = &swuOutlets_;
 }

@@ -2,6 +2,7 @@
 
 #include "FendrelPrefOutlets.h"
 #include "KLApacheControllerOutlets.h"
+#include "KLSUControllerOutlets.h"
 
 #include <QWidget>
 
@@ -18,6 +19,7 @@ class KLHelpWindow;
 class KLOutlineView;
 class KLPopUpCell;
 class KLTableView;
+class KLUpdatePanel;
 class KLUserSheet;
 class QButtonGroup;
 class QCheckBox;
@@ -64,6 +66,7 @@ public:
     KLApachePage* apachePage() const { return apachePage_; }
     KLUserSheet* userSheet() const { return userSheet_; }
     KLHelpWindow* helpWindow() const { return helpWindow_; }
+    KLUpdatePanel* updatePanel() const { return updatePanel_; }
     KLButtonCell* deleteCell() const { return deleteCell_; }
     KLPopUpCell* protectCell() const { return protectCell_; }
     QPlainTextEdit* customViewText() const { return customViewText_; }
@@ -115,9 +118,11 @@ private:
     QLabel* fendrelStatus_ = nullptr;
     KLUserSheet* userSheet_ = nullptr;
     KLHelpWindow* helpWindow_ = nullptr;
+    KLUpdatePanel* updatePanel_ = nullptr;
 
     std::vector<std::shared_ptr<void>> adapters_;
     FendrelPrefOutlets outlets_;
     KLApacheControllerOutlets apacheOutlets_;
+    KLSUControllerOutlets swuOutlets_;
     std::unique_ptr<FendrelPref> pref_;
 };

@@ -24,6 +24,8 @@ public:
     bool isAuthorized() const override { return authorized_; }
     void deauthorize() override;
 
+    // The program asked for the rights (pkcheck's command line).
+    void setPkcheckPath(std::string path) { pkcheckPath_ = std::move(path); }
     // Whether a polkit question is under way.
     bool isAsking() const { return asking_; }
 

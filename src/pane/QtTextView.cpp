@@ -5,6 +5,8 @@
 #include <QTextBrowser>
 #include <QTextCursor>
 
+#include <algorithm>
+
 QtTextView::QtTextView(QPlainTextEdit* edit) : QtControl(edit), edit_(edit)
 {
 }
@@ -51,4 +53,17 @@ void QtTextView::setVisibleLines(int lines)
         return;
     int frame = 2 * (w->property("frameWidth").toInt() + 4);
     w->setFixedHeight(lines * w->fontMetrics().lineSpacing() + frame);
+}
+
+void QtTextView::setSelectedRange(std::size_t location, std::size_t length)
+{
+    if (!edit_)
+        return;
+    QTextCursor cursor = edit_->textCursor();
+    int end = static_cast<int>(edit_->document()->characterCount()) - 1;
+    int start = static_cast<int>(std::min<std::size_t>(location, static_cast<std::size_t>(end)));
+    int stop = static_cast<int>(std::min<std::size_t>(location + length, static_cast<std::size_t>(end)));
+    cursor.setPosition(start);
+    cursor.setPosition(stop, QTextCursor::KeepAnchor);
+    edit_->setTextCursor(cursor);
 }

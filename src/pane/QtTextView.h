@@ -20,6 +20,8 @@ public:
     void setEditable(bool editable) override;
     bool isEditable() const override;
     void setVisibleLines(int lines) override;
+    // Characters as the text's UTF-16 units; past the end is clamped.
+    void setSelectedRange(std::size_t location, std::size_t length) override;
 
 private:
     QPointer<QPlainTextEdit> edit_;

@@ -12,6 +12,13 @@
 namespace {
 constexpr const char* kIndexFormat = "<html><body><h1>%s</h1><p>A folder of the Fendrel demo.</p></body></html>\n";
 constexpr const char* kGroups = "staff: alice bob\nguests: carol\n";
+constexpr const char* kRootIndex =
+    "<html><body><h1>Fendrel demo</h1><ul>"
+    "<li><a href=\"private/\">private</a>: password</li>"
+    "<li><a href=\"intranet/\">intranet</a>: address</li>"
+    "<li><a href=\"shared/\">shared</a>: password and address</li>"
+    "<li><a href=\"public/\">public</a>: open</li>"
+    "</ul></body></html>\n";
 
 bool write(const std::filesystem::path& path, const std::string& text, std::string& error)
 {
@@ -59,6 +66,8 @@ bool DemoTree::create(const std::string& root, std::string& error)
         if (!write(fs::path(root) / folder / "index.html", index, error))
             return false;
     }
+    if (!write(fs::path(root) / "index.html", kRootIndex, error))
+        return false;
     std::string usersFile;
     for (const User& user : users())
         usersFile += user.name + ":" + KLUsersDataSource::encryptPassword(user.password) + "\n";

@@ -17,8 +17,6 @@ namespace {
 
 constexpr const char* kProductKey = "Fendrel";
 constexpr const char* kNoteKey = "QOTD";
-constexpr const char* kCurrentVersionKey = "current version";
-constexpr const char* kByteSizeKey = "version byte size";
 constexpr const char* kReleaseNotesKey = "release notes";
 constexpr const char* kInfoPageKey = "info page";
 constexpr const char* kDownloadURLKey = "download URL";

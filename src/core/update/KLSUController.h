@@ -36,6 +36,9 @@ public:
     static constexpr const char* kBytesKey = "bytes";
     static constexpr const char* kVersionsPath = "/KLSVersions.php";
     static constexpr const char* kDefaultFolderKey = "SU Default Folder";
+    // Keys of the offered product's dictionary that the details table shows.
+    static constexpr const char* kCurrentVersionKey = "current version";
+    static constexpr const char* kByteSizeKey = "version byte size";
 
     KLSUController();
     ~KLSUController();

@@ -41,6 +41,9 @@ public:
     std::string pidFilePath() const;
     std::string errorLogPath() const;
     int port() const { return port_; }
+    // Listens on this port instead of the free one chosen when made; start()
+    // still moves to another free port when this one is taken meanwhile.
+    void setPort(int port) { port_ = port; }
     // The account the server's children run as ("" when not run as root).
     const std::string& serverUser() const { return user_; }
 

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "KLHelperTool.h"
+
+class ApacheSandbox;
+
+// The helper tool of the demo: instead of running WebCheck as root against
+// the system's server, it starts, stops and restarts the demo's private
+// server and replaces only that server's configuration file.
+class DemoHelperTool : public KLHelperTool
+{
+public:
+    explicit DemoHelperTool(ApacheSandbox& sandbox) : sandbox_(sandbox) {}
+
+    bool isHelperSetUID() const override { return true; }
+    int webcheckWithArgs(const std::vector<std::string>& arguments) const override;
+
+private:
+    ApacheSandbox& sandbox_;
+};
