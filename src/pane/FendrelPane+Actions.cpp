@@ -8,7 +8,10 @@
 #include "KLFSDataSource.h"
 #include "KLOutlineView.h"
 #include "KLPopUpCell.h"
+#include "KLProgressIndicator.h"
+#include "KLSUController.h"
 #include "KLTableView.h"
+#include "KLUpdatePanel.h"
 #include "KLUserSheet.h"
 #include "QtColumn.h"
 #include "QtOutlineModel.h"
@@ -123,6 +126,24 @@ void FendrelPane::connectOptionActions()
     onClick("remoteApacheCheck", [pref, &o] { pref->setUsesRemoteApache(o.remoteApacheCheck); });
     onClick("manualEditCheck", [pref, &o] { pref->setManualEditVisible(o.manualEditCheck); });
     onClick("launchVersionCheck", [pref, &o] { pref->changeCheckAtLaunch(o.launchVersionCheck); });
+
+    // While a check runs the button cancels it (the controller titles it so).
+    onClick("versionCheckButton", [pref, &o] {
+        KLSUController* update = pref->SWUController();
+        if (update && o.versionCheckProgress && o.versionCheckProgress->isAnimating())
+            update->cancel();
+        else
+            pref->beginSWUCheck(nullptr);
+    });
+    auto onPanel = [this](QAbstractButton* button, auto action) {
+        connect(button, &QAbstractButton::clicked, this, [pref = pref_.get(), action] {
+            if (KLSUController* update = pref->SWUController())
+                action(*update);
+        });
+    };
+    onPanel(updatePanel_->infoButton(), [](KLSUController& update) { update.viewInfoPage(); });
+    onPanel(updatePanel_->downloadButton(), [](KLSUController& update) { update.downloadNewVersion(); });
+    onPanel(updatePanel_->laterButton(), [](KLSUController& update) { update.hideSWUPanel(); });
 
     onClick("helpButton", [pref] { pref->help(nullptr); });
     onClick("statusHelpButton", [pref] { pref->help(nullptr); });
