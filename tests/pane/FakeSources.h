@@ -123,6 +123,12 @@ public:
     {
         return column == "group" && nodeOf(item)->isGroup;
     }
+    // Members have no check box.
+    void willDisplayCell(KLListView&, KLCell& cell, const std::string& column, KLItem item) override
+    {
+        if (column == "active" && !nodeOf(item)->isGroup)
+            cell.transparent = true;
+    }
     bool shouldSelectItem(KLListView&, KLItem item) override
     {
         ++selectionQuestions;

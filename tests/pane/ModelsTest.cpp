@@ -131,6 +131,10 @@ TEST_F(OutlineModelTest, ShowsTheTreeWithParentsAndPassesTheModelTester)
     EXPECT_EQ(model.rowCount(model.index(1, 0)), 0);
     EXPECT_TRUE(model.flags(staffIndex) & Qt::ItemIsEditable);
     EXPECT_FALSE(model.flags(bob) & Qt::ItemIsEditable);
+    EXPECT_TRUE(model.index(0, 1).data(Qt::CheckStateRole).isValid());
+    QModelIndex bobCheck = model.index(1, 1, staffIndex);
+    EXPECT_FALSE(bobCheck.data(Qt::CheckStateRole).isValid()) << "a transparent cell shows no check box";
+    EXPECT_FALSE(model.flags(bobCheck) & Qt::ItemIsUserCheckable);
 }
 
 TEST_F(OutlineModelTest, ReloadingAnItemShowsItsNewChildrenAndKeepsUnchangedOnes)

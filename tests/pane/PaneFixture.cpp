@@ -17,7 +17,7 @@ void PaneFixture::SetUp()
     ASSERT_TRUE(DemoTree::create(root.path(), error)) << error;
     DemoTree::useAsRoot(root.path());
     defaults.setBool(false, "Check for Updates");
-    window = std::make_unique<FendrelHostWindow>([] { return std::shared_ptr<KLApacheController>(); });
+    window = std::make_unique<FendrelHostWindow>(apacheFactory);
     window->show();
     PaneTestApp::settle();
     DemoTree::protect(pref());

@@ -37,5 +37,7 @@ protected:
     static bool answerAlert(const QString& title);
 
     TempDir root;
+    // How the pane makes its web server controller; none by default.
+    FendrelPane::ApacheFactory apacheFactory = [] { return std::shared_ptr<KLApacheController>(); };
     std::unique_ptr<FendrelHostWindow> window;
 };

@@ -1,0 +1,142 @@
+#include "PaneFixture.h"
+
+#include "KLApacheController.h"
+#include "KLApachePage.h"
+#include "KLHelperTool.h"
+#include "QtAuthorizationView.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSplitter>
+#include <QToolButton>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Records what the web server controller asks of the helper tool.
+class RecordingHelper : public KLHelperTool
+{
+public:
+    bool isHelperSetUID() const override { return true; }
+    int webcheckWithArgs(const std::vector<std::string>& arguments) const override
+    {
+        runs.push_back(arguments);
+        return 0;
+    }
+    mutable std::vector<std::vector<std::string>> runs;
+};
+
+constexpr const char* kFailingConfigTest = "#!/bin/sh\necho \"Invalid command 'Requir'\" >&2\nexit 1\n";
+
+class WebServerPageTest : public PaneFixture
+{
+protected:
+    WebServerPageTest()
+    {
+        std::string script = scripts.write("configtest", kFailingConfigTest);
+        ::chmod(script.c_str(), 0755);
+        apacheFactory = [this, script] {
+            auto apache = std::make_shared<KLApacheController>(helper);
+            apache->setControlProgram(script);
+            apache->setProcessName("apache2");
+            apache->setProcessLister([this] { return running; });
+            return apache;
+        };
+    }
+    void SetUp() override
+    {
+        KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
+        PaneFixture::SetUp();
+        // Logs from a folder of the test, not the system's configuration.
+        defaults.setBool(true, "Override Conf Directory Location");
+        defaults.setObject(KLPlist(scripts.path()), "Apache Conf Directory");
+    }
+    KLApachePage& page() { return *pane().apachePage(); }
+    QtAuthorizationView& lock() { return *page().authorizationView(); }
+    // Clicks the lock and waits for polkit's answer (pkcheck given).
+    void clickLock(const char* pkcheck)
+    {
+        PaneTestApp::waitFor([&] { return !lock().isAsking(); });
+        lock().setPkcheckPath(pkcheck);
+        page().findChild<QToolButton*>("authView")->click();
+        PaneTestApp::waitFor([&] { return !lock().isAsking(); });
+        PaneTestApp::settle();
+    }
+    void openLock()
+    {
+        PaneTestApp::waitFor([&] { return !lock().isAsking(); });
+        if (!lock().isAuthorized())
+            clickLock("/bin/true");
+    }
+
+    TempDir scripts;
+    std::shared_ptr<RecordingHelper> helper = std::make_shared<RecordingHelper>();
+    std::vector<std::string> running;
+};
+
+TEST_F(WebServerPageTest, TheLockOpensTheControlsOnlyWithTheRights)
+{
+    ASSERT_TRUE(pref().apache());
+    openLock();
+    EXPECT_TRUE(lock().isAuthorized());
+    EXPECT_TRUE(page().toggleButton()->isEnabled());
+    EXPECT_TRUE(page().webcheckButton()->isEnabled());
+    clickLock("/bin/true");
+    EXPECT_FALSE(lock().isAuthorized()) << "a click on the open lock closes it";
+    EXPECT_FALSE(page().toggleButton()->isEnabled());
+    EXPECT_FALSE(page().webcheckButton()->isEnabled());
+    if (::geteuid() == 0)
+        return; // root holds the rights whatever polkit says
+    clickLock("/bin/false");
+    EXPECT_FALSE(lock().isAuthorized());
+    EXPECT_FALSE(page().toggleButton()->isEnabled());
+}
+
+TEST_F(WebServerPageTest, StartAndStopGoThroughTheHelperAndTheStatusFollows)
+{
+    openLock();
+    page().toggleButton()->click();
+    ASSERT_EQ(helper->runs.size(), 1u);
+    EXPECT_EQ(helper->runs[0], (std::vector<std::string>{"-operation", "ctl", "-data", "start"}));
+    EXPECT_EQ(page().toggleButton()->text(), "Stop Apache");
+    EXPECT_EQ(pane().findChild<QLabel*>("fendrelStatus")->text(), "Apache status: Running");
+
+    running = {"apache2"};
+    page().toggleButton()->click();
+    EXPECT_EQ(helper->runs.back(), (std::vector<std::string>{"-operation", "ctl", "-data", "stop"}));
+    EXPECT_EQ(page().toggleButton()->text(), "Start Apache");
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return page().toggleButton()->text() == "Stop Apache"; }, 5000))
+        << "the check after two seconds sees the server still running";
+}
+
+TEST_F(WebServerPageTest, AFailedConfigurationTestShowsItsErrorsInTheGrowingArea)
+{
+    QPlainTextEdit* errors = page().configErrorView();
+    EXPECT_TRUE(errors->isHidden());
+    int before = page().findChild<QWidget*>("apachectlBox")->sizeHint().height();
+    page().configCheckButton()->click();
+    PaneTestApp::settle();
+    auto* status = page().findChild<QLabel*>("configCheckStatus");
+    EXPECT_EQ(status->text(), "Syntax Errors Encountered!");
+    EXPECT_EQ(status->palette().color(QPalette::WindowText), QColor(0xf5, 0x99, 0x00));
+    EXPECT_FALSE(errors->isHidden());
+    EXPECT_EQ(errors->toPlainText(), "Invalid command 'Requir'");
+    EXPECT_GT(page().findChild<QWidget*>("apachectlBox")->sizeHint().height(), before);
+}
+
+TEST_F(PaneFixture, TheDividerKeepsTheControllersLimits)
+{
+    QSplitter& split = *pane().splitView();
+    EXPECT_EQ(split.widget(0)->minimumWidth(), static_cast<int>(pref().constrainMinCoordinate(0, 0)));
+    EXPECT_EQ(split.widget(1)->minimumWidth(), static_cast<int>(1000 - pref().constrainMaxCoordinate(1000, 0)));
+    split.setSizes({0, 10000});
+    EXPECT_GE(split.sizes()[0], split.widget(0)->minimumWidth());
+    split.setSizes({10000, 0});
+    EXPECT_GE(split.sizes()[1], split.widget(1)->minimumWidth());
+}
+
+} // namespace
