@@ -7,13 +7,16 @@
 #include "KLUserSheet.h"
 #include "QtOutlineModel.h"
 #include "QtTableModel.h"
+#include "UrlCatcher.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QComboBox>
 #include <QDropEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTextBrowser>
@@ -298,6 +301,34 @@ TEST_F(PaneFixture, TheRemoteServerOptionTakesTheWebServerTabAwayAndBack)
     remote->click();
     PaneTestApp::settle();
     EXPECT_EQ(tabs.indexOf(apache), -1) << "without a web server controller the tab stays away";
+}
+
+TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWindow)
+{
+    UrlCatcher desktop;
+    KLOutlineView& outline = *pane().webDirOutline();
+    QModelIndex folder = outline.indexAtRow(folderRow(DemoTree::kPublic));
+    // What the platform sends for a double click: a click, then the second
+    // press as a double click, then its release.
+    QPoint at = outline.visualRect(folder).center();
+    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, at);
+    QMouseEvent twice(QEvent::MouseButtonDblClick, at, outline.viewport()->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(outline.viewport(), &twice);
+    QTest::mouseRelease(outline.viewport(), Qt::LeftButton, {}, at);
+    PaneTestApp::settle();
+    ASSERT_EQ(desktop.urls.size(), 1);
+    EXPECT_EQ(desktop.urls[0], "http://127.0.0.1/public");
+
+    pane().findChild<QAbstractButton*>("revealWebDirButton")->click();
+    ASSERT_EQ(desktop.urls.size(), 2);
+    EXPECT_EQ(desktop.urls[1], QUrl::fromLocalFile(QString::fromStdString(root.path())).toString());
+
+    EXPECT_FALSE(pane().findChild<QWidget*>("helpWindow")->isVisible());
+    pane().findChild<QAbstractButton*>("helpButton")->click();
+    EXPECT_TRUE(pane().findChild<QWidget*>("helpWindow")->isVisible());
+    window->close();
+    EXPECT_FALSE(pane().findChild<QWidget*>("helpWindow")->isVisible()) << "leaving the pane hides help";
 }
 
 } // namespace
