@@ -179,11 +179,8 @@ void FendrelPane::showFolderMenu(const QPoint& where)
     // The menu acts on the selected folder, so a right click selects first
     // (the source may refuse while manual edits wait).
     int row = webDirOutline_->rowForIndex(index);
-    if (row != webDirOutline_->selectedRow()) {
-        webDirOutline_->setCurrentIndex(index.siblingAtColumn(0));
-        if (row != webDirOutline_->selectedRow())
-            return;
-    }
+    if (row != webDirOutline_->selectedRow() && !webDirOutline_->userSelectRow(row))
+        return;
     FendrelPref* pref = pref_.get();
     QModelIndex deleteIndex = index.siblingAtColumn(webDirOutline_->columnIndex(KLFSDataSource::kDeleteColumn));
     QModelIndex protectIndex = index.siblingAtColumn(webDirOutline_->columnIndex(KLFSDataSource::kProtectColumn));

@@ -22,16 +22,13 @@ class KLTableView;
 class KLUpdatePanel;
 class KLUserSheet;
 class QButtonGroup;
-class QCheckBox;
 class QComboBox;
 class QLabel;
 class QPlainTextEdit;
 class QProgressBar;
-class QPushButton;
 class QSplitter;
 class QTabWidget;
 class QTextBrowser;
-class QToolButton;
 
 // The settings pane as one widget: the access tab (folder outline beside
 // the users and groups, addresses and manual editor tabs), the web server

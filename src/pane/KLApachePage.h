@@ -8,7 +8,6 @@
 #include <vector>
 
 class QComboBox;
-class QGroupBox;
 class QLabel;
 class QPlainTextEdit;
 class QPushButton;

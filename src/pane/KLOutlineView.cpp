@@ -188,6 +188,16 @@ void KLOutlineView::selectRow(int row, bool extendSelection)
     scrollTo(index);
 }
 
+bool KLOutlineView::userSelectRow(int row)
+{
+    QModelIndex index = indexAtRow(row);
+    auto* source = model_->dataSource();
+    if (!index.isValid() || (source && !source->shouldSelectItem(*this, model_->itemForIndex(index))))
+        return false;
+    selectRow(row, false);
+    return true;
+}
+
 void KLOutlineView::deselectAll()
 {
     clearSelection();

@@ -30,6 +30,8 @@ public:
     void setIntercellSpacing(const QSize& spacing);
 
     QModelIndex indexAtRow(int row, int column = 0) const;
+    // Selects a row as the user's choice: the source may refuse it.
+    bool userSelectRow(int row);
     int rowForIndex(const QModelIndex& index) const;
 
     // KLControl

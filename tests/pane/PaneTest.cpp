@@ -15,6 +15,7 @@
 #include <QDropEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
@@ -329,6 +330,27 @@ TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWi
     EXPECT_TRUE(pane().findChild<QWidget*>("helpWindow")->isVisible());
     window->close();
     EXPECT_FALSE(pane().findChild<QWidget*>("helpWindow")->isVisible()) << "leaving the pane hides help";
+}
+
+TEST_F(PaneFixture, TheFolderMenuSelectsTheFolderAndSetsItsProtection)
+{
+    clickFolder(DemoTree::kPrivate);
+    KLOutlineView& outline = *pane().webDirOutline();
+    QPoint at = outline.visualRect(outline.indexAtRow(folderRow(DemoTree::kPublic))).center();
+    QContextMenuEvent request(QContextMenuEvent::Keyboard, at, outline.viewport()->mapToGlobal(at));
+    QApplication::sendEvent(outline.viewport(), &request);
+    PaneTestApp::settle();
+    EXPECT_EQ(outline.selectedRow(), folderRow(DemoTree::kPublic));
+    auto* menu = outline.findChild<QMenu*>("folderMenu");
+    ASSERT_TRUE(menu);
+    QMenu* modes = menu->actions().first()->menu();
+    ASSERT_TRUE(modes);
+    EXPECT_FALSE(menu->actions()[1]->isEnabled()) << "the folder has no access file to remove";
+    modes->actions()[2]->trigger();
+    PaneTestApp::settle();
+    EXPECT_EQ(outline.indexAtRow(folderRow(DemoTree::kPublic), 1).data().toString(), "Address");
+    EXPECT_TRUE(QFile::exists(QString::fromStdString(file("public/.htaccess"))));
+    menu->close();
 }
 
 } // namespace
