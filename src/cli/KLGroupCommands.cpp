@@ -97,15 +97,8 @@ void KLGroupCommands::endNameEdit(KLCliController& controller, KLUserItem& group
 {
     KLGroupsDataSource& groups = controller.groupSource();
     KLHeadlessListView& outline = controller.views().groupOutline;
-    if (!groups.validateText(outline, name))
+    if (!groups.textShouldEndEditing(outline, name))
         throw KLCliError(KLExitStatus::Refused, kBadGroupName);
-    // The outline sorts by the names as they are before the edit is stored.
-    const KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
-    if (defaults.boolForKey(kSortGroups)) {
-        bool caseSensitive = defaults.boolForKey(kCaseSensitiveCompare);
-        std::stable_sort(groups.rootArray().begin(), groups.rootArray().end(),
-                         [caseSensitive](const auto& a, const auto& b) { return a->compareTo(*b, caseSensitive) < 0; });
-    }
     groups.setObjectValue(outline, KLPlist(name), kGroupColumn, &group);
     outline.endEditing();
 }

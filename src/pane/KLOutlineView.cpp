@@ -344,7 +344,7 @@ void KLOutlineView::commitData(QWidget* editor)
 {
     auto* source = model_->dataSource();
     auto* line = qobject_cast<QLineEdit*>(editor);
-    if (source && line && source->hasTextValidation() && !source->validateText(*this, fromQt(line->text()))) {
+    if (source && line && !source->textShouldEndEditing(*this, fromQt(line->text()))) {
         refusedEditor_ = editor;
         return;
     }

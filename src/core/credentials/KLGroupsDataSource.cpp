@@ -198,12 +198,17 @@ KLUserItem* KLGroupsDataSource::addNewGroup(const std::string& name)
     KLUserItem::Children& groups = rootArray();
     groups.push_back(group);
     forgetNames();
-    if (KLUserDefaults::standardUserDefaults().boolForKey(kSortGroupsKey)) {
-        bool caseSensitive = KLUserDefaults::standardUserDefaults().boolForKey(kCaseSensitiveKey);
-        std::stable_sort(groups.begin(), groups.end(),
-                         [caseSensitive](const auto& a, const auto& b) { return a->compareTo(*b, caseSensitive) < 0; });
-    }
+    if (KLUserDefaults::standardUserDefaults().boolForKey(kSortGroupsKey))
+        sortGroups();
     return group.get();
+}
+
+void KLGroupsDataSource::sortGroups()
+{
+    bool caseSensitive = KLUserDefaults::standardUserDefaults().boolForKey(kCaseSensitiveKey);
+    KLUserItem::Children& groups = rootArray();
+    std::stable_sort(groups.begin(), groups.end(),
+                     [caseSensitive](const auto& a, const auto& b) { return a->compareTo(*b, caseSensitive) < 0; });
 }
 
 void KLGroupsDataSource::removeUserFromGroups(const std::string& user)
@@ -297,6 +302,15 @@ bool KLGroupsDataSource::validateText(KLListView&, const std::string& text)
     return !KLScanner::containsWhitespaceOrNewline(text);
 }
 
+bool KLGroupsDataSource::textShouldEndEditing(KLListView& view, const std::string& text)
+{
+    if (!validateText(view, text))
+        return false;
+    if (KLUserDefaults::standardUserDefaults().boolForKey(kSortGroupsKey))
+        sortGroups();
+    return true;
+}
+
 void KLGroupsDataSource::itemWillCollapse(KLListView& view, KLItem item)
 {
     // A member row that disappears cannot stay selected: the group takes
@@ -333,8 +347,12 @@ bool KLGroupsDataSource::acceptDrop(KLListView& view, const KLPasteboard& pasteb
     KLUserItem* group = node(item);
     if (!dragged || !group || !group->children())
         return false;
-    // The users table sends "name:..."; only the name counts.
+    // The users table sends "name:..."; only the name counts. Other programs
+    // can offer the type too: a name that would split the member list or its
+    // line is not one of ours.
     std::string name = dragged->substr(0, dragged->find(':'));
+    if (name.empty() || KLScanner::containsWhitespaceOrNewline(name))
+        return false;
     KLUserItem::Children& members = *group->children();
     if (std::any_of(members.begin(), members.end(), [&](const auto& member) { return member->value() == name; }))
         return false;

@@ -51,6 +51,8 @@ public:
     // Exact membership of a group name, for readers that filter names.
     bool hasGroup(const std::string& name) const;
     KLUserItem* addNewGroup(const std::string& name);
+    // Orders the groups by name (the "Case Sensitive Compare" rule).
+    void sortGroups();
     void removeUserFromGroups(const std::string& user);
     bool deleteRowForItem(KLListView& view, KLUserItem* item);
     KLFSItem* activeDirectory() const;
@@ -73,6 +75,10 @@ public:
     void willDisplayCell(KLListView& view, KLCell& cell, const std::string& column, KLItem item) override;
     bool hasTextValidation() const override { return true; }
     bool validateText(KLListView& view, const std::string& text) override;
+    // With "Sort Groups" on, an accepted name sorts the groups while the
+    // edited one still has its old name: it keeps its place until the next
+    // sort.
+    bool textShouldEndEditing(KLListView& view, const std::string& text) override;
     void itemWillCollapse(KLListView& view, KLItem item) override;
 
     // --- DragAndDrop ---

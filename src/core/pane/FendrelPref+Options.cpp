@@ -109,11 +109,8 @@ void FendrelPref::setShouldSortUsers(bool sort)
 
 void FendrelPref::setShouldSortGroups(bool sort)
 {
-    if (sort && groups_) {
-        KLUserItem::Children& list = groups_->rootArray();
-        std::stable_sort(list.begin(), list.end(),
-                         [](const auto& a, const auto& b) { return a->compareTo(*b) < 0; });
-    }
+    if (sort && groups_)
+        groups_->sortGroups();
     defaults().setBool(sort, kSortGroups);
 }
 

@@ -40,6 +40,11 @@ bool KLOutlineDataSource::validateText(KLListView&, const std::string&)
     return true;
 }
 
+bool KLOutlineDataSource::textShouldEndEditing(KLListView& view, const std::string& text)
+{
+    return !hasTextValidation() || validateText(view, text);
+}
+
 bool KLOutlineDataSource::writeItems(KLListView&, const std::vector<KLItem>&, KLPasteboard&)
 {
     return false;

@@ -33,6 +33,9 @@ public:
     // Editing a name: whether the edit may end with this text.
     virtual bool hasTextValidation() const;
     virtual bool validateText(KLListView& view, const std::string& text);
+    // The outline's end-of-editing check, asked before an edited text is
+    // stored; a source may act on an accepted text at that moment.
+    virtual bool textShouldEndEditing(KLListView& view, const std::string& text);
 
     // Drag and drop.
     virtual bool writeItems(KLListView& view, const std::vector<KLItem>& items, KLPasteboard& pasteboard);

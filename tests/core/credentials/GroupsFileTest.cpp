@@ -169,6 +169,28 @@ TEST_F(GroupsFileTest, AddNewGroupSortsByTheCaseSetting)
     EXPECT_EQ(groups->list(), (std::vector<std::string>{"Alpha", "Zeta", "alpha2", "beta", "gamma"}));
 }
 
+// With "Sort Groups" on, the end of a rename sorts by the names as they are
+// before the new one is stored: the renamed group moves at the next sort.
+TEST_F(GroupsFileTest, EndingARenameSortsByTheOldNames)
+{
+    auto groups = read("c: \na: \n");
+    EXPECT_FALSE(groups->textShouldEndEditing(view, "A"));
+    EXPECT_EQ(groups->list(), (std::vector<std::string>{"c", "a"})); // refused: nothing sorted
+    KLUserDefaults::standardUserDefaults().setBool(true, "Sort Groups");
+    KLUserItem* renamed = groups->rootArray()[0].get(); // "c"
+    ASSERT_TRUE(groups->textShouldEndEditing(view, "b"));
+    EXPECT_EQ(groups->list(), (std::vector<std::string>{"a", "c"}));
+    groups->setObjectValue(view, "b", "group", renamed);
+    EXPECT_EQ(groups->list(), (std::vector<std::string>{"a", "b"}));
+
+    KLUserItem* first = groups->rootArray()[0].get(); // "a"
+    ASSERT_TRUE(groups->textShouldEndEditing(view, "z"));
+    groups->setObjectValue(view, "z", "group", first);
+    EXPECT_EQ(groups->list(), (std::vector<std::string>{"z", "b"}));
+    ASSERT_TRUE(groups->textShouldEndEditing(view, "y"));
+    EXPECT_EQ(groups->list(), (std::vector<std::string>{"b", "z"}));
+}
+
 TEST_F(GroupsFileTest, RemovingAUserTakesEveryMembership)
 {
     auto groups = read("a: alice alice bob \nb: bob \nc: alice \n");
@@ -213,6 +235,13 @@ TEST_F(GroupsFileTest, DropsAddUsersToGroupsOnly)
     EXPECT_TRUE(groups->acceptDrop(view, users, staff, 99));
     EXPECT_EQ(readFile(groupsPath()), "staff: bob alice carol \n");
     EXPECT_FALSE(groups->writeItems(view, {staff}, users));
+
+    // Another program's text under the same type cannot break the file's lines.
+    for (const char* foreign : {"dave mallory", "eve\nstaff: mallory", ":x", "\t"}) {
+        users.setString(foreign, KLPasteboard::kFendrelUserType);
+        EXPECT_FALSE(groups->acceptDrop(view, users, staff, 0)) << foreign;
+    }
+    EXPECT_EQ(readFile(groupsPath()), "staff: bob alice carol \n");
 }
 
 TEST_F(GroupsFileTest, CollapsingSelectsTheGroupAndTellsThePane)
