@@ -192,8 +192,10 @@ void FendrelPref::chooseWebDir(int returnCode, const std::string& folder)
 void FendrelPref::setStartDirectory(int root)
 {
     defaults().setInteger(root, kProtectedFolder);
-    rebuildFolderTree();
+    // The new root's users and groups first: its folders' Require lines
+    // keep only the names these files know.
     reloadUsersAndGroups();
+    rebuildFolderTree();
 }
 
 void FendrelPref::setCustomWebDir(const std::string& path)

@@ -126,6 +126,22 @@ void FendrelPref::reloadUsersAndGroups()
 void FendrelPref::setTables()
 {
     fsItem_ = nullptr;
+    // The known addresses come first: the root folder's access file is read
+    // as soon as the tree exists, and its address lists are filtered by (and
+    // discovered into) this list. Read against an empty list they would be
+    // lost from the file at its next write.
+    addresses_ = std::make_shared<KLPlist::Array>();
+    std::vector<std::string> stored;
+    if (std::optional<KLPlist::Array> list = defaults().arrayForKey(kAddressArray))
+        for (const KLPlist& address : *list)
+            stored.push_back(address.description());
+    addAddressesFromArray(stored);
+    addressSource_ = std::make_shared<KLAddressDataSource>(addresses_);
+    if (o_.addressTable) {
+        o_.addressTable->setDataSource(addressSource_.get());
+        o_.addressTable->reloadData();
+    }
+
     files_ = std::make_shared<KLFSDataSource>(fendrelLocation(kRoot).value_or(""));
     if (o_.directoryMenu && o_.directoryMenu->numberOfItems() > 0) {
         std::vector<std::string> modes;
@@ -138,17 +154,6 @@ void FendrelPref::setTables()
         o_.webDirOutline->reloadData();
     }
 
-    addresses_ = std::make_shared<KLPlist::Array>();
-    std::vector<std::string> stored;
-    if (std::optional<KLPlist::Array> list = defaults().arrayForKey(kAddressArray))
-        for (const KLPlist& address : *list)
-            stored.push_back(address.description());
-    addAddressesFromArray(stored);
-    addressSource_ = std::make_shared<KLAddressDataSource>(addresses_);
-    if (o_.addressTable) {
-        o_.addressTable->setDataSource(addressSource_.get());
-        o_.addressTable->reloadData();
-    }
 }
 
 KLUnselectReply FendrelPref::shouldUnselect()

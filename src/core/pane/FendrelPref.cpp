@@ -101,8 +101,13 @@ void FendrelPref::initWithBundle(const KLBundle& bundle)
     setSharedInstance(this);
     fsItem_ = nullptr;
     errors_ = loadErrorTable(bundle);
-    accessFileObservation_ =
-        KLObservation(KLFSItem::kAccessFileDidChange, nullptr, [this](const KLNotification&) { showCustomEditor(nullptr); });
+    // Only the selected folder's file is the editor's: items read while
+    // folders are opened announce their files too, and refilling the editor
+    // for them would forget an unsaved edit without asking.
+    accessFileObservation_ = KLObservation(KLFSItem::kAccessFileDidChange, nullptr, [this](const KLNotification& n) {
+        if (n.object == fsItem_)
+            showCustomEditor(nullptr);
+    });
 }
 
 void FendrelPref::initialize()

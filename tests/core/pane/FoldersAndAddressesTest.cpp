@@ -181,6 +181,26 @@ TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
     }
 }
 
+TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite)
+{
+    // 10.0.0.8 is known from an earlier run; 10.6.6.6 only stands in the file.
+    defaults().setObject(KLPlist(KLPlist::Array{"127.0.0.1", "10.0.0.8"}), "Address Array");
+    root.write(".htaccess", "Deny from 10.6.6.6 10.0.0.8\n");
+    wake();
+    EXPECT_NE(pref->indexOfAddress("10.6.6.6"), KLPaneContext::kNotFound);
+    KLFSItem* top = selectFolder("");
+    ASSERT_NE(top, nullptr);
+    ASSERT_NE(top->addressArray(), nullptr);
+    EXPECT_EQ(top->addressArray()->size(), 2u);
+
+    // A tick in the address table rewrites the file with both addresses kept.
+    int row = static_cast<int>(pref->indexOfAddress("127.0.0.1"));
+    pref->addressSource()->setObjectValue(addressTable, KLPlist(true), "active", row);
+    std::string text = readFile(root.file(".htaccess"));
+    for (const char* address : {"10.6.6.6", "10.0.0.8", "127.0.0.1"})
+        EXPECT_NE(text.find(address), std::string::npos) << address << " lost from\n" << text;
+}
+
 TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder)
 {
     root.write("lan/.htaccess", "Allow from 10.0.0.1 10.0.0.2\nDeny from all\n");

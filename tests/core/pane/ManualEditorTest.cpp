@@ -53,6 +53,21 @@ TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons)
     EXPECT_EQ(customViewText.text, "Require valid-user\n");
 }
 
+TEST_F(ManualEditorTest, OpeningFoldersKeepsAPendingEditPending)
+{
+    root.write("late/.htaccess", "Require user alice\n");
+    edit("Require valid-user\n");
+    // A folder opened now reads its access file and announces it.
+    std::shared_ptr<KLFSItem> late = KLFSItem::create(root.file("late"));
+    EXPECT_TRUE(pref->hasBeenManuallyEdited());
+    EXPECT_TRUE(customSaveButton.enabled);
+
+    KLFSItem* chosen = pref->selectedItem();
+    selectFolder("");
+    EXPECT_EQ(pref->selectedItem(), chosen);
+    EXPECT_EQ(customViewText.text, "Require valid-user\n");
+}
+
 TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit)
 {
     std::string original = customViewText.text;

@@ -144,6 +144,29 @@ TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFiles)
     EXPECT_EQ(defaults().stringForKey("Web Dir"), other.path());
 }
 
+TEST_F(StartupTest, ANewRootsFoldersAreReadAgainstItsOwnUsersAndGroups)
+{
+    TempDir other;
+    other.write(".htusers", "bob:abcdefghijklm\n");
+    other.write(".htgroups", "staff: bob\n");
+    other.write(".htaccess", "AuthType Basic\nRequire user bob\nRequire group staff\n");
+    wake();
+
+    pref->setWebDirRoot(KLState(4));
+    alerts.folderHandler(1, other.path());
+    showTree();
+    KLFSItem* top = pref->files()->rootItem();
+    ASSERT_NE(top, nullptr);
+    EXPECT_EQ(top->authDict().at("Require user"), KLPlist(KLPlist::Array{"bob"}));
+    EXPECT_EQ(top->authDict().at("Require group"), KLPlist(KLPlist::Array{"staff"}));
+
+    // The next write of that folder keeps bob and staff in force.
+    top->writeAccessFile();
+    std::string text = readFile(other.file(".htaccess"));
+    EXPECT_NE(text.find("\nRequire user bob\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\nRequire group staff\n"), std::string::npos) << text;
+}
+
 TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
 {
     wake();
