@@ -5,6 +5,7 @@
 #include "KLCollectionExtensions.h"
 #include "KLGroupsDataSource.h"
 #include "KLListView.h"
+#include "KLScanner.h"
 #include "KLStringExtensions.h"
 #include "KLTextField.h"
 #include "KLUserDefaults.h"
@@ -53,9 +54,14 @@ KLUserDefaults& defaults()
     return KLUserDefaults::standardUserDefaults();
 }
 
-bool hasLineOrSpace(const std::string& name)
+// The users file holds plain ASCII "name:hash" lines; a name it cannot hold
+// would block every later write of the file.
+bool isStorableName(const std::string& name)
 {
-    return name.find_first_of(" \t\r\n") != std::string::npos;
+    return std::all_of(name.begin(), name.end(), [](char c) {
+        auto byte = static_cast<unsigned char>(c);
+        return byte > 0x20 && byte < 0x7f && c != ':';
+    });
 }
 
 bool equalsIgnoringCase(const std::string& a, const std::string& b)
@@ -122,13 +128,13 @@ void FendrelPref::endNewUser(void*)
     const char* refusal = nullptr;
     if (!editing && users_->containsItem(name))
         refusal = kNotUnique;
-    else if (hasLineOrSpace(name))
+    else if (KLScanner::containsWhitespaceOrNewline(name))
         refusal = kHasWhitespace;
     else if (password.empty())
         refusal = kNoPassword;
     else if (password != textOf(o_.confirmField))
         refusal = kPasswordsDiffer;
-    else if (equalsIgnoringCase(name, kReserved))
+    else if (equalsIgnoringCase(name, kReserved) || !isStorableName(name))
         refusal = kReservedName;
     if (refusal) {
         setText(o_.errorField, refusal);

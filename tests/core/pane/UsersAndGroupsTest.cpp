@@ -1,3 +1,4 @@
+#include "FileSizeLimit.h"
 #include "PaneFixture.h"
 
 #include <crypt.h>
@@ -53,7 +54,14 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
     EXPECT_EQ(submit("al\tice", "pw", "pw"), "Usernames cannot contain spaces, tabs, or line returns");
     EXPECT_EQ(submit("bob", "", ""), "You must supply a password");
     EXPECT_EQ(submit("bob", "pw", "wp"), "Passwords do not match");
+    for (const char* spaced : {"al\vice", "al\u00a0ice", "al\u2028ice", "al\u3000ice"})
+        EXPECT_EQ(submit(spaced, "pw", "pw"), "Usernames cannot contain spaces, tabs, or line returns") << spaced;
+    EXPECT_EQ(submit("fendreled", "", ""), "You must supply a password");
+    EXPECT_EQ(submit("fendreled", "pw", "wp"), "Passwords do not match");
     EXPECT_EQ(submit("FendreLED", "pw", "pw"), "Invalid username. Please choose another");
+    // Names the users file cannot hold: not ASCII, the field separator, control characters.
+    for (const char* unstorable : {"j\u00fcrgen", "al:ice", "al\x01ice"})
+        EXPECT_EQ(submit(unstorable, "pw", "pw"), "Invalid username. Please choose another") << unstorable;
     EXPECT_EQ(userNames(), std::vector<std::string>{"alice"});
     EXPECT_EQ(window.sheets.size(), 1u);
     EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\n");
@@ -66,21 +74,24 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
     EXPECT_FALSE(userAddPanel.visible);
 }
 
-TEST_F(UsersTest, UnwritableUsersFileIsReportedAndTheUserKept)
+TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving)
 {
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     pref->addUser(nullptr);
-    EXPECT_EQ(submit("j\u00fcrgen", "pw", "pw"), "");
+    {
+        FileSizeLimit limit(16);
+        EXPECT_EQ(submit("bob", "pw", "pw"), "");
+    }
     ASSERT_EQ(alerts.shown.size(), 1u);
     EXPECT_EQ(alerts.shown[0].message,
               "An error was encountered by Fendrel in phase 1: " + pref->errors()[FendrelPref::kUsersFileNotWritten]);
-    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "j\u00fcrgen"}));
+    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob"}));
     EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\n");
 
     pref->didUnselect();
-    EXPECT_EQ(alerts.shown.size(), 2u);
-    EXPECT_EQ(alerts.shown[1].message, alerts.shown[0].message);
+    EXPECT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n");
 }
 
 TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
