@@ -14,19 +14,33 @@
 
 namespace {
 
+// A loose pattern searched anywhere in a line. Its leading "\s*" changes
+// neither whether such a search matches nor what the groups capture (no
+// pattern starts with white space), but tried from every position of a long
+// blank run it makes the search quadratic: a line of a few thousand blanks
+// would hold the reader for seconds.
+std::string searchedAnywhere(const std::string& text)
+{
+    std::string pattern = regexWithLooseSpaces(text);
+    constexpr std::string_view kLead = "\\s*";
+    if (pattern.starts_with(kLead))
+        pattern.erase(0, kLead.size());
+    return pattern;
+}
+
 // Every pattern is searched anywhere in a line unless anchored.
 struct Patterns
 {
     KLRegex blank{"^\\s*$"};
-    KLRegex comment{regexWithLooseSpaces("#(.*)")};
+    KLRegex comment{searchedAnywhere("#(.*)")};
     // Lines the writer regenerates; any line naming one of these words, or
     // holding a second "#" (the writer's "##" headings), is dropped.
-    KLRegex managed{regexWithLooseSpaces("(#|AuthType|AuthName|AuthUserFile|Order|AuthGroupFile)"), true};
-    KLRegex validUser{regexWithLooseSpaces("Require valid-user"), true};
-    KLRegex requireUser{regexWithLooseSpaces("Require user (.*)"), true};
-    KLRegex requireGroup{regexWithLooseSpaces("Require group (.*)"), true};
-    KLRegex address{regexWithLooseSpaces("(Allow from|Deny from) (.*)"), true};
-    KLRegex satisfy{regexWithLooseSpaces("Satisfy (.*)"), true};
+    KLRegex managed{searchedAnywhere("(#|AuthType|AuthName|AuthUserFile|Order|AuthGroupFile)"), true};
+    KLRegex validUser{searchedAnywhere("Require valid-user"), true};
+    KLRegex requireUser{searchedAnywhere("Require user (.*)"), true};
+    KLRegex requireGroup{searchedAnywhere("Require group (.*)"), true};
+    KLRegex address{searchedAnywhere("(Allow from|Deny from) (.*)"), true};
+    KLRegex satisfy{searchedAnywhere("Satisfy (.*)"), true};
     KLRegex any{"any", true};
     KLRegex discoverable{"[a-z0-9]"};
 };

@@ -8,6 +8,7 @@
 #include "KLTextFile.h"
 
 #include <dirent.h>
+#include <sys/stat.h>
 
 #include <unordered_map>
 
@@ -15,6 +16,14 @@ namespace {
 
 constexpr const char* kCreatedFormat = "Created ";
 constexpr const char* kDeallocedFormat = "Dealloced ";
+
+// The web server follows a symbolic link to the access file; a link to
+// nothing is no access file to it, and so to the folder's state.
+bool accessFileExists(const std::string& path)
+{
+    struct stat st{};
+    return ::stat(path.c_str(), &st) == 0;
+}
 
 // Mode names of description(), by stored status. 4 names both kinds
 // although the writer and reader use 7 for that; kept as it always was.
@@ -87,7 +96,7 @@ void KLFSItem::load()
     // A new item is in allow-list mode until its file says otherwise; the
     // write this asks for does nothing while the status is 0.
     setAllow(true);
-    if (fileExists(accessPath_))
+    if (accessFileExists(accessPath_))
         setStringValue(KLTextFile::read(accessPath_).value_or(""));
     KLLog(kCreatedFormat + relativePath_);
 }
@@ -151,7 +160,7 @@ const KLPlist::Array* KLFSItem::addressArray() const
 
 bool KLFSItem::hasAccessFile() const
 {
-    return fileExists(accessPath_);
+    return accessFileExists(accessPath_);
 }
 
 std::string KLFSItem::description() const

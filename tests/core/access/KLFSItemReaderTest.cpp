@@ -8,6 +8,8 @@
 
 #include <random>
 
+#include <unistd.h>
+
 namespace {
 
 std::vector<std::string> names(const KLPlist& value)
@@ -56,6 +58,13 @@ TEST_F(ReaderTest, NewItemWithoutFileIsDisabledAllowListWithNoLists)
     EXPECT_EQ(item->accessPath(), dir.path() + "/site/.htaccess");
     EXPECT_EQ(item->relativePath(), "site");
     EXPECT_EQ(item->fullPath(), dir.path() + "/site");
+
+    // A link to no file is no access file either.
+    std::string dangling = dir.mkdir("dangling");
+    ASSERT_EQ(::symlink((dir.path() + "/nowhere").c_str(), (dangling + "/.htaccess").c_str()), 0);
+    std::shared_ptr<KLFSItem> linked = KLFSItem::create(dangling);
+    EXPECT_FALSE(linked->hasAccessFile());
+    EXPECT_TRUE(linked->isAllowSet());
 }
 
 TEST_F(ReaderTest, EmptyTextResetsEverythingToStatusFourDisabled)
@@ -208,11 +217,29 @@ TEST_F(ReaderTest, GarbageNeverCrashesAndNeverTurnsIntoProtection)
         for (std::size_t i = 0; i < length; ++i)
             text += alphabet[random() % alphabet.size()];
         parse(text);
-        if (item->isAuthenticationDisabled()) {
-            EXPECT_FALSE(item->isPasswordProtected());
-            EXPECT_FALSE(item->isAddressProtected());
-        }
+        // A kept line holds no "#" but the one that marks it as a comment:
+        // a second one is a managed heading and is dropped.
+        for (const std::string& kept : item->userText())
+            EXPECT_EQ(kept.find('#', 1), std::string::npos) << kept;
+        for (const char* key : {"Require user", "Require group", "Allow from", "Deny from"})
+            for (const std::string& name : list(key))
+                EXPECT_TRUE(name == "alice" || name == "bob" || name == "staff" || name == "10.0.0.1") << name;
     }
+}
+
+// Long runs of blanks, with a carriage return or a non-ASCII character that
+// keeps the line off the plain-text road, are read in one pass each.
+TEST_F(ReaderTest, LongBlankRunsAreReadWithoutStalling)
+{
+    const std::string spaces(200000, ' ');
+    const std::string tabs(200000, '\t');
+    parse(spaces + "\r\n" + tabs + "\xc3\xa9\n" + "Require user" + spaces + "alice\r\n" + spaces +
+          "Deny from" + tabs + " 10.0.0.1\r\n");
+    EXPECT_EQ(item->userText(), std::vector<std::string>{tabs + "\xc3\xa9"});
+    EXPECT_EQ(list("Require user"), std::vector<std::string>{"alice"});
+    EXPECT_EQ(list("Deny from"), std::vector<std::string>{"10.0.0.1"});
+    EXPECT_TRUE(item->isPasswordProtected());
+    EXPECT_TRUE(item->isAddressProtected());
 }
 
 // Lines of plain ASCII take a quicker road through the reader; a line with a
