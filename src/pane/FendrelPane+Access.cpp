@@ -229,12 +229,13 @@ QWidget* FendrelPane::makeAddressesPage()
     buttons->addWidget(smallButton(kAddTitle, "addAddressButton", kAddAddressTip));
     buttons->addWidget(smallButton(kRemoveTitle, "addressDeleteButton", kRemoveAddressTip));
     buttons->addStretch();
-    buttons->addWidget(discover);
 
+    // On a row of its own: beside the buttons the page is too narrow for it.
     auto* layout = new QVBoxLayout(addressesPage);
     layout->addWidget(addressMode_);
     layout->addWidget(addressTable_);
     layout->addLayout(buttons);
+    layout->addWidget(discover);
     return addressesPage;
 }
 
