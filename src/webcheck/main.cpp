@@ -7,11 +7,13 @@
 // line, logs it to syslog (LOG_AUTHPRIV) with the caller's uid, and exits.
 // Nothing is touched before every check has passed.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <optional>
@@ -21,6 +23,7 @@
 #include <sys/file.h>
 #include <sys/fsuid.h>
 #include <sys/random.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -67,11 +70,13 @@ constexpr const char* kHelp =
     "  3  the token is missing, malformed or not the calling process's\n"
     "  4  CONFIGURATION is not an allowed configuration file\n"
     "  5  FILE is not an acceptable data file\n"
-    "  6  writing the configuration failed; the old file is unchanged\n"
+    "  6  writing the configuration failed (or the lock file is not root's\n"
+    "     alone); the old file is unchanged\n"
     "  7  polkit did not authorize the calling process\n"
     "  8  the control program could not be run or failed\n"
-    "  9  no root rights: not installed set-user-ID root, or -selfRepair\n"
-    "     not run by root or not on this program\n";
+    "  9  no root rights: not installed set-user-ID root, -selfRepair not\n"
+    "     run by root or not on this program, or root may not raise a hard\n"
+    "     resource limit the caller lowered\n";
 
 constexpr const char* kCleanPath = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
 constexpr const char* kCleanLang = "LANG=C";
@@ -83,8 +88,8 @@ constexpr const char* kUsersFolder = "users";
 constexpr const char* kConfSuffix = ".conf";
 const char* const kControlCommands[] = {"start", "stop", "restart", "graceful"};
 
-// The test build finds its control program, pkcheck and configuration folder
-// beside itself, so a test can install a private copy with stubs.
+// The test build finds its control program, pkcheck, configuration folder
+// and lock file beside itself, so a test can install a private copy with stubs.
 #ifdef WEBCHECK_PATHS_BESIDE_PROGRAM
 std::string ownFolder()
 {
@@ -115,6 +120,11 @@ const std::string& confFolder()
     static const std::string path = compiledPath(WEBCHECK_CONF_DIR);
     return path;
 }
+const std::string& lockFile()
+{
+    static const std::string path = compiledPath(WEBCHECK_LOCK_FILE);
+    return path;
+}
 const std::string confFile = WEBCHECK_CONF_FILE;
 
 // The real ids we were started with: who is asking.
@@ -135,13 +145,27 @@ gid_t callerGid = static_cast<gid_t>(-1);
 
 // Descriptors 0-2 open (on /dev/null when the caller closed them), all
 // others closed, so nothing of the caller's leaks into the control program.
+// Kernels before 5.9 lack close_range; /proc lists every descriptor then,
+// also those above a descriptor limit the caller lowered after opening them.
 void sanitizeDescriptors()
 {
     for (int fd = 0; fd <= 2; ++fd) {
         if (::fcntl(fd, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) != fd)
             std::_Exit(kUsage);
     }
-    ::close_range(3, ~0U, 0);
+    if (::close_range(3, ~0U, 0) == 0)
+        return;
+    DIR* open = ::opendir("/proc/self/fd");
+    if (!open) {
+        std::fputs("WebCheck: refused: cannot close the caller's descriptors\n", stderr);
+        std::_Exit(kUsage);
+    }
+    while (dirent* entry = ::readdir(open)) {
+        int fd = std::atoi(entry->d_name); // 0 for "." and ".."
+        if (fd > STDERR_FILENO && fd != ::dirfd(open))
+            ::close(fd);
+    }
+    ::closedir(open);
 }
 
 void sanitizeEnvironment()
@@ -288,6 +312,66 @@ Caller checkToken()
     return {parent, *start};
 }
 
+// Limits for the programs we run, whatever the caller lowered: a small
+// file-size or descriptor limit would make the server fail as root.
+struct Limit {
+    int resource;
+    const char* name;
+    rlim_t soft;
+    rlim_t hard; // a higher hard limit of the system's is kept
+};
+constexpr Limit kLimits[] = {
+    {RLIMIT_CPU, "cpu", RLIM_INFINITY, RLIM_INFINITY},
+    {RLIMIT_FSIZE, "fsize", RLIM_INFINITY, RLIM_INFINITY},
+    {RLIMIT_DATA, "data", RLIM_INFINITY, RLIM_INFINITY},
+    {RLIMIT_AS, "as", RLIM_INFINITY, RLIM_INFINITY},
+    {RLIMIT_STACK, "stack", 8 << 20, RLIM_INFINITY},
+    {RLIMIT_CORE, "core", 0, RLIM_INFINITY},
+    {RLIMIT_NOFILE, "nofile", 1024, 524288},
+    {RLIMIT_LOCKS, "locks", RLIM_INFINITY, RLIM_INFINITY},
+    {RLIMIT_RTTIME, "rttime", RLIM_INFINITY, RLIM_INFINITY},
+};
+
+// Raises our hard limits, so that run() can give its programs the limits
+// above; our own soft limits stay the caller's (a file-size limit makes our
+// write fail cleanly). Only CAP_SYS_RESOURCE raises a hard limit, and
+// containers often lack it: a hard limit below what the programs get is
+// then refused rather than passed on.
+void raiseHardLimits()
+{
+    for (const Limit& limit : kLimits) {
+        rlimit now{};
+        if (::getrlimit(limit.resource, &now) != 0)
+            finish(kNoRootRights, std::string("cannot read the resource limit ") + limit.name);
+        rlimit raised{now.rlim_cur, std::max(now.rlim_max, limit.hard)};
+        if (::setrlimit(limit.resource, &raised) != 0 && now.rlim_max < limit.soft)
+            finish(kNoRootRights, std::string("cannot raise the caller's hard resource limit ") + limit.name + " (" +
+                                      std::to_string(now.rlim_max) + "): " + std::strerror(errno));
+    }
+}
+
+// In the child before execve: no blocked or ignored signal and no soft
+// limit of the caller's reaches the program (a server started with SIGTERM
+// ignored could not be stopped).
+bool resetInheritedState()
+{
+    sigset_t none;
+    ::sigemptyset(&none);
+    if (::sigprocmask(SIG_SETMASK, &none, nullptr) != 0)
+        return false;
+    for (int s = 1; s < NSIG; ++s)
+        ::signal(s, SIG_DFL); // fails only for SIGKILL, SIGSTOP and libc's own
+    for (const Limit& limit : kLimits) {
+        rlimit value{};
+        if (::getrlimit(limit.resource, &value) != 0)
+            return false;
+        value.rlim_cur = limit.soft;
+        if (::setrlimit(limit.resource, &value) != 0)
+            return false;
+    }
+    return true;
+}
+
 // Runs a program with the clean environment and no descriptor of ours but
 // the standard three; its exit status, or -1 when it could not be run or did
 // not exit normally.
@@ -297,6 +381,8 @@ int run(const std::vector<std::string>& argv, bool quiet)
     if (pid < 0)
         return -1;
     if (pid == 0) {
+        if (!resetInheritedState())
+            ::_exit(127);
         int null = ::open("/dev/null", O_RDWR);
         if (null < 0 || ::dup2(null, STDIN_FILENO) < 0)
             ::_exit(127);
@@ -455,14 +541,27 @@ std::string temporaryName(const std::string& name)
     return text;
 }
 
+// Keeps two replacements apart. The lock is a file only root may open: a
+// lock on anything other users can open (the configuration folder, say)
+// could be held by any of them and stall every repair for good.
+void lockReplacements(const std::string& shown)
+{
+    int lock = ::open(lockFile().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC, 0600);
+    struct stat st{};
+    if (lock < 0 || ::fstat(lock, &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != 0 || (st.st_mode & 077) != 0)
+        finish(kReplaceFailed, "the lock file " + lockFile() + " is not a file of root's alone (owner root, mode 0600); " +
+                                   shown + " is unchanged");
+    if (::flock(lock, LOCK_EX) != 0)
+        finish(kReplaceFailed, "cannot lock " + lockFile() + ": " + std::strerror(errno) + "; " + shown + " is unchanged");
+}
+
 // Replaces name in folder by data: a temporary file in the same folder with
 // the old file's owner, group and mode, fsync, rename, fsync of the folder.
-// The folder's lock keeps two replacements apart; the temporary file is
-// removed on any error, so a failure leaves the old file as it was.
+// The temporary file is removed on any error, so a failure leaves the old
+// file as it was.
 [[noreturn]] void replace(int folder, const std::string& name, const std::string& data, const std::string& shown)
 {
-    if (::flock(folder, LOCK_EX) != 0)
-        finish(kReplaceFailed, "cannot lock the folder of " + shown);
+    lockReplacements(shown);
     int old = ::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat st{};
     if (old < 0 || ::fstat(old, &st) != 0 || !S_ISREG(st.st_mode))
@@ -529,24 +628,23 @@ std::string temporaryName(const std::string& name)
 int main(int argc, char** argv)
 {
     sanitizeDescriptors();
-    if (argc < 1 || !argv || !argv[0]) {
-        std::fputs("WebCheck: refused: no program name (argc 0)\n", stderr);
-        return kUsage;
-    }
     sanitizeEnvironment();
     ::umask(022);
     callerUid = ::getuid();
     callerGid = ::getgid();
     ::openlog("WebCheck", LOG_PID, LOG_AUTHPRIV);
+    // Linux 5.18 and later start an argc-0 execve with argv[0] "".
+    if (argc < 1 || !argv || !argv[0] || !*argv[0])
+        finish(kUsage, "no program name (argc 0)");
 
     auto request = parseArguments(std::vector<std::string>(argv + 1, argv + argc));
     if (!request)
         finish(kUsage, "arguments are not one of the documented forms (see WebCheck --help)");
     if (request->kind == Request::Help) {
         std::fputs(kHelp, stdout);
-        std::printf("\ncontrol program: %s\npkcheck: %s\nconfiguration: %s/%s and %s/%s/*%s\n",
+        std::printf("\ncontrol program: %s\npkcheck: %s\nconfiguration: %s/%s and %s/%s/*%s\nlock: %s\n",
                     controlProgram().c_str(), pkcheckProgram().c_str(), confFolder().c_str(), confFile.c_str(),
-                    confFolder().c_str(), kUsersFolder, kConfSuffix);
+                    confFolder().c_str(), kUsersFolder, kConfSuffix, lockFile().c_str());
         return kDone;
     }
     if (::geteuid() != 0)
@@ -556,6 +654,7 @@ int main(int argc, char** argv)
         selfRepair(*request);
     if (!isThisProgram(request->mypath))
         finish(kUsage, "-mypath " + request->mypath + " is not this program");
+    raiseHardLimits();
 
     Caller caller = checkToken();
     bool ctl = request->kind == Request::Ctl;

@@ -103,6 +103,7 @@ void WebCheckSandbox::setControlProgram(const std::string& body) const
                  "{ echo \"args: $*\"; grep '^Uid:' /proc/$$/status; echo \"umask: $(umask)\";\n"
                  "  echo \"fds: $(ls /proc/$$/fd | sort -n | tr '\\n' ' ')\";\n"
                  "  for fd in /proc/$$/fd/*; do echo \"fd: $(readlink $fd)\"; done;\n"
+                 "  grep -E '^Sig(Blk|Ign):' /proc/self/status; echo \"fsize: $(ulimit -f)\"; echo \"nofile: $(ulimit -n)\";\n"
                  "  tr '\\0' '\\n' < /proc/$$/environ | sed 's/^/env: /'; } >> " +
                  quoted(controlLog()) + "\n";
     } else {
@@ -178,6 +179,8 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
         if (::setgroups(0, nullptr) != 0 || ::setresgid(gid, gid, gid) != 0 ||
             ::setresuid(options.uid, options.uid, options.uid) != 0)
             ::_exit(120);
+        if (options.inChild)
+            options.inChild();
         ::execve(program.c_str(), cargv.data(), cenv.data());
         ::_exit(121);
     }

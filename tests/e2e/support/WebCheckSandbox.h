@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -10,14 +11,17 @@
 // collaborators beside itself, which this folder provides:
 //   WebCheck                 the copy (installSetUID() makes it root:root 04755)
 //   apachectl                control program: by default a bash stub that appends
-//                            its arguments, ids, umask, descriptors and exact
-//                            environment to controlLog(); setControlProgram()
+//                            its arguments, ids, umask, descriptors, blocked and
+//                            ignored signals, file-size and descriptor limits and
+//                            exact environment to controlLog(); setControlProgram()
 //                            replaces it (e.g. to drive a private Apache)
 //   pkcheck                  polkit stub: appends its arguments to pkcheckLog()
 //                            and exits with setPkcheckExit()'s code (0 at first)
 //   conf/<main file>         the main configuration file (mainConf())
 //   conf/users/              per-user configuration files
 //   caller/                  a folder owned by nobody (65534) for caller files
+//   webcheck.lock            the lock that keeps replacements apart (the tool
+//                            makes it, root:root 0600, on its first replacement)
 // Runs are bounded in time; the folder is removed with the object.
 class WebCheckSandbox
 {
@@ -40,6 +44,7 @@ public:
     std::string confDir() const { return path_ + "/conf"; }
     std::string mainConf() const { return confDir() + "/" + mainConfName(); }
     std::string callerDir() const { return path_ + "/caller"; }
+    std::string lockFile() const { return path_ + "/webcheck.lock"; }
     std::string controlLog() const { return path_ + "/apachectl.log"; }
     std::string pkcheckLog() const { return path_ + "/pkcheck.log"; }
 
@@ -68,6 +73,7 @@ public:
         std::vector<std::string> env;
         std::string input; // standard input, usually a token
         std::vector<std::string> wrapper; // programs that exec the tool (e.g. prlimit ...)
+        std::function<void()> inChild; // runs in the child as the caller, just before execve
     };
     // Runs the tool as a child of this process; argv excludes argv[0] unless
     // rawArgv, which passes argv exactly (empty: argc 0).

@@ -71,4 +71,5 @@ TEST_F(WebCheckArgumentsTest, HelpDocumentsFormsAndExitCodes)
                              "-selfRepair YES", "  3  the token", "  7  polkit", "  9  no root rights"})
         EXPECT_NE(std::string::npos, result.out.find(text)) << text;
     EXPECT_NE(std::string::npos, result.out.find("control program: " + box->path() + "/apachectl"));
+    EXPECT_NE(std::string::npos, result.out.find("lock: " + box->lockFile()));
 }

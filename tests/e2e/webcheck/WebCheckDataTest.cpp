@@ -53,3 +53,26 @@ TEST_F(WebCheckDataTest, ExactlyOneMebibyteIsAccepted)
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ(data, read(box->mainConf()));
 }
+
+TEST_F(WebCheckDataTest, DataIsOpenedWithTheCallersRights)
+{
+    // The caller's own file, in a folder only root may enter: root could
+    // open it, the caller cannot.
+    std::string main = read(box->mainConf());
+    std::string folder = box->path() + "/rootonly";
+    ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
+    std::string data = folder + "/data";
+    std::ofstream(data) << "ServerName hidden\n";
+    ASSERT_EQ(0, ::chown(data.c_str(), kNobody, kNobody));
+
+    auto result = webcheck(kNobody, box->mainConf(), data);
+    EXPECT_EQ(kDataRefused, result.status) << result.err;
+    EXPECT_NE(std::string::npos, result.err.find("as the caller")) << result.err;
+    EXPECT_EQ(main, read(box->mainConf()));
+
+    // The same file is taken from root, who may enter the folder.
+    ASSERT_EQ(0, ::chown(data.c_str(), 0, 0));
+    result = webcheck(0, box->mainConf(), data);
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ("ServerName hidden\n", read(box->mainConf()));
+}

@@ -1,12 +1,65 @@
 #include "WebCheckFixture.h"
 
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
 #include <fcntl.h>
+#include <linux/audit.h>
+#include <linux/capability.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-// The control program sees root, umask 022, the standard descriptors and
-// only PATH and LANG, whatever the caller's environment held.
-using WebCheckEnvironmentTest = WebCheckFixture;
+// The control program sees root, umask 022, the standard descriptors, only
+// PATH and LANG, no blocked or ignored signal and no limit of the caller's,
+// whatever the caller's environment held.
+class WebCheckEnvironmentTest : public WebCheckFixture
+{
+protected:
+    // Lines of the control log that begin with prefix, without it.
+    std::vector<std::string> logged(const std::string& prefix) const
+    {
+        std::vector<std::string> found;
+        std::istringstream lines(read(box->controlLog()));
+        for (std::string line; std::getline(lines, line);) {
+            if (line.rfind(prefix, 0) == 0)
+                found.push_back(line.substr(prefix.size()));
+        }
+        return found;
+    }
+};
+
+namespace {
+// In the caller's child: close_range fails with ENOSYS from here on, as on
+// kernels before 5.9. Root may install the filter without no_new_privs,
+// which would switch set-user-ID off.
+void withoutCloseRange()
+{
+#if defined(__x86_64__)
+    constexpr std::uint32_t arch = AUDIT_ARCH_X86_64;
+#elif defined(__aarch64__)
+    constexpr std::uint32_t arch = AUDIT_ARCH_AARCH64;
+#else
+    ::_exit(122);
+#endif
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, arch, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    sock_fprog program{static_cast<unsigned short>(sizeof filter / sizeof filter[0]), filter};
+    if (::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+        ::_exit(122);
+}
+} // namespace
 
 TEST_F(WebCheckEnvironmentTest, HostileEnvironmentDoesNotReachTheControlProgram)
 {
@@ -61,4 +114,75 @@ TEST_F(WebCheckEnvironmentTest, HostileEnvironmentDoesNotReachTheControlProgram)
     EXPECT_NE(std::string::npos, log.find("umask: 0022")) << log;
     EXPECT_EQ(std::string::npos, log.find("umask: 0000")) << log;
     EXPECT_FALSE(std::filesystem::exists(marker)) << "a hostile program ran";
+}
+
+TEST_F(WebCheckEnvironmentTest, CallersSignalsAndLimitsDoNotReachTheControlProgram)
+{
+    // Blocked here, so the tool's process starts with them blocked.
+    sigset_t blocked, old;
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGINT);
+    ::sigaddset(&blocked, SIGUSR1);
+    ASSERT_EQ(0, ::pthread_sigmask(SIG_BLOCK, &blocked, &old));
+    for (uid_t uid : {kNobody, uid_t(0)}) {
+        WebCheckSandbox::Options options;
+        options.uid = uid;
+        options.input = WebCheckSandbox::tokenFor(uid);
+        options.wrapper = {"/usr/bin/prlimit", "--fsize=1000:", "--nofile=40:", "/bin/sh", "-c",
+                           "trap '' TERM HUP; exec \"$0\" \"$@\""};
+        auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+        EXPECT_EQ(0, result.status) << "uid " << uid << ": " << result.err;
+    }
+    ::pthread_sigmask(SIG_SETMASK, &old, nullptr);
+
+    EXPECT_EQ((std::vector<std::string>{"\t0000000000000000", "\t0000000000000000"}), logged("SigBlk:"));
+    EXPECT_EQ((std::vector<std::string>{"\t0000000000000000", "\t0000000000000000"}), logged("SigIgn:"));
+    EXPECT_EQ((std::vector<std::string>{"unlimited", "unlimited"}), logged("fsize: "));
+    EXPECT_EQ((std::vector<std::string>{"1024", "1024"}), logged("nofile: "));
+}
+
+TEST_F(WebCheckEnvironmentTest, LoweredHardLimitsAreRaisedOrRefused)
+{
+    WebCheckSandbox::Options options;
+    options.uid = kNobody;
+    options.input = WebCheckSandbox::tokenFor(kNobody);
+    options.wrapper = {"/usr/bin/prlimit", "--fsize=1000", "--nofile=40"};
+    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+    if (::prctl(PR_CAPBSET_READ, CAP_SYS_RESOURCE) == 1) {
+        EXPECT_EQ(0, result.status) << result.err;
+        EXPECT_EQ((std::vector<std::string>{"unlimited"}), logged("fsize: "));
+        EXPECT_EQ((std::vector<std::string>{"1024"}), logged("nofile: "));
+    } else {
+        // Root without CAP_SYS_RESOURCE cannot undo them: nothing runs.
+        EXPECT_EQ(kNoRootRights, result.status) << result.err;
+        EXPECT_NE(std::string::npos, result.err.find("hard resource limit")) << result.err;
+        EXPECT_FALSE(controlRan());
+        EXPECT_FALSE(std::filesystem::exists(box->pkcheckLog()));
+    }
+}
+
+TEST_F(WebCheckEnvironmentTest, DescriptorsAreClosedWithoutCloseRange)
+{
+    // Above the descriptor limit the caller sets afterwards, so only a look
+    // at every open descriptor finds it.
+    std::string secret = box->path() + "/secret";
+    std::ofstream(secret) << "secret\n";
+    int opened = ::open(secret.c_str(), O_RDONLY);
+    ASSERT_LE(0, opened);
+    ASSERT_EQ(1000, ::dup2(opened, 1000));
+    ::close(opened);
+
+    WebCheckSandbox::Options options;
+    options.input = WebCheckSandbox::tokenFor(0);
+    options.wrapper = {"/usr/bin/prlimit", "--nofile=40:"};
+    options.inChild = withoutCloseRange;
+    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+    ::close(1000);
+    if (result.status == 122)
+        GTEST_SKIP() << "no seccomp filter here";
+    EXPECT_EQ(0, result.status) << result.err;
+    auto fds = logged("fd: ");
+    EXPECT_FALSE(fds.empty()) << read(box->controlLog());
+    for (const std::string& fd : fds)
+        EXPECT_EQ(std::string::npos, fd.find("secret")) << "descriptor leaked: " << fd;
 }

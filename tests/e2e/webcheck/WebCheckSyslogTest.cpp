@@ -1,10 +1,16 @@
 #include "WebCheckFixture.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 // Every action and every refusal reaches syslog with facility authpriv and
@@ -46,6 +52,39 @@ protected:
         auto result = box->run(args, options);
         return result.status;
     }
+    // The same private /dev/log, for a run as nobody with argc 0, which no
+    // shell can start: the namespace is made here and the tool started
+    // directly.
+    int runLoggedWithoutArguments()
+    {
+        std::string tool = box->tool();
+        std::string setup = "set -e; mount --make-rprivate /; f='" + folder +
+                            "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
+                            " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
+                            " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log";
+        pid_t pid = ::fork();
+        if (pid == 0) {
+            if (::unshare(CLONE_NEWNS) != 0 || std::system(setup.c_str()) != 0)
+                ::_exit(120);
+            if (::setgroups(0, nullptr) != 0 || ::setresgid(kNobody, kNobody, kNobody) != 0 ||
+                ::setresuid(kNobody, kNobody, kNobody) != 0)
+                ::_exit(120);
+            char* none[] = {nullptr};
+            ::execve(tool.c_str(), none, none);
+            ::_exit(121);
+        }
+        int status = 0;
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (::waitpid(pid, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                ::kill(pid, SIGKILL);
+                ::waitpid(pid, &status, 0);
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
 
     std::vector<std::string> messages()
     {
@@ -67,9 +106,10 @@ TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
     box->setPkcheckExit(1);
     EXPECT_EQ(kNotAuthorized, runLogged(ctlArgs));
     EXPECT_EQ(kUsage, runLogged({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful;id"}));
+    EXPECT_EQ(kUsage, runLoggedWithoutArguments());
 
     auto logged = messages();
-    ASSERT_EQ(3u, logged.size());
+    ASSERT_EQ(4u, logged.size());
     // <84> is authpriv.warning, <85> authpriv.notice.
     EXPECT_EQ(0u, logged[0].rfind("<85>", 0)) << logged[0];
     EXPECT_NE(std::string::npos, logged[0].find("WebCheck[")) << logged[0];
@@ -78,4 +118,6 @@ TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
     EXPECT_NE(std::string::npos, logged[1].find("uid 65534: refused: polkit did not authorize")) << logged[1];
     EXPECT_EQ(0u, logged[2].rfind("<84>", 0)) << logged[2];
     EXPECT_NE(std::string::npos, logged[2].find("uid 65534: refused: arguments")) << logged[2];
+    EXPECT_EQ(0u, logged[3].rfind("<84>", 0)) << logged[3];
+    EXPECT_NE(std::string::npos, logged[3].find("uid 65534: refused: no program name (argc 0)")) << logged[3];
 }
