@@ -1,6 +1,7 @@
 #include "KLConfParser.h"
 
 #include "KLFileExtensions.h"
+#include "KLLog.h"
 #include "KLRunLoop.h"
 #include "KLTextFile.h"
 
@@ -10,6 +11,7 @@
 
 #include <array>
 #include <cstring>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -136,12 +138,21 @@ void KLConfParser::parse()
     if (isParsing() || delegate_.expired() || tokens_.empty() || conf_.empty())
         return;
     isParsing_.store(true, std::memory_order_release);
-    std::thread([self = shared_from_this()] { self->scan(); }).detach();
+    try {
+        std::thread([self = shared_from_this()] { self->scan(); }).detach();
+    } catch (const std::system_error& error) {
+        // Out of threads (many included files at once): this file goes
+        // unscanned, and the parser stays usable.
+        isParsing_.store(false, std::memory_order_release);
+        KLLog("KLConfParser: cannot start a scan of " + path_.value_or("(text)") + ": " + error.what());
+    }
 }
 
+// The keyword as it was when the line was found: once the scan is over the
+// keywords and path may change before the main thread delivers the hits.
 struct KLConfParser::Hit
 {
-    std::size_t token;
+    std::string token;
     std::string line;
     std::int32_t lineNumber;
 };
@@ -169,7 +180,7 @@ void KLConfParser::scan()
         if (!line.empty()) {
             for (std::size_t t = 0; t < tokens_.size(); ++t) {
                 if (lineBeginsWith(line, t))
-                    hits.push_back({t, std::string(line), lineNumber_});
+                    hits.push_back({tokens_[t], std::string(line), lineNumber_});
             }
             if (hits.size() >= kBatch)
                 deliver(hits);
@@ -188,11 +199,11 @@ void KLConfParser::deliver(std::vector<Hit>& hits)
     if (hits.empty())
         return;
     undelivered_.fetch_add(1, std::memory_order_acq_rel);
-    KLRunLoop::main().post([self = shared_from_this(), delegate = delegate_, hits = std::move(hits)] {
+    KLRunLoop::main().post([self = shared_from_this(), delegate = delegate_, path = path_, hits = std::move(hits)] {
         for (const Hit& hit : hits) {
             // Looked up per hit: a delegate may go away in the middle.
             if (auto receiver = delegate.lock())
-                receiver->parsedToken(*self, self->tokens_[hit.token], hit.line, hit.lineNumber, self->path_);
+                receiver->parsedToken(*self, hit.token, hit.line, hit.lineNumber, path);
         }
         self->undelivered_.fetch_sub(1, std::memory_order_acq_rel);
     });

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <random>
+#include <thread>
 
 namespace {
 
@@ -35,9 +37,32 @@ public:
     std::vector<Hit> hits;
 };
 
+// Counts its calls in a counter that outlives it.
+class CountingRecorder : public KLConfParserDelegate
+{
+public:
+    explicit CountingRecorder(std::shared_ptr<int> calls) : calls(std::move(calls)) {}
+    void parsedToken(KLConfParser&, const std::string&, const std::string&, std::int32_t,
+                     const std::optional<std::string>&) override
+    {
+        ++*calls;
+    }
+    std::shared_ptr<int> calls;
+};
+
 class ConfParserTest : public ::testing::Test
 {
 protected:
+    // Waits for the scan's end without running the main loop, so its hits
+    // are still queued.
+    static bool scannedButUndelivered(const KLConfParser& p)
+    {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (p.isParsing() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return !p.isParsing() && p.hasUndeliveredHits();
+    }
+
     void SetUp() override { KLRunLoop::setMain(loop); }
     void TearDown() override { KLRunLoop::setMain(nullptr); }
 
@@ -288,11 +313,31 @@ TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing)
 TEST_F(ConfParserTest, HitsForADelegateThatWentAwayAreDropped)
 {
     auto p = parser("Include a\nInclude b\n");
+    auto calls = std::make_shared<int>(0);
+    auto counting = std::make_shared<CountingRecorder>(calls);
+    p->setDelegate(counting);
+    std::weak_ptr<CountingRecorder> gone = counting;
     p->parse();
-    ASSERT_TRUE(loop->runUntil([&] { return !p->isParsing(); }, 30));
-    recorder.reset();
-    loop->runPending(); // must not touch the destroyed delegate
-    SUCCEED();
+    ASSERT_TRUE(scannedButUndelivered(*p));
+    counting.reset();
+    EXPECT_TRUE(gone.expired()) << "the queued hits keep the delegate alive";
+    loop->runPending();
+    EXPECT_EQ(*calls, 0);
+    EXPECT_FALSE(p->hasUndeliveredHits());
+}
+
+TEST_F(ConfParserTest, HitsKeepTheKeywordAndPathOfTheirScan)
+{
+    auto p = parser("Include a\nInclude b\n");
+    recorder->hits.clear();
+    p->parse();
+    ASSERT_TRUE(scannedButUndelivered(*p));
+    // Idle again: the settings change before the hits reach the delegate.
+    p->setTokens({"Other"});
+    p->setPath("/elsewhere");
+    loop->runPending();
+    EXPECT_EQ(recorder->hits,
+              (std::vector<Hit>{{"Include", "Include a", 1, std::nullopt}, {"Include", "Include b", 2, std::nullopt}}));
 }
 
 TEST_F(ConfParserTest, GarbageNeverBreaksTheScan)
