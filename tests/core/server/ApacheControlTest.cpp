@@ -71,8 +71,11 @@ TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLat
     KLApacheController& controller = makeAwake();
     processes = {"httpd"};
     controller.setApacheState(1);
+    std::size_t timers = loop->once.size();
     controller.toggleApache();
     EXPECT_EQ(helper->calls, std::vector<std::vector<std::string>>{kStop});
+    ASSERT_EQ(loop->once.size(), timers + 1);
+    EXPECT_EQ(loop->once.back().first, 2.0);
     // Optimistic at once, whatever the tool did.
     EXPECT_EQ(toggleButton.title(), "Start Apache");
     loop->runPending();
@@ -240,10 +243,14 @@ TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully)
 TEST_F(ApacheControlTest, PendingRechecksDieWithTheController)
 {
     make().apachectl("start");
+    ASSERT_EQ(loop->once.size(), 1u);
+    std::shared_ptr<KLTimer> recheck = loop->once.back().second;
+    EXPECT_TRUE(recheck->isValid());
     controller.reset();
-    // The recheck would touch the destroyed controller.
+    // Run, the recheck would touch the destroyed controller.
+    EXPECT_FALSE(recheck->isValid());
     loop->runUntil([] { return false; }, 2.3);
-    SUCCEED();
+    EXPECT_EQ(listings, 0);
 }
 
 } // namespace

@@ -41,6 +41,19 @@ public:
     mutable std::vector<std::string> replacements;
 };
 
+// A run loop that remembers the delay and the timer of each one-shot timer.
+class RecordingRunLoop : public KLPlainRunLoop
+{
+public:
+    std::shared_ptr<KLTimer> scheduleOnce(double seconds, std::function<void()> fn) override
+    {
+        auto timer = KLPlainRunLoop::scheduleOnce(seconds, std::move(fn));
+        once.emplace_back(seconds, timer);
+        return timer;
+    }
+    std::vector<std::pair<double, std::shared_ptr<KLTimer>>> once;
+};
+
 // A controller with fake outlets and helper, the configuration at a chosen
 // path and its own run loop.
 class ApacheControllerTest : public ::testing::Test
@@ -105,7 +118,7 @@ protected:
     }
 
     TempDir dir;
-    std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
+    std::shared_ptr<RecordingRunLoop> loop = std::make_shared<RecordingRunLoop>();
     std::shared_ptr<FakeHelperTool> helper = std::make_shared<FakeHelperTool>();
     FakePaneContext pane;
     std::vector<std::string> processes;
