@@ -2,6 +2,10 @@
 
 #include <cstdio>
 
+namespace {
+constexpr const char* kWarningPrefix = "fendrelctl: warning: ";
+}
+
 void KLCliOutput::emit(const nlohmann::json& value, const std::string& text)
 {
     if (json_) {
@@ -13,8 +17,15 @@ void KLCliOutput::emit(const nlohmann::json& value, const std::string& text)
     }
 }
 
+void KLCliOutput::warn(const std::string& line)
+{
+    warnings_ += kWarningPrefix + line + "\n";
+}
+
 void KLCliOutput::flush()
 {
+    std::fputs(warnings_.c_str(), stderr);
+    warnings_.clear();
     std::fputs(pending_.c_str(), stdout);
     std::fflush(stdout);
     pending_.clear();

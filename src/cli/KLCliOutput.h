@@ -6,7 +6,8 @@
 
 // Standard output of a command: JSON under --json, plain text otherwise.
 // It is held back until the command has succeeded, so a command that fails
-// late prints only its error line.
+// late prints only its error line; so are warnings, which go to standard
+// error whatever the format.
 class KLCliOutput
 {
 public:
@@ -15,10 +16,13 @@ public:
     // Keeps the value as JSON or the text (a line end is added to text that
     // has none; empty text adds nothing).
     void emit(const nlohmann::json& value, const std::string& text);
+    // Keeps one line for standard error, marked as a warning.
+    void warn(const std::string& line);
     // Prints what was kept.
     void flush();
 
 private:
     bool json_ = false;
     std::string pending_;
+    std::string warnings_;
 };

@@ -4,6 +4,7 @@
 #include "KLCliError.h"
 #include "KLCliSession.h"
 #include "KLTerminal.h"
+#include "KLUsersDataSource.h"
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +17,8 @@ constexpr const char* kPasswordPrompt = "Password: ";
 constexpr const char* kConfirmPrompt = "Password (again): ";
 constexpr const char* kNotEditing = "Cannot edit user ";
 constexpr const char* kDeleting = "Deleting user \"%s\"";
+constexpr const char* kTruncated =
+    "the password is longer than 8 characters: only its first 8 characters are used (DES crypt)";
 
 // The sheet's two password fields: typed twice on a terminal, or the first
 // line of standard input for both.
@@ -41,6 +44,14 @@ void submitSheet(KLCliController& controller, const std::pair<std::string, std::
     std::string message = views.errorField.stringValue();
     if (!message.empty())
         throw KLCliError(KLExitStatus::Refused, message);
+}
+
+// The hash is made all the same; the person should know that the rest of the
+// password does not count.
+void warnIfTruncated(KLCliSession& session, const std::pair<std::string, std::string>& passwords)
+{
+    if (KLUsersDataSource::passwordIsTruncated(passwords.first))
+        session.output.warn(kTruncated);
 }
 
 void printUsers(KLCliSession& session, KLCliController& controller)
@@ -93,6 +104,7 @@ void KLUserCommands::add(KLCliSession& session, const std::string& name)
     controller.addUser(nullptr);
     controller.views().userField.setStringValue(name);
     submitSheet(controller, passwords);
+    warnIfTruncated(session, passwords);
     printUsers(session, controller);
 }
 
@@ -107,6 +119,7 @@ void KLUserCommands::passwd(KLCliSession& session, const std::string& name)
     if (views.userField.isEnabled())
         throw KLCliError(KLExitStatus::Failure, kNotEditing + name);
     submitSheet(controller, passwords);
+    warnIfTruncated(session, passwords);
     printUsers(session, controller);
 }
 

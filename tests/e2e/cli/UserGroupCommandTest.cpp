@@ -30,6 +30,45 @@ TEST_F(UserGroupCommandTest, UsersAreStoredWithDesHashes)
     EXPECT_EQ(std::string(crypt_r("changed", newHash.c_str(), &data)), newHash);
 }
 
+TEST_F(UserGroupCommandTest, APasswordLongerThanEightCharactersIsWarnedAboutAndStoredAsBefore)
+{
+    const std::string warning = "fendrelctl: warning: the password is longer than 8 characters: only its first 8 "
+                                "characters are used (DES crypt)\n";
+    auto hashOf = [this](const std::string& name) {
+        std::string file = readFile(tree.file(".htusers"));
+        std::size_t at = file.find(name + ":");
+        return at == std::string::npos ? std::string() : file.substr(at + name.size() + 1, 13);
+    };
+    crypt_data data{};
+
+    CliResult added = ctl({"user", "add", "dave"}, "longpassword\n");
+    EXPECT_EQ(added.status, 0);
+    EXPECT_EQ(added.err, warning);
+    EXPECT_EQ(added.out, "dave\n");
+    std::string hash = hashOf("dave");
+    ASSERT_EQ(hash.size(), 13u);
+    EXPECT_EQ(std::string(crypt_r("longpassword", hash.c_str(), &data)), hash);
+    EXPECT_EQ(std::string(crypt_r("longpass", hash.c_str(), &data)), hash) << "only 8 characters count";
+
+    CliResult exact = ctl({"user", "passwd", "dave"}, "8letters\n");
+    EXPECT_EQ(exact.status, 0);
+    EXPECT_EQ(exact.err, "") << "eight characters are all used";
+    EXPECT_EQ(std::string(crypt_r("8letters", hashOf("dave").c_str(), &data)), hashOf("dave"));
+
+    CliResult changed = ctl({"user", "passwd", "dave"}, "another-long-one\n");
+    EXPECT_EQ(changed.status, 0);
+    EXPECT_EQ(changed.err, warning);
+    EXPECT_EQ(std::string(crypt_r("another-long-one", hashOf("dave").c_str(), &data)), hashOf("dave"));
+
+    // A refused password only gets the refusal.
+    expectRefused(ctl({"user", "add", "dave"}, "longpassword\n"), 3, "Please choose a unique username");
+    // Standard output stays JSON; the warning goes to standard error.
+    CliResult json = ctl({"--json", "user", "add", "erin"}, "longpassword\n");
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.err, warning);
+    EXPECT_EQ(json.json(), nlohmann::json::array({"dave", "erin"}));
+}
+
 TEST_F(UserGroupCommandTest, TheSheetsChecksAndMessagesApply)
 {
     addUser("alice");
