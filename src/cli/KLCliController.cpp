@@ -78,6 +78,12 @@ void KLCliController::wake()
     awakeFromNib();
 }
 
+void KLCliController::wakeForUpdates()
+{
+    initWithBundle(KLBundle::main());
+    setOutlets(views_.outlets());
+}
+
 namespace {
 template <class Source, class Base>
 Source& sourceOf(Base* base, const char* view)

@@ -30,6 +30,9 @@ public:
 
     // Creation and start-up as the host does them, over the headless views.
     void wake();
+    // Creation only, over the same views: the update check needs neither the
+    // folder tree nor the users and groups, so it runs without a root.
+    void wakeForUpdates();
 
     KLHeadlessOutlets& views() { return views_; }
     // The data sources the controller gave its views.

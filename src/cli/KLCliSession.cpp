@@ -25,7 +25,7 @@ void KLCliSession::run()
         action_();
     // A numbered error the controller showed in an alert fails the command.
     if (controller_) {
-        const std::vector<std::string>& failures = controller_->views().alerts.failures();
+        std::vector<std::string> failures = controller_->views().alerts.failures();
         if (!failures.empty())
             throw KLCliError(KLExitStatus::Failure, failures.front());
     }

@@ -10,6 +10,7 @@
 #include "KLGroupCommands.h"
 #include "KLServerCommands.h"
 #include "KLSettingsCommands.h"
+#include "KLUpdateCommands.h"
 #include "KLUserCommands.h"
 
 #include <CLI/CLI.hpp>
@@ -64,6 +65,7 @@ int KLCommandLine::run(int argc, char** argv)
     KLAddressCommands::addTo(app, session);
     KLServerCommands::addTo(app, session);
     KLSettingsCommands::addTo(app, session);
+    KLUpdateCommands::addTo(app, session);
 
     try {
         app.parse(argc, argv);

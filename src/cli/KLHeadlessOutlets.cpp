@@ -67,5 +67,14 @@ FendrelPrefOutlets KLHeadlessOutlets::outlets()
     o.helpWebView = &helpWebView;
     o.alerts = &alerts;
     o.workspace = &workspace;
+
+    swu_.swuPanel = &swuPanel;
+    swu_.progressBar = &progressBar;
+    swu_.releaseNotes = &releaseNotes;
+    swu_.noteField = &noteField;
+    swu_.detailsTable = &detailsTable;
+    swu_.alerts = &alerts;
+    swu_.workspace = &workspace;
+    o.swu = &swu_;
     return o;
 }

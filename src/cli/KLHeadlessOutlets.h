@@ -11,6 +11,7 @@
 #include "KLHeadlessTextView.h"
 #include "KLHeadlessWindow.h"
 #include "KLPrintingWorkspace.h"
+#include "KLSUControllerOutlets.h"
 #include "KLTerminalAlerts.h"
 
 // Every view of the pane, without a screen, owned in one place and handed to
@@ -63,6 +64,17 @@ public:
     KLHeadlessWindow helpWindow;
     KLHeadlessTextView helpWebView;
 
+    // The update panel the update controller fills when a newer version is
+    // offered.
+    KLHeadlessWindow swuPanel;
+    KLHeadlessProgressIndicator progressBar;
+    KLHeadlessTextView releaseNotes;
+    KLHeadlessTextField noteField;
+    KLHeadlessListView detailsTable{"detailsTable"};
+
     KLTerminalAlerts alerts;
     KLPrintingWorkspace workspace;
+
+private:
+    KLSUControllerOutlets swu_;
 };

@@ -37,7 +37,7 @@ bool names(const std::string& answer, const std::string& button)
 void KLTerminalAlerts::beginAlertSheet(const KLAlert& alert, std::function<void(int)> handler)
 {
     if (alert.alternateButton.empty() && alert.otherButton.empty()) {
-        failures_.push_back(alert.message.empty() ? alert.title : alert.message);
+        notices_.push_back(alert);
         if (handler)
             handler(kDefaultReturn);
         return;
@@ -51,6 +51,14 @@ void KLTerminalAlerts::beginAlertSheet(const KLAlert& alert, std::function<void(
     }
     if (handler)
         handler(answer);
+}
+
+std::vector<std::string> KLTerminalAlerts::failures() const
+{
+    std::vector<std::string> messages;
+    for (const KLAlert& notice : notices_)
+        messages.push_back(notice.message.empty() ? notice.title : notice.message);
+    return messages;
 }
 
 int KLTerminalAlerts::ask(const KLAlert& alert)

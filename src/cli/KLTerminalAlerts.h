@@ -9,8 +9,10 @@
 // button) is answered with the default button under --yes, asked on the
 // terminal when there is one, and otherwise answered with the cancelling
 // button while noting that a confirmation was missing. An alert with only
-// its default button reports a failure: its message is kept for the error
-// line. Panels are cancelled: the command line names folders itself.
+// its default button is a notice: kept whole, and for most commands a
+// failure whose message is the error line (the update check reads its
+// outcome from them). Panels are cancelled: the command line names folders
+// itself.
 class KLTerminalAlerts : public KLAlerts
 {
 public:
@@ -26,8 +28,10 @@ public:
     bool confirmationMissing() const { return confirmationMissing_; }
     // The person answered a question with its cancelling button.
     bool declined() const { return declined_; }
-    // The messages of failure alerts, in order.
-    const std::vector<std::string>& failures() const { return failures_; }
+    // The alerts with only their default button, in order.
+    const std::vector<KLAlert>& notices() const { return notices_; }
+    // Their messages (the title for an alert without one), in order.
+    std::vector<std::string> failures() const;
 
 private:
     int ask(const KLAlert& alert);
@@ -35,5 +39,5 @@ private:
     bool assumeYes_;
     bool confirmationMissing_ = false;
     bool declined_ = false;
-    std::vector<std::string> failures_;
+    std::vector<KLAlert> notices_;
 };

@@ -27,16 +27,13 @@ constexpr const char* kNoConnectionMessage =
     "Fendrel encountered an error while checking for new versions. Please check your internet connection or try "
     "again later%@";
 constexpr const char* kNoConnectionReason = ".\n\n%@";
-constexpr const char* kNoConnectionContext = "version net access";
 constexpr const char* kProductNotFoundTitle = "Product Not Found";
 constexpr const char* kProductNotFoundMessage =
     "This application is not currently listed in Quillmoor's version checking system. Please contact the author "
     "for more information";
-constexpr const char* kProductNotFoundContext = "product not found";
 constexpr const char* kUpToDateTitle = "Up to Date";
 constexpr const char* kUpToDateMessage = "This version of Fendrel is up to date.%@";
 constexpr const char* kUpToDateNote = "\n\nKLS Notes: %@";
-constexpr const char* kUpToDateContext = "up to date";
 
 // Seconds between the Unix epoch and 2001-01-01 00:00:00 UTC.
 constexpr double kReferenceDateOffset = 978307200.0;

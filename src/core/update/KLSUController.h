@@ -39,6 +39,11 @@ public:
     // Keys of the offered product's dictionary that the details table shows.
     static constexpr const char* kCurrentVersionKey = "current version";
     static constexpr const char* kByteSizeKey = "version byte size";
+    // Contexts of the alerts that end a check, for whoever reads the outcome
+    // back from the sheets (the command line does).
+    static constexpr const char* kNoConnectionContext = "version net access";
+    static constexpr const char* kProductNotFoundContext = "product not found";
+    static constexpr const char* kUpToDateContext = "up to date";
 
     KLSUController();
     ~KLSUController();
