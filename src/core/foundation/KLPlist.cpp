@@ -1,5 +1,7 @@
 #include "KLPlist.h"
 
+#include "KLPlistNesting.h"
+
 #include <plist/plist.h>
 
 #include <cmath>
@@ -286,7 +288,7 @@ std::string KLPlist::toXML() const
 
 std::optional<KLPlist> KLPlist::fromXML(std::string_view xml)
 {
-    if (xml.empty() || xml.size() > UINT32_MAX)
+    if (xml.empty() || xml.size() > UINT32_MAX || !KLPlistNesting::xmlIsWithin(xml))
         return std::nullopt;
     plist_t node = nullptr;
     plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &node);
@@ -298,7 +300,7 @@ std::optional<KLPlist> KLPlist::fromXML(std::string_view xml)
 
 std::optional<KLPlist> KLPlist::fromBytes(std::string_view bytes)
 {
-    if (bytes.empty() || bytes.size() > UINT32_MAX)
+    if (bytes.empty() || bytes.size() > UINT32_MAX || !KLPlistNesting::isWithin(bytes))
         return std::nullopt;
     plist_t node = nullptr;
     plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &node);

@@ -79,7 +79,8 @@ public:
     bool operator==(const KLPlist& other) const { return value_ == other.value_; }
 
     // XML property list text. Parsing returns nothing for text that is not a
-    // property list; it never throws.
+    // property list, or that nests arrays and dictionaries deeper than
+    // KLPlistNesting::kMaxDepth levels; it never throws.
     std::string toXML() const;
     static std::optional<KLPlist> fromXML(std::string_view xml);
     // Any format libplist reads (XML or binary).

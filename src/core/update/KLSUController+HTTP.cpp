@@ -58,7 +58,8 @@ const void* KLSUController::segmentObject(const std::string& path)
 }
 
 std::optional<std::string> KLSUController::getHTTPFile(const KLUpdateServer& server, const std::string& path,
-                                                       std::string& error, const std::function<bool()>& abandoned)
+                                                       std::string& error, const std::function<bool()>& abandoned,
+                                                       std::optional<std::size_t> maxBytes)
 {
     try {
         std::unique_ptr<Socket> socket = Socket::socket();
@@ -72,6 +73,8 @@ std::optional<std::string> KLSUController::getHTTPFile(const KLUpdateServer& ser
                 continue;
             if (std::uint32_t count = socket->readData(&reply))
                 postSegment(path, count);
+            if (maxBytes && reply.size() > *maxBytes)
+                return std::nullopt;
         }
         socket->close();
         return reply;

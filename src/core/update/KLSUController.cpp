@@ -125,7 +125,7 @@ void KLSUController::checkForNewVersion2(KLSUController* self, std::shared_ptr<L
 {
     std::string error;
     std::optional<std::string> raw =
-        getHTTPFile(server, kVersionsPath, error, [&] { return link->stopping || *cancelled; });
+        getHTTPFile(server, kVersionsPath, error, [&] { return link->stopping || *cancelled; }, kMaxReplyBytes);
     std::optional<KLPlist> reply;
     if (raw)
         reply = parseReply(std::move(*raw));

@@ -35,6 +35,9 @@ public:
     static constexpr const char* kSegmentDownloaded = "KLFileSegmentDownloaded";
     static constexpr const char* kBytesKey = "bytes";
     static constexpr const char* kVersionsPath = "/KLSVersions.php";
+    // The version reply is a small property list; a longer one is treated
+    // like no reply rather than read into memory without end.
+    static constexpr std::size_t kMaxReplyBytes = 1024 * 1024;
     static constexpr const char* kDefaultFolderKey = "SU Default Folder";
     // Keys of the offered product's dictionary that the details table shows.
     static constexpr const char* kCurrentVersionKey = "current version";
@@ -76,12 +79,14 @@ public:
 
     // One HTTP/1.0 GET of path from the server, read until the server closes;
     // the raw reply (status line and headers included), or nothing on any
-    // socket failure or when abandoned() turns true while waiting. An
-    // unknown host sets error to "'<host>' could not be found". Touches no
-    // controller: callable from any thread.
+    // socket failure, when abandoned() turns true while waiting, or when the
+    // reply grows past maxBytes (when given). An unknown host sets error to
+    // "'<host>' could not be found". Touches no controller: callable from
+    // any thread.
     static std::optional<std::string> getHTTPFile(const KLUpdateServer& server, const std::string& path,
                                                   std::string& error,
-                                                  const std::function<bool()>& abandoned = {});
+                                                  const std::function<bool()>& abandoned = {},
+                                                  std::optional<std::size_t> maxBytes = std::nullopt);
     // The reply's body (after the headers) as a property list, or nothing
     // when it is not valid UTF-8 or not a property list.
     static std::optional<KLPlist> parseReply(std::string rawReply);

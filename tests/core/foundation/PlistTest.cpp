@@ -1,8 +1,88 @@
 #include "KLPlist.h"
 
+#include "KLPlistNesting.h"
+
 #include <gtest/gtest.h>
+#include <plist/plist.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
 
 namespace {
+
+std::string nestedXML(int depth, const std::string& open = "<array>", const std::string& close = "</array>")
+{
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
+    for (int i = 0; i < depth; ++i)
+        xml += open;
+    xml += "<string>deep</string>";
+    for (int i = 0; i < depth; ++i)
+        xml += close;
+    return xml + "</plist>\n";
+}
+
+void appendBigEndian(std::string& out, std::uint64_t value, int size)
+{
+    for (int shift = (size - 1) * 8; shift >= 0; shift -= 8)
+        out += static_cast<char>((value >> shift) & 0xFF);
+}
+
+// A binary property list of arrays each holding the next one; the last is
+// empty. Built by hand, since writing one with libplist recurses as well.
+std::string nestedBinary(int depth)
+{
+    std::string bytes = "bplist00";
+    std::vector<std::uint64_t> offsets;
+    for (int i = 0; i < depth; ++i) {
+        offsets.push_back(bytes.size());
+        if (i + 1 < depth) {
+            bytes += '\xA1';
+            appendBigEndian(bytes, static_cast<std::uint64_t>(i + 1), 4);
+        } else {
+            bytes += '\xA0';
+        }
+    }
+    std::uint64_t table = bytes.size();
+    for (std::uint64_t offset : offsets)
+        appendBigEndian(bytes, offset, 4);
+    bytes += std::string(6, '\0');
+    bytes += '\x04'; // offset size
+    bytes += '\x04'; // reference size
+    appendBigEndian(bytes, static_cast<std::uint64_t>(depth), 8);
+    appendBigEndian(bytes, 0, 8); // root
+    appendBigEndian(bytes, table, 8);
+    return bytes;
+}
+
+int depthOf(const KLPlist& value)
+{
+    int depth = 0;
+    const KLPlist* at = &value;
+    while (const KLPlist::Array* array = at->array()) {
+        ++depth;
+        if (array->empty())
+            break;
+        at = &array->front();
+    }
+    return depth;
+}
+
+// The document as libplist writes it in binary form.
+std::string binaryOf(const KLPlist& value)
+{
+    std::string xml = value.toXML();
+    plist_t node = nullptr;
+    plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &node);
+    char* bytes = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(node, &bytes, &length);
+    std::string result(bytes, length);
+    std::free(bytes);
+    plist_free(node);
+    return result;
+}
 
 TEST(PlistTest, XmlRoundTripKeepsEveryKind)
 {
@@ -32,6 +112,74 @@ TEST(PlistTest, GarbageIsNoPropertyList)
     for (std::size_t i = 0; i < binary.size(); ++i)
         binary[i] = static_cast<char>((i * 7919) & 0xFF);
     EXPECT_FALSE(KLPlist::fromBytes(binary));
+}
+
+TEST(PlistTest, DeepNestingIsRefusedBeforeAnythingRecurses)
+{
+    // Without the limit these overflow the stack (libplist's free and our
+    // conversion both recurse once per level).
+    std::optional<KLPlist> deep = KLPlist::fromXML(nestedXML(100000));
+    std::optional<KLPlist> deepDicts = KLPlist::fromBytes(nestedXML(100000, "<dict><key>k</key>", "</dict>"));
+    std::optional<KLPlist> deepBinary = KLPlist::fromBytes(nestedBinary(100000));
+    std::optional<KLPlist> limit = KLPlist::fromXML(nestedXML(KLPlistNesting::kMaxDepth));
+    std::optional<KLPlist> overLimit = KLPlist::fromXML(nestedXML(KLPlistNesting::kMaxDepth + 1));
+    std::optional<KLPlist> binaryLimit = KLPlist::fromBytes(nestedBinary(KLPlistNesting::kMaxDepth));
+    EXPECT_FALSE(deep);
+    EXPECT_FALSE(deepDicts);
+    EXPECT_FALSE(deepBinary);
+    EXPECT_FALSE(overLimit);
+    ASSERT_TRUE(limit);
+    EXPECT_EQ(depthOf(*limit), KLPlistNesting::kMaxDepth);
+    ASSERT_TRUE(binaryLimit);
+    EXPECT_EQ(depthOf(*binaryLimit), KLPlistNesting::kMaxDepth);
+    EXPECT_FALSE(KLPlist::fromBytes(nestedBinary(KLPlistNesting::kMaxDepth + 1)));
+}
+
+TEST(PlistTest, NestingLookCountsOnlyRealContainerTags)
+{
+    const int limit = 3;
+    // Empty containers, other elements, and tags inside comments, character
+    // data or attribute values add no level.
+    EXPECT_TRUE(KLPlistNesting::xmlIsWithin(nestedXML(3), limit));
+    EXPECT_TRUE(KLPlistNesting::xmlIsWithin("<plist><array><array/><array/><dict/><array/></array></plist>", 2));
+    EXPECT_TRUE(KLPlistNesting::xmlIsWithin(nestedXML(3, "<array><string>x</string>", "</array>"), limit));
+    // A closing tag where the parser sees none must not hide a level.
+    for (const std::string& hide : {std::string("<!-- </array> -->"), std::string("<![CDATA[</array>]]>"),
+                                     std::string("<string a=\"</array>\">x</string>")}) {
+        EXPECT_FALSE(KLPlistNesting::xmlIsWithin(nestedXML(4, "<array>" + hide, "</array>"), limit)) << hide;
+        EXPECT_TRUE(KLPlistNesting::xmlIsWithin(nestedXML(3, "<array>" + hide, "</array>"), limit)) << hide;
+    }
+    EXPECT_FALSE(KLPlistNesting::xmlIsWithin(nestedXML(4, "<array >", "</array >"), limit));
+    EXPECT_FALSE(KLPlistNesting::xmlIsWithin(nestedXML(4, "<dict>", "</dict>"), limit));
+    EXPECT_TRUE(KLPlistNesting::binaryIsWithin(nestedBinary(3), limit));
+    EXPECT_FALSE(KLPlistNesting::binaryIsWithin(nestedBinary(4), limit));
+}
+
+TEST(PlistTest, BinaryNestingLookRefusesWhatItCannotFollow)
+{
+    // An array that holds itself nests without end.
+    std::string cycle = nestedBinary(2);
+    cycle[8 + 1 + 3] = '\0'; // the first array now refers to object 0
+    EXPECT_FALSE(KLPlistNesting::binaryIsWithin(cycle));
+    EXPECT_FALSE(KLPlist::fromBytes(cycle));
+    // A reference past the last object, and a trailer whose table lies outside the file.
+    std::string dangling = nestedBinary(2);
+    dangling[8 + 1 + 3] = '\x07';
+    EXPECT_FALSE(KLPlistNesting::binaryIsWithin(dangling));
+    std::string outside = nestedBinary(2);
+    outside[outside.size() - 1] = '\x7F';
+    EXPECT_FALSE(KLPlistNesting::binaryIsWithin(outside));
+    // Lists libplist writes itself pass, long arrays (a count of their own)
+    // and dictionaries included.
+    KLPlist::Array many;
+    for (int i = 0; i < 40; ++i)
+        many.push_back(KLPlist::Dictionary{{"n", i}, {"inner", KLPlist::Array{KLPlist("x")}}});
+    KLPlist dict = KLPlist::Dictionary{{"a", KLPlist::Array{KLPlist(1), KLPlist::Dictionary{{"b", many}}}}};
+    std::string binary = binaryOf(dict);
+    ASSERT_TRUE(binary.starts_with("bplist00"));
+    EXPECT_TRUE(KLPlistNesting::binaryIsWithin(binary, 6));
+    EXPECT_FALSE(KLPlistNesting::binaryIsWithin(binary, 5));
+    EXPECT_EQ(KLPlist::fromBytes(binary), dict);
 }
 
 TEST(PlistTest, ReadingsFollowThePlatformConversions)

@@ -112,23 +112,38 @@ TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
 {
     defaults().registerDefaults({{"Sort Users", false}});
     std::string path = defaults().preferencesPath();
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    {
-        std::FILE* f = std::fopen(path.c_str(), "w");
-        std::fputs("<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru", f);
-        std::fclose(f);
-    }
-    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
-    bool keptAside = false;
-    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(path).parent_path())) {
-        if (entry.path().filename().string().starts_with(domain + ".plist.corrupt-")) {
-            keptAside = true;
-            EXPECT_NE(readFile(entry.path()).find("<tru"), std::string::npos);
+    std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    std::filesystem::create_directories(folder);
+    // Cut short, and nested deeper than any reader should follow (which
+    // would otherwise overflow the stack while the file is read).
+    std::string deep = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><true/><key>deep</key>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "<array>";
+    deep += "<string>x</string>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "</array>";
+    deep += "</dict></plist>";
+    for (const std::string& damaged :
+         {std::string("<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru"), deep}) {
+        {
+            std::FILE* f = std::fopen(path.c_str(), "w");
+            std::fputs(damaged.c_str(), f);
+            std::fclose(f);
         }
+        EXPECT_FALSE(defaults().boolForKey("Sort Users"));
+        bool keptAside = false;
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+            if (entry.path().filename().string().starts_with(domain + ".plist.corrupt-")) {
+                keptAside = true;
+                EXPECT_EQ(readFile(entry.path()), damaged);
+                std::filesystem::remove(entry.path());
+            }
+        }
+        EXPECT_TRUE(keptAside);
+        EXPECT_TRUE(defaults().setBool(true, "Sort Users"));
+        EXPECT_TRUE(defaults().boolForKey("Sort Users"));
+        EXPECT_TRUE(defaults().setBool(false, "Sort Users"));
     }
-    EXPECT_TRUE(keptAside);
-    EXPECT_TRUE(defaults().setBool(true, "Sort Users"));
-    EXPECT_TRUE(defaults().boolForKey("Sort Users"));
 }
 
 TEST_F(UserDefaultsTest, FailedWriteReportsFalseAndKeepsTheOldValue)

@@ -227,6 +227,55 @@ TEST_F(SUControllerTest, NoPropertyListIsTreatedLikeNoReply)
     }
 }
 
+TEST_F(SUControllerTest, HostileRepliesAreTreatedLikeNoReply)
+{
+    std::string deep = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
+    for (int i = 0; i < 100000; ++i)
+        deep += "<array>";
+    deep += "<dict><key>Fendrel</key><dict/></dict>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "</array>";
+    // Valid but longer than a version reply may be.
+    std::string padded = versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x')));
+    std::vector<LoopbackHTTPServer::Handler> handlers = {
+        LoopbackHTTPServer::serving({{kVersions, deep + "</plist>"}}),
+        LoopbackHTTPServer::serving({{kVersions, padded}}),
+    };
+    for (std::size_t i = 0; i < handlers.size(); ++i) {
+        LoopbackHTTPServer server(handlers[i]);
+        useServer(server.address());
+        alerts.shown.clear();
+        check();
+        EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"})) << i;
+        ASSERT_EQ(alerts.shown.size(), 1u) << i;
+        EXPECT_EQ(alerts.shown[0].title, "Could not connect to server") << i;
+        EXPECT_EQ(alerts.shown[0].message, kNoConnection) << i;
+        EXPECT_FALSE(controller.error()) << i;
+    }
+
+    // A server that does not stop sending until the test ends.
+    LoopbackHTTPServer endless([&](Socket& c, const std::string&) {
+        const std::string chunk(64 * 1024, ' ');
+        c.writeString("HTTP/1.0 200 OK\r\n\r\n<?xml");
+        while (!endless.stopping())
+            c.writeString(chunk);
+    });
+    useServer(endless.address());
+    alerts.shown.clear();
+    check();
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(alerts.shown[0].message, kNoConnection);
+
+    // A long reply within the limit is still read.
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving(
+        {{kVersions, versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))}}));
+    useServer(server.address());
+    alerts.shown.clear();
+    check();
+    EXPECT_TRUE(alerts.shown.empty());
+    EXPECT_TRUE(panel.visible);
+}
+
 TEST_F(SUControllerTest, UnknownHostIsNamedAndForgottenByTheNextCheck)
 {
     auto start = std::chrono::steady_clock::now();
