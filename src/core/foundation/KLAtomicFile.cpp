@@ -1,5 +1,7 @@
 #include "KLAtomicFile.h"
 
+#include "KLLog.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -72,8 +74,15 @@ bool KLAtomicFile::write(const std::string& path, std::string_view bytes, const 
     }
 
     if (hadFile) {
-        if (options.keepOwnership && ::fchown(fd, old.st_uid, old.st_gid) != 0 && ::geteuid() == 0)
-            return abandon("cannot give " + temp + " the old owner");
+        if (options.keepOwnership && ::fchown(fd, old.st_uid, old.st_gid) != 0) {
+            if (::geteuid() == 0)
+                return abandon("cannot give " + temp + " the old owner");
+            // Only root gives files away, but a member of the old group may
+            // keep it, and the group is often how the web server reads the file.
+            if (::fchown(fd, static_cast<uid_t>(-1), old.st_gid) != 0)
+                KLLog("[Fendrel] " + path + " now belongs to the group of the user who changed it: " +
+                      std::strerror(errno));
+        }
         if (::fchmod(fd, old.st_mode & 07777) != 0)
             return abandon("cannot give " + temp + " the old mode");
     } else {

@@ -9,7 +9,9 @@
 // to a temporary file in the same folder, which gets the old file's owner,
 // group and mode (or the given defaults when there was none), is synced and
 // renamed over the old one. On any failure the old file stays as it was and
-// the temporary file is removed.
+// the temporary file is removed. A writer that is not root cannot keep
+// another user's ownership: the file then keeps its group when the writer is
+// a member of it (otherwise it takes the writer's, which is logged).
 class KLAtomicFile
 {
 public:
