@@ -25,12 +25,12 @@ std::optional<struct stat> attributesOfItemAtPath(const std::string& path, bool 
 
 int isFileAcceptable(const std::string& path)
 {
+    // Links are followed: a link to nothing (or a loop of links) leaves
+    // nothing to read, the same as no file at all.
     struct stat st{};
-    if (::lstat(path.c_str(), &st) != 0)
+    if (::stat(path.c_str(), &st) != 0)
         return 4;
-    if (::stat(path.c_str(), &st) == 0 && st.st_size == 0)
-        return 9;
-    return 0;
+    return st.st_size == 0 ? 9 : 0;
 }
 
 bool resetFile(const std::string& path)

@@ -10,7 +10,8 @@
 // (a relative destination is taken relative to the current folder, not the
 // link's). A link that cannot be read, or a chain of more than 40, gives none.
 std::optional<struct stat> attributesOfItemAtPath(const std::string& path, bool traverseLink);
-// 4 nothing at the path, 9 an empty file (links followed), 0 otherwise.
+// 4 nothing at the path, 9 an empty file, 0 otherwise; links are followed,
+// so a link to nothing gives 4.
 int isFileAcceptable(const std::string& path);
 // Empties the file, keeping its owner, group and mode (defaults when new).
 bool resetFile(const std::string& path);

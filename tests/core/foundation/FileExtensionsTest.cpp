@@ -19,6 +19,10 @@ TEST(FileExtensionsTest, AcceptabilityCodes)
     EXPECT_EQ(isFileAcceptable(empty), 9);
     EXPECT_EQ(isFileAcceptable(dir.file("link-to-empty")), 9);
     EXPECT_EQ(isFileAcceptable(full), 0);
+    std::filesystem::create_symlink(dir.file("gone"), dir.file("link-to-nothing"));
+    std::filesystem::create_symlink(full, dir.file("link-to-full"));
+    EXPECT_EQ(isFileAcceptable(dir.file("link-to-nothing")), 4);
+    EXPECT_EQ(isFileAcceptable(dir.file("link-to-full")), 0);
 }
 
 TEST(FileExtensionsTest, LinksAreFollowedRelativeToTheCurrentFolder)
