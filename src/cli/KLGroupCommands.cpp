@@ -3,9 +3,9 @@
 #include "KLCliController.h"
 #include "KLCliError.h"
 #include "KLCliSession.h"
+#include "KLCollectionExtensions.h"
 #include "KLGroupsDataSource.h"
 #include "KLPasteboard.h"
-#include "KLUserDefaults.h"
 #include "KLUserItem.h"
 #include "KLUsersDataSource.h"
 
@@ -17,8 +17,6 @@
 namespace {
 
 constexpr const char* kGroupColumn = "group";
-constexpr const char* kSortGroups = "Sort Groups";
-constexpr const char* kCaseSensitiveCompare = "Case Sensitive Compare";
 constexpr const char* kBadGroupName =
     "Group names must be unique and cannot contain spaces, tabs, or line returns";
 constexpr const char* kAlreadyMember = "User \"%u\" is already in group \"%g\"";

@@ -1,6 +1,7 @@
 #include "KLGroupsDataSource.h"
 
 #include "KLAtomicFile.h"
+#include "KLCollectionExtensions.h"
 #include "KLFileExtensions.h"
 #include "KLLog.h"
 #include "KLNameSet.h"
@@ -15,7 +16,6 @@
 namespace {
 
 constexpr const char* kSortGroupsKey = "Sort Groups";
-constexpr const char* kCaseSensitiveKey = "Case Sensitive Compare";
 
 bool isASCII(std::string_view text)
 {
@@ -205,7 +205,7 @@ KLUserItem* KLGroupsDataSource::addNewGroup(const std::string& name)
 
 void KLGroupsDataSource::sortGroups()
 {
-    bool caseSensitive = KLUserDefaults::standardUserDefaults().boolForKey(kCaseSensitiveKey);
+    bool caseSensitive = caseSensitiveCompare();
     KLUserItem::Children& groups = rootArray();
     std::stable_sort(groups.begin(), groups.end(),
                      [caseSensitive](const auto& a, const auto& b) { return a->compareTo(*b, caseSensitive) < 0; });

@@ -82,9 +82,14 @@ void setBoolValue(KLPlist::Dictionary& dict, bool value, const std::string& key)
     dict[key] = value;
 }
 
+bool caseSensitiveCompare()
+{
+    return KLUserDefaults::standardUserDefaults().boolForKey("Case Sensitive Compare");
+}
+
 int compareUsernames(const std::string& a, const std::string& b)
 {
-    return compareUsernames(a, b, KLUserDefaults::standardUserDefaults().boolForKey("Case Sensitive Compare"));
+    return compareUsernames(a, b, caseSensitiveCompare());
 }
 
 int compareUsernames(const std::string& a, const std::string& b, bool caseSensitive)
@@ -100,5 +105,10 @@ int compareUsernames(const std::string& a, const std::string& b, bool caseSensit
 
 int compareOnUsername(const KLPlist& a, const KLPlist& b)
 {
-    return compareUsernames(a["user"].description(), b["user"].description());
+    return compareOnUsername(a, b, caseSensitiveCompare());
+}
+
+int compareOnUsername(const KLPlist& a, const KLPlist& b, bool caseSensitive)
+{
+    return compareUsernames(a["user"].description(), b["user"].description(), caseSensitive);
 }

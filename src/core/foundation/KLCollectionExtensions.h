@@ -28,5 +28,17 @@ void setBoolValue(KLPlist::Dictionary& dict, bool value, const std::string& key)
 int compareOnUsername(const KLPlist& a, const KLPlist& b);
 // The same rule for two names.
 int compareUsernames(const std::string& a, const std::string& b);
-// The same rule with the setting read once by the caller (for sorts).
+// The same rules with the setting read once by the caller: reading it takes
+// a lock and looks at the settings file, too slow for every comparison of a sort.
+int compareOnUsername(const KLPlist& a, const KLPlist& b, bool caseSensitive);
 int compareUsernames(const std::string& a, const std::string& b, bool caseSensitive);
+// The setting "Case Sensitive Compare".
+bool caseSensitiveCompare();
+// "Comes before" for sorting user records by compareOnUsername's rule; the
+// setting is read once, when the order is made.
+inline auto usernameOrder()
+{
+    return [caseSensitive = caseSensitiveCompare()](const KLPlist& a, const KLPlist& b) {
+        return compareOnUsername(a, b, caseSensitive) < 0;
+    };
+}

@@ -100,8 +100,7 @@ void FendrelPref::setShouldSortUsers(bool sort)
 {
     if (sort && users_) {
         KLPlist::Array& list = users_->dataArray();
-        std::stable_sort(list.begin(), list.end(),
-                         [](const KLPlist& a, const KLPlist& b) { return compareOnUsername(a, b) < 0; });
+        std::stable_sort(list.begin(), list.end(), usernameOrder());
         users_->dataArrayDidChange();
     }
     defaults().setBool(sort, kSortUsers);

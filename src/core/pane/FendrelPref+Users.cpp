@@ -152,8 +152,7 @@ void FendrelPref::endNewUser(void*)
         old = list[static_cast<std::size_t>(selected - 1)];
     list.emplace_back(KLPlist::Dictionary{{kUserKey, name}, {kPasswordKey, users_->encryptPassword(password)}});
     if (defaults().boolForKey(kSortUsers))
-        std::stable_sort(list.begin(), list.end(),
-                         [](const KLPlist& a, const KLPlist& b) { return compareOnUsername(a, b) < 0; });
+        std::stable_sort(list.begin(), list.end(), usernameOrder());
     users_->dataArrayDidChange();
     if (editing && o_.userTable) {
         int row = selected;

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 TEST(StringExtensionsTest, WhitespaceTrimmingUsesOnlyFourCharacters)
@@ -73,6 +75,20 @@ TEST(StringExtensionsTest, HeaderStrippingLooksAtTheFirst511BytesOnly)
     std::string unchanged = late;
     stripHeaders(late);
     EXPECT_EQ(late, unchanged);
+
+    // The exact edge: a header block of 511 bytes (its blank line ending on
+    // the last byte looked at) is removed, one of 512 is not.
+    auto headerOf = [](std::size_t length) {
+        std::string start = "HTTP/1.0 200 OK\r\nX: ";
+        return start + std::string(length - start.size() - 4, 'a') + "\r\n\r\n";
+    };
+    std::string edge = headerOf(511) + "body";
+    ASSERT_EQ(edge.find("\r\n\r\n") + 4, 511u);
+    stripHeaders(edge);
+    EXPECT_EQ(edge, "body");
+    std::string past = headerOf(512) + "body";
+    stripHeaders(past);
+    EXPECT_EQ(past, headerOf(512) + "body");
 
     std::string withNul = std::string("HTTP\0/1.0\r\n\r\nbody", 18);
     std::string copy = withNul;
@@ -152,6 +168,33 @@ TEST(CollectionExtensionsTest, UserOrderFollowsTheCaseSetting)
     EXPECT_EQ(compareUsernames("ALICE", "alice"), 0);
     defaults.setBool(true, "Case Sensitive Compare");
     EXPECT_EQ(compareOnUsername(alice, bob), 1);
+    EXPECT_EQ(compareOnUsername(alice, bob, false), -1);
+}
+
+TEST(CollectionExtensionsTest, SortOrderReadsTheCaseSettingOnceWhenMade)
+{
+    auto& defaults = KLUserDefaults::standardUserDefaults();
+    defaults.setApplicationIdentifier("test.case-order");
+    const KLPlist::Array records{KLPlist(KLPlist::Dictionary{{"user", "carol"}}),
+                                 KLPlist(KLPlist::Dictionary{{"user", "Bob"}}),
+                                 KLPlist(KLPlist::Dictionary{{"user", "alice"}})};
+    const std::vector<std::string> ignoringCase{"alice", "Bob", "carol"};
+    const std::vector<std::string> byCase{"Bob", "alice", "carol"};
+    auto sorted = [&](const auto& order) {
+        KLPlist::Array list = records;
+        std::stable_sort(list.begin(), list.end(), order);
+        return flattenedStringsWithKey(list, "user");
+    };
+
+    defaults.setBool(false, "Case Sensitive Compare");
+    auto before = usernameOrder();
+    EXPECT_EQ(sorted(before), ignoringCase);
+    defaults.setBool(true, "Case Sensitive Compare");
+    // A new sort follows the setting; an order already made keeps what it read.
+    EXPECT_EQ(sorted(usernameOrder()), byCase);
+    EXPECT_EQ(sorted(before), ignoringCase);
+    defaults.setBool(false, "Case Sensitive Compare");
+    EXPECT_EQ(sorted(usernameOrder()), ignoringCase);
 }
 
 } // namespace
