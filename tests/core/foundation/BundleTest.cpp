@@ -1,0 +1,63 @@
+#include "KLBundle.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace {
+
+// Sets an environment variable for one scope and puts the old value back.
+class ScopedEnvironment
+{
+public:
+    ScopedEnvironment(const char* name, const std::string& value) : name_(name)
+    {
+        if (const char* old = std::getenv(name))
+            old_ = old;
+        ::setenv(name, value.c_str(), 1);
+    }
+    ~ScopedEnvironment()
+    {
+        if (old_)
+            ::setenv(name_, old_->c_str(), 1);
+        else
+            ::unsetenv(name_);
+    }
+
+private:
+    const char* name_;
+    std::optional<std::string> old_;
+};
+
+TEST(BundleTest, ResourcesComeFromTheOverrideOrTheTree)
+{
+    const KLBundle& bundle = KLBundle::main();
+    {
+        ScopedEnvironment unset("FENDREL_RESOURCES", "");
+        // Run from the build tree, the shipped resources are found.
+        auto shipped = bundle.pathForResource("errors", "plist");
+        ASSERT_TRUE(shipped);
+        EXPECT_EQ(*shipped, bundle.resourcePath() + "/errors.plist");
+    }
+    TempDir dir;
+    std::string own = dir.write("errors.plist", "<plist/>");
+    ScopedEnvironment resources("FENDREL_RESOURCES", dir.path());
+    EXPECT_EQ(bundle.resourcePath(), dir.path());
+    EXPECT_EQ(bundle.pathForResource("errors", "plist"), std::optional<std::string>(own));
+    EXPECT_FALSE(bundle.pathForResource("credits", "html"));
+    EXPECT_FALSE(bundle.pathForResource("errors", "xml"));
+}
+
+TEST(BundleTest, HelperOverrideNamesOnlyWebCheck)
+{
+    ScopedEnvironment helper("FENDREL_WEBCHECK", "/opt/test/WebCheck");
+    EXPECT_EQ(KLBundle::main().pathForAuxiliaryExecutable("WebCheck"),
+              std::optional<std::string>("/opt/test/WebCheck"));
+    EXPECT_NE(KLBundle::main().pathForAuxiliaryExecutable("OtherTool"),
+              std::optional<std::string>("/opt/test/WebCheck"));
+}
+
+} // namespace
