@@ -172,8 +172,10 @@ TEST(PlistTest, BinaryNestingLookRefusesWhatItCannotFollow)
     // Lists libplist writes itself pass, long arrays (a count of their own)
     // and dictionaries included.
     KLPlist::Array many;
-    for (int i = 0; i < 40; ++i)
-        many.push_back(KLPlist::Dictionary{{"n", i}, {"inner", KLPlist::Array{KLPlist("x")}}});
+    for (int i = 0; i < 40; ++i) {
+        KLPlist::Dictionary entry{{"n", i}, {"inner", KLPlist::Array{KLPlist("x")}}};
+        many.emplace_back(std::move(entry));
+    }
     KLPlist dict = KLPlist::Dictionary{{"a", KLPlist::Array{KLPlist(1), KLPlist::Dictionary{{"b", many}}}}};
     std::string binary = binaryOf(dict);
     ASSERT_TRUE(binary.starts_with("bplist00"));
