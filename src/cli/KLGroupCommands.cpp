@@ -3,7 +3,6 @@
 #include "KLCliController.h"
 #include "KLCliError.h"
 #include "KLCliSession.h"
-#include "KLCollectionExtensions.h"
 #include "KLGroupsDataSource.h"
 #include "KLPasteboard.h"
 #include "KLUserItem.h"
@@ -11,7 +10,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <memory>
 
 namespace {
