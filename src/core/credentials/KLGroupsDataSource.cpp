@@ -141,6 +141,10 @@ bool KLGroupsDataSource::writeGroupfile()
         KLLog("Fendrel: the groups file " + *path + " could not be read and is left as it is");
         return false;
     }
+    if (membersIncomplete_) {
+        KLLog("Fendrel: the groups file " + *path + " is left as it is: the users file could not be read");
+        return false;
+    }
     std::string text = groupfileText(*root_);
     if (!isASCII(text)) {
         KLLog("Fendrel: the groups file " + *path + " is not written: a group or member name is not ASCII");

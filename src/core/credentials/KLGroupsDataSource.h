@@ -45,6 +45,9 @@ public:
     // Atomically, in ASCII; false, keeping the old file, when a name is not
     // ASCII or the file cannot be written or was there but unreadable.
     bool writeGroupfile();
+    // The groups were read against users that could not be read, so their
+    // members are incomplete: the file is left as it is from now on.
+    void setMembersIncomplete() { membersIncomplete_ = true; }
     // A group named so in any letter case, other than the group whose name
     // is being edited in the outline.
     bool containsItem(const std::string& name) const;
@@ -102,6 +105,7 @@ private:
     KLListView* outlineView_ = nullptr;
     std::function<void()> action_;
     bool unreadableFile_ = false;
+    bool membersIncomplete_ = false;
     mutable std::optional<KLNameIndex> exactNames_;
     mutable std::optional<KLNameIndex> foldedNames_;
 };

@@ -45,6 +45,8 @@ public:
     // when the file on disk was there but could not be read (its contents
     // would otherwise be replaced by a list that never held them).
     bool writeUserfile();
+    // Whether the users file was there but could not be read or decoded.
+    bool couldNotReadFile() const { return unreadableFile_; }
     static std::string encryptPassword(const std::string& password);
     // Whether DES crypt will ignore part of this password (the hash is made
     // all the same; the pane may warn).

@@ -115,6 +115,8 @@ void FendrelPref::reloadUsersAndGroups()
         o_.userTable->reloadData();
     }
     setGroups(KLGroupsDataSource::initWithUsers(flattenedStringsWithKey(users_->dataArray(), "user")));
+    if (users_->couldNotReadFile())
+        groups_->setMembersIncomplete();
     groups_->setOutlineView(o_.groupOutline);
     groups_->setAction([this] { groupClick(nullptr); });
     if (o_.groupOutline) {

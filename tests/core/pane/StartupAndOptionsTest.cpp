@@ -232,6 +232,22 @@ TEST_F(StartupTest, ManualEditorTabFollowsItsCheck)
     EXPECT_EQ(manualEditCheck.stateValue, 0);
 }
 
+// Groups read against users that could not be read have lost their members
+// on the way in; writing them back would empty every group.
+TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre)
+{
+    const std::string users = "\xEF\xBB\xBF" "alice:abcdefghijklm\n\xFF";
+    root.write(".htusers", users);
+    root.write(".htgroups", "staff: alice \n");
+    wake();
+    EXPECT_TRUE(userNames().empty());
+    pref->didUnselect();
+    EXPECT_EQ(readFile(root.file(".htusers")), users);
+    EXPECT_EQ(readFile(root.file(".htgroups")), "staff: alice \n");
+    ASSERT_EQ(alerts.shown.size(), 2u);
+    EXPECT_NE(alerts.shown[1].message.find(pref->errors()[FendrelPref::kGroupsFileNotWritten]), std::string::npos);
+}
+
 TEST_F(StartupTest, LeavingThePaneWritesBothFilesAndHidesHelp)
 {
     wake();
