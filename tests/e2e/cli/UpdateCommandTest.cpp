@@ -55,6 +55,23 @@ protected:
     {
         ASSERT_EQ(runCli({"settings", "set", "Update Server", address}).status, 0);
     }
+    // A check without a usable answer fails with the alert's line, in text
+    // and in JSON alike; returns the JSON.
+    static nlohmann::json expectFailedCheck(const std::string& error, const char* status, const char* title)
+    {
+        CliResult plain = runCli({"update", "check"});
+        EXPECT_EQ(plain.status, 1);
+        EXPECT_EQ(plain.out, "");
+        EXPECT_EQ(plain.err, error);
+
+        CliResult result = runCli({"--json", "update", "check"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err, error);
+        nlohmann::json json = result.json();
+        EXPECT_EQ(json["status"], status);
+        EXPECT_EQ(json["title"], title);
+        return json;
+    }
 };
 
 } // namespace
@@ -124,35 +141,14 @@ TEST_F(UpdateCommandTest, AServerThatDoesNotListTheProductFailsTheCheck)
     std::string body = KLPlist(KLPlist::Dictionary{{"QOTD", KLPlist("Maintenance tonight")}}).toXML();
     LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, body}}));
     useServer(server.address());
-
-    CliResult plain = runCli({"update", "check"});
-    EXPECT_EQ(plain.status, 1);
-    EXPECT_EQ(plain.out, "");
-    EXPECT_EQ(plain.err, kNotListed);
-
-    CliResult result = runCli({"--json", "update", "check"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, kNotListed);
-    nlohmann::json json = result.json();
-    EXPECT_EQ(json["status"], "not-found");
-    EXPECT_EQ(json["title"], "Product Not Found");
+    expectFailedCheck(kNotListed, "not-found", "Product Not Found");
     EXPECT_EQ(runCli({"settings", "get", "Last Version Check"}).status, 4) << "a failed check is not recorded";
 }
 
 TEST_F(UpdateCommandTest, AClosedPortOrAGarbledReplyIsNoConnection)
 {
     useServer(closedPortAddress());
-    CliResult plain = runCli({"update", "check"});
-    EXPECT_EQ(plain.status, 1);
-    EXPECT_EQ(plain.out, "");
-    EXPECT_EQ(plain.err, kNoConnection);
-
-    CliResult result = runCli({"--json", "update", "check"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, kNoConnection);
-    nlohmann::json json = result.json();
-    EXPECT_EQ(json["status"], "no-connection");
-    EXPECT_EQ(json["title"], "Could not connect to server");
+    nlohmann::json json = expectFailedCheck(kNoConnection, "no-connection", "Could not connect to server");
     EXPECT_TRUE(json["error"].is_null());
 
     // A reply that is not a property list is no answer either.
