@@ -1,12 +1,12 @@
 #include "KLAddressCommands.h"
 
+#include "FendrelPref.h"
 #include "KLCliController.h"
 #include "KLCliError.h"
 #include "KLCliSession.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cctype>
 #include <memory>
 
@@ -66,8 +66,7 @@ void KLAddressCommands::list(KLCliSession& session)
 void KLAddressCommands::add(KLCliSession& session, const std::string& typed)
 {
     std::string address = lowercase(typed);
-    const std::vector<std::string>& bad = KLCliController::badAddresses();
-    if (address.empty() || std::find(bad.begin(), bad.end(), address) != bad.end())
+    if (!FendrelPref::isUsableAddress(address))
         throw KLCliError(KLExitStatus::Refused, withAddress(kBadAddress, address));
     KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
     if (controller.indexOfAddress(address) != KLPaneContext::kNotFound)

@@ -28,8 +28,14 @@ constexpr const char* kDescription =
 constexpr const char* kUsageHint = "Run 'fendrelctl --help' for usage.";
 constexpr const char* kUnknownFailure = "unexpected failure";
 
-void printError(const std::string& message)
+// One line whatever the message quotes: a typed name or address may hold
+// line breaks or other control characters.
+void printError(std::string message)
 {
+    for (char& c : message) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = '?';
+    }
     std::fprintf(stderr, "%s: %s\n", kProgram, message.c_str());
 }
 

@@ -54,12 +54,6 @@ std::string lowercase(std::string text)
     return text;
 }
 
-bool isBadAddress(const std::string& address)
-{
-    const std::vector<std::string>& bad = FendrelPref::badAddresses();
-    return address.empty() || std::find(bad.begin(), bad.end(), address) != bad.end();
-}
-
 // Whether the pane would let the check box of this row be clicked.
 bool tableCellEnabled(KLTableDataSource& source, KLListView& view, int row)
 {
@@ -197,7 +191,7 @@ void KLFolderCommands::grant(KLCliSession& session, const std::string& folder, G
         groupNodes.push_back(&controller.groupNode(name));
     for (std::string& address : grant.addresses) {
         address = lowercase(address);
-        if (isBadAddress(address))
+        if (!FendrelPref::isUsableAddress(address))
             throw KLCliError(KLExitStatus::Refused, withText(kBadAddress, address));
         if (!on && controller.indexOfAddress(address) == KLPaneContext::kNotFound)
             throw KLCliError(KLExitStatus::NotFound, kNoSuchAddress + address);

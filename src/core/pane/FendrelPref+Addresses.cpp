@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string_view>
 
 namespace {
 constexpr const char* kAddressArray = "Address Array";
@@ -23,6 +24,13 @@ bool isBadAddress(const std::string& address)
     return std::find(bad.begin(), bad.end(), address) != bad.end();
 }
 
+bool isAddressCharacter(char c)
+{
+    constexpr std::string_view kPunctuation = ".-_:/=[]%";
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           kPunctuation.find(c) != std::string_view::npos;
+}
+
 std::string lowercase(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -30,6 +38,11 @@ std::string lowercase(std::string text)
     return text;
 }
 } // namespace
+
+bool FendrelPref::isUsableAddress(const std::string& address)
+{
+    return !address.empty() && !isBadAddress(address) && std::all_of(address.begin(), address.end(), isAddressCharacter);
+}
 
 void FendrelPref::storeAddresses()
 {
@@ -52,7 +65,7 @@ void FendrelPref::replaceAddressAtIndex(std::size_t index, const std::string& ad
 {
     KL_PARAMETER_ASSERT_TEXT(index < addresses_->size(), "old >= 0 && old < [addresses count]");
     (*addresses_)[index] = address;
-    if (!isBadAddress(address)) {
+    if (isUsableAddress(address)) {
         storeAddresses();
         return;
     }
@@ -107,7 +120,7 @@ void FendrelPref::addAddressesFromArray(const std::vector<std::string>& list)
     bool added = false;
     for (const std::string& entry : list) {
         std::string address = lowercase(entry);
-        if (indexOfAddress(address) != kNotFound || isBadAddress(address))
+        if (indexOfAddress(address) != kNotFound || !isUsableAddress(address))
             continue;
         addresses_->emplace_back(address);
         added = true;

@@ -44,6 +44,11 @@ public:
     // defaults (values of the active layout). Runs once; later calls do nothing.
     static void initialize();
     static const std::vector<std::string>& badAddresses();
+    // Whether a text can stand in an access file's address list: a host
+    // name, an IPv4 or IPv6 address or network, an env= form. Blanks, line
+    // breaks, "#" and quotes would change the lines around the list, and the
+    // bad addresses are never accepted.
+    static bool isUsableAddress(const std::string& address);
     // The defaults registered by initialize(), for the active layout.
     static KLPlist::Dictionary registeredDefaults();
 

@@ -144,6 +144,27 @@ TEST_F(AddressesTest, MergingLowersDropsDuplicatesAndBadOnes)
     EXPECT_EQ(stored(), pref->addresses());
 }
 
+// Host names, IPv4 and IPv6 addresses and networks and env= forms are
+// addresses; texts that would add or change lines of the access file are not.
+TEST_F(AddressesTest, TextsThatWouldBreakTheAccessFileAreNoAddresses)
+{
+    wake();
+    pref->addAddressesFromArray({"10.0.0.0/8", "fe80::1%eth0", "env=let_me_in", "Host-1.example_net",
+                                 "10.9.9.9\nAllow from all", "10.0.0.1 10.0.0.2", "10.0.0.3#", "\"q\"", "",
+                                 "caf\u00e9.example"});
+    const KLPlist::Array usable = {"127.0.0.1", "10.0.0.0/8", "fe80::1%eth0", "env=let_me_in", "host-1.example_net"};
+    EXPECT_EQ(pref->addresses(), usable);
+    EXPECT_EQ(stored(), usable);
+
+    pref->addAddress(nullptr);
+    for (const char* typed : {"10.0.0.1 10.0.0.2", "", "10.0.0.1\tx"})
+        pref->replaceAddressAtIndex(usable.size(), typed);
+    EXPECT_EQ(workspace.beeps, 3);
+    EXPECT_EQ(stored(), usable);
+    pref->replaceAddressAtIndex(usable.size(), "192.168.0.0/255.255.0.0");
+    EXPECT_EQ(stored().back(), KLPlist("192.168.0.0/255.255.0.0"));
+}
+
 TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
 {
     wake();
