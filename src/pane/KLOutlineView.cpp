@@ -12,6 +12,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 KLOutlineView::KLOutlineView(const QString& outletName, QtColumns columns, QWidget* parent)
     : QTreeView(parent), model_(new QtOutlineModel(*this, std::move(columns), this))
@@ -286,6 +287,22 @@ void KLOutlineView::paintEvent(QPaintEvent* event)
     painting_ = false;
 }
 
+// A row is current with the column Qt last put the cursor on, often a check
+// box; the edit key means the row's name, not that column.
+bool KLOutlineView::edit(const QModelIndex& index, EditTrigger trigger, QEvent* event)
+{
+    if (trigger == EditKeyPressed && index.isValid() && !(index.flags() & Qt::ItemIsEditable)) {
+        for (int column = 0; column < model_->columnCount(index.parent()); ++column) {
+            QModelIndex name = index.siblingAtColumn(column);
+            if (name.flags() & Qt::ItemIsEditable) {
+                selectionModel()->setCurrentIndex(name, QItemSelectionModel::NoUpdate);
+                return QTreeView::edit(name, trigger, event);
+            }
+        }
+    }
+    return QTreeView::edit(index, trigger, event);
+}
+
 void KLOutlineView::keyPressEvent(QKeyEvent* event)
 {
     if (state() != QAbstractItemView::EditingState && KLListKeys::isDeleteKey(*event)) {
@@ -349,7 +366,19 @@ void KLOutlineView::commitData(QWidget* editor)
         return;
     }
     refusedEditor_ = nullptr;
+    editorHadFocus_ = editor && editor->hasFocus();
+    editedColumn_ = currentIndex().column();
+    releasedWhileCommitting_ = false;
+    committing_ = true;
     QTreeView::commitData(editor);
+    committing_ = false;
+}
+
+void KLOutlineView::reset()
+{
+    if (committing_)
+        releasedWhileCommitting_ = true;
+    QTreeView::reset();
 }
 
 void KLOutlineView::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint)
@@ -360,5 +389,28 @@ void KLOutlineView::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditH
         return;
     }
     refusedEditor_ = nullptr;
+    if (std::exchange(releasedWhileCommitting_, false)) {
+        endReleasedEdit(hint);
+        return;
+    }
     QTreeView::closeEditor(editor, hint);
+}
+
+// The source reloaded the rows while the edit was stored, so Qt has already
+// dropped the editor and moved the focus on; the edit ends here as Qt would
+// have ended it: the list takes the focus back, and Tab edits the next row.
+void KLOutlineView::endReleasedEdit(QAbstractItemDelegate::EndEditHint hint)
+{
+    if (std::exchange(editorHadFocus_, false))
+        setFocus(Qt::OtherFocusReason);
+    if (hint != QAbstractItemDelegate::EditNextItem && hint != QAbstractItemDelegate::EditPreviousItem)
+        return;
+    CursorAction move = hint == QAbstractItemDelegate::EditNextItem ? MoveNext : MovePrevious;
+    QModelIndex next = moveCursor(move, Qt::NoModifier);
+    if (!next.isValid() || editedColumn_ < 0)
+        return;
+    next = next.siblingAtColumn(editedColumn_);
+    selectionModel()->setCurrentIndex(next, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    if (next.flags() & Qt::ItemIsEditable)
+        edit(next, AllEditTriggers, nullptr);
 }

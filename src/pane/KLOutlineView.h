@@ -15,12 +15,14 @@ class QtOutlineModel;
 // as shown (expanded children included). The delete key asks the pane to
 // delete the selected row (-1 when none); Return ends an edit and keeps the
 // row; a data source with text validation decides whether an edit may end;
-// the source may refuse a selection the user makes.
+// the source may refuse a selection the user makes. The edit key on a row
+// edits its first editable column, whichever column is current.
 class KLOutlineView : public QTreeView, public KLListView
 {
     Q_OBJECT
 public:
     KLOutlineView(const QString& outletName, QtColumns columns, QWidget* parent = nullptr);
+    using QTreeView::edit;
 
     QtOutlineModel* outlineModel() const { return model_; }
     int columnIndex(const std::string& identifier) const;
@@ -33,6 +35,8 @@ public:
     // Selects a row as the user's choice: the source may refuse it.
     bool userSelectRow(int row);
     int rowForIndex(const QModelIndex& index) const;
+    // Qt's answer to a model reset; it lets go of any open editor.
+    void reset() override;
 
     // KLControl
     void setEnabled(bool enabled) override { QTreeView::setEnabled(enabled); }
@@ -65,6 +69,7 @@ signals:
     void selectionDidChange();
 
 protected:
+    bool edit(const QModelIndex& index, EditTrigger trigger, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,
@@ -75,6 +80,7 @@ protected:
 
 private:
     void notifySelection();
+    void endReleasedEdit(QAbstractItemDelegate::EndEditHint hint);
     void expandPending();
     void restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent);
 
@@ -84,6 +90,12 @@ private:
     std::set<KLItem> pendingExpansion_;
     // The editor whose text the source refused; it stays open.
     QPointer<QWidget> refusedEditor_;
+    // Set while an edit is being stored: a source that reloads the view then
+    // makes Qt let go of the editor before the edit has ended.
+    bool committing_ = false;
+    bool releasedWhileCommitting_ = false;
+    bool editorHadFocus_ = false;
+    int editedColumn_ = -1;
     // A refused press also refuses the release and moves that follow it.
     mutable bool refusedPress_ = false;
 };

@@ -111,13 +111,15 @@ public:
             return nodeOf(item)->active;
         return nodeOf(item)->name;
     }
-    void setObjectValue(KLListView&, const KLPlist& value, const std::string& column, KLItem item) override
+    void setObjectValue(KLListView& view, const KLPlist& value, const std::string& column, KLItem item) override
     {
         if (column == "active")
             nodeOf(item)->active = value.boolReading().value_or(false);
         else
             nodeOf(item)->name = value.description();
         ++sets;
+        if (reloadOnSet)
+            view.reloadData();
     }
     bool shouldEdit(KLListView&, const std::string& column, KLItem item) override
     {
@@ -168,6 +170,7 @@ public:
 
     Node root;
     bool refuseSelection = false;
+    bool reloadOnSet = false;
     Node* allowed = nullptr;
     int sets = 0;
     int selectionQuestions = 0;

@@ -6,6 +6,7 @@
 #include "PaneTestApp.h"
 #include "QtOutlineModel.h"
 #include "QtTableModel.h"
+#include "QtWarningCatcher.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -163,6 +164,57 @@ TEST_F(KLOutlineViewTest, ReturnWithARefusedNameKeepsTheEditorOpen)
     ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
     EXPECT_EQ(guests->name, "visitors");
     EXPECT_EQ(view.selectedRow(), 1);
+}
+
+TEST_F(KLOutlineViewTest, ASourceThatReloadsWhileStoringTheNameLeavesTheFocusInTheList)
+{
+    QtWarningCatcher warnings;
+    source.reloadOnSet = true;
+    view.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&view));
+    view.selectRow(0, false);
+    view.editColumn("group", 0);
+    QLineEdit* editor = openEditor(view);
+    ASSERT_TRUE(editor);
+    ASSERT_EQ(QApplication::focusWidget(), editor);
+    editor->setText("crew");
+    QTest::keyClick(editor, Qt::Key_Return);
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
+    EXPECT_EQ(staff->name, "crew");
+    EXPECT_EQ(view.selectedRow(), 0);
+    EXPECT_EQ(QApplication::focusWidget(), &view);
+
+    // Tab ends the edit the usual way: the next row's name is edited.
+    view.editColumn("group", 0);
+    editor = openEditor(view);
+    ASSERT_TRUE(editor);
+    editor->setText("team");
+    QTest::keyClick(editor, Qt::Key_Tab);
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return view.isEditing() && openEditor(view) != editor; }));
+    EXPECT_EQ(staff->name, "team");
+    EXPECT_EQ(view.selectedRow(), 1);
+    ASSERT_TRUE(openEditor(view));
+    EXPECT_EQ(openEditor(view)->text(), "guests");
+    EXPECT_EQ(warnings.containing("does not belong to this view"), QStringList());
+}
+
+TEST_F(KLOutlineViewTest, TheEditKeyRenamesTheRowWhicheverColumnIsCurrent)
+{
+    view.selectRow(0, false);
+    view.setFocus();
+    view.setCurrentIndex(view.indexAtRow(0, 1)); // the check box column
+    QTest::keyClick(&view, Qt::Key_F2);
+    ASSERT_TRUE(view.isEditing());
+    QLineEdit* editor = openEditor(view);
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(editor->text(), "staff");
+    QTest::keyClick(editor, Qt::Key_Escape);
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
+
+    view.expandItem(staff);
+    view.setCurrentIndex(view.indexAtRow(1, 1)); // alice, a member
+    QTest::keyClick(&view, Qt::Key_F2);
+    EXPECT_FALSE(view.isEditing()) << "a member's name cannot be edited";
 }
 
 TEST_F(KLOutlineViewTest, EscapeDropsTheEditWithoutAsking)
