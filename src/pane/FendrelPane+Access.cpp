@@ -93,6 +93,8 @@ QWidget* FendrelPane::makeAccessTab()
     webDirOutline_ = new KLOutlineView("webDirOutline", folderColumns);
     webDirOutline_->setIntercellSpacing(QSize(0, kIntercellHeight));
     webDirOutline_->setUniformRowHeights(true);
+    // A double click opens the folder's web address, and only that.
+    webDirOutline_->setExpandsOnDoubleClick(false);
     webDirOutline_->setItemDelegateForColumn(0, new NSImageAndTextCell(webDirOutline_));
     protectCell_ = new KLPopUpCell(modes, webDirOutline_);
     webDirOutline_->setItemDelegateForColumn(1, protectCell_);

@@ -46,15 +46,17 @@ constexpr int kHeight = 461;
 
 FendrelPane::FendrelPane(QWidget* parent) : QWidget(parent)
 {
-    setObjectName("pane");
+    setObjectName("window"); // the window outlet: the controller sizes the window through the pane
     QtImages::setUpTheme();
 
     tabs_ = new QTabWidget;
     tabs_->setObjectName("tabs");
     tabs_->addTab(makeAccessTab(), kAccessTabTitle);
+    tabs_->addTab(makeOptionsTab(), kOptionsTabTitle);
+    // Third, because that is where the controller puts the web server tab
+    // back when the server is local again.
     apachePage_ = new KLApachePage;
     tabs_->addTab(apachePage_, kApacheTabTitle);
-    tabs_->addTab(makeOptionsTab(), kOptionsTabTitle);
     tabs_->addTab(makeAboutTab(), kAboutTabTitle);
 
     userSheet_ = new KLUserSheet(this);

@@ -53,6 +53,8 @@ KLApachePage::KLApachePage(QWidget* parent) : QWidget(parent)
     gracefulSwitch_ = named(new QCheckBox(kGracefulTitle), "gracefulSwitch");
     configCheckButton_ = named(new QPushButton(kConfigCheckTitle), "configCheckButton");
     configCheckStatus_ = named(new QLabel, "configCheckStatus");
+    // A QPlainTextEdit is its own scroll view, so the error area is this one
+    // widget: it stands for both the text and the scroll view around it.
     configErrorView_ = named(new QPlainTextEdit, "configErrorView");
     configErrorView_->setReadOnly(true);
     configErrorView_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));

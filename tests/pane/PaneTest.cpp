@@ -7,6 +7,7 @@
 #include "KLUserSheet.h"
 #include "QtOutlineModel.h"
 #include "QtTableModel.h"
+#include "QtWarningCatcher.h"
 #include "UrlCatcher.h"
 
 #include <QAbstractButton>
@@ -34,7 +35,7 @@ std::string read(const std::string& path)
 TEST_F(PaneFixture, EveryOutletIsAWidgetOfThatName)
 {
     const char* outlets[] = {
-        "tabs", "fendrelStatus", "userAddPanel", "userField", "errorField", "confirmField", "passField",
+        "window", "tabs", "fendrelStatus", "userAddPanel", "userField", "errorField", "confirmField", "passField",
         "webDirOutline", "directoryMenu", "userAddressTabs", "userTable", "userEditButton", "userDeleteButton",
         "groupOutline", "groupDeleteButton", "addressMode", "addressTable", "addressDeleteButton",
         "addressDiscoverSwitch", "manualEditTabViewItem", "customViewText", "customSaveButton", "customRevertButton",
@@ -47,7 +48,8 @@ TEST_F(PaneFixture, EveryOutletIsAWidgetOfThatName)
         "configErrorView", "logBox", "logPicker", "logDisplayButton", "webcheckBox", "webcheckButton", "authView",
     };
     for (const char* name : outlets)
-        EXPECT_TRUE(pane().findChild<QWidget*>(name)) << name;
+        EXPECT_TRUE(window->findChild<QWidget*>(name)) << name;
+    EXPECT_EQ(window->findChild<QWidget*>("window"), &pane()) << "the controller sizes the window through the pane";
     EXPECT_EQ(window->windowTitle(), "Fendrel");
     EXPECT_EQ(pane().size(), QSize(670, 461)) << "the controller's content size";
     auto* status = pane().findChild<QLabel*>("fendrelStatus");
@@ -100,8 +102,11 @@ TEST_F(PaneFixture, DeleteKeyInTheUsersTableAsksBeforeDeletingTheUser)
     EXPECT_EQ(read(file(".htusers")).find("alice:"), std::string::npos);
 }
 
-TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedName)
+TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedNameAndTheFocus)
 {
+    QtWarningCatcher warnings;
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     KLOutlineView& groups = *pane().groupOutline();
     pane().findChild<QAbstractButton*>("addGroupButton")->click();
     PaneTestApp::settle();
@@ -109,6 +114,7 @@ TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedName)
     auto* editor = groups.findChild<QLineEdit*>();
     ASSERT_TRUE(editor);
     EXPECT_EQ(editor->text(), "Group 1");
+    EXPECT_EQ(QApplication::focusWidget(), editor);
     editor->setText("STAFF");
     QTest::keyClick(editor, Qt::Key_Return);
     PaneTestApp::settle();
@@ -121,6 +127,19 @@ TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedName)
     int row = groups.selectedRow();
     EXPECT_EQ(groups.indexAtRow(row, 1).data().toString(), "team") << "the edited row stays selected";
     EXPECT_NE(read(file(".htgroups")).find("team:"), std::string::npos);
+    EXPECT_EQ(QApplication::focusWidget(), &groups) << "the outline keeps the keyboard";
+    EXPECT_EQ(warnings.containing("does not belong to this view"), QStringList());
+
+    // The reload left the check box column current; the edit key still
+    // renames the group.
+    ASSERT_EQ(groups.currentIndex().column(), 0);
+    QTest::keyClick(&groups, Qt::Key_F2);
+    ASSERT_TRUE(groups.isEditing());
+    editor = groups.findChild<QLineEdit*>();
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(editor->text(), "team");
+    QTest::keyClick(editor, Qt::Key_Escape);
+    EXPECT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
 }
 
 TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
@@ -309,6 +328,8 @@ TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWi
     UrlCatcher desktop;
     KLOutlineView& outline = *pane().webDirOutline();
     QModelIndex folder = outline.indexAtRow(folderRow(DemoTree::kPublic));
+    ASSERT_TRUE(outline.model()->hasChildren(folder));
+    bool expanded = outline.isExpanded(folder);
     // What the platform sends for a double click: a click, then the second
     // press as a double click, then its release.
     QPoint at = outline.visualRect(folder).center();
@@ -320,6 +341,8 @@ TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWi
     PaneTestApp::settle();
     ASSERT_EQ(desktop.urls.size(), 1);
     EXPECT_EQ(desktop.urls[0], "http://127.0.0.1/public");
+    EXPECT_EQ(outline.isExpanded(outline.indexAtRow(folderRow(DemoTree::kPublic))), expanded)
+        << "the double click does not open or close the folder";
 
     pane().findChild<QAbstractButton*>("revealWebDirButton")->click();
     ASSERT_EQ(desktop.urls.size(), 2);

@@ -5,11 +5,13 @@
 #include "KLHelperTool.h"
 #include "QtAuthorizationView.h"
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSplitter>
+#include <QTabWidget>
 #include <QToolButton>
 
 #include <sys/stat.h>
@@ -128,11 +130,36 @@ TEST_F(WebServerPageTest, AFailedConfigurationTestShowsItsErrorsInTheGrowingArea
     EXPECT_GT(page().findChild<QWidget*>("apachectlBox")->sizeHint().height(), before);
 }
 
+TEST_F(WebServerPageTest, TheRemoteServerOptionPutsTheWebServerTabBackWhereItWas)
+{
+    QTabWidget& tabs = *pane().tabs();
+    auto titles = [&] {
+        QStringList all;
+        for (int i = 0; i < tabs.count(); ++i)
+            all << tabs.tabText(i);
+        return all;
+    };
+    const QStringList before = titles();
+    EXPECT_EQ(tabs.indexOf(&page()), 2) << before.join(", ").toStdString();
+    auto* remote = pane().findChild<QAbstractButton*>("remoteApacheCheck");
+    ASSERT_TRUE(remote->isEnabled()) << "the custom folder is allowed";
+
+    remote->click();
+    PaneTestApp::settle();
+    EXPECT_EQ(tabs.indexOf(&page()), -1);
+    EXPECT_EQ(pane().findChild<QLabel*>("fendrelStatus")->text(), "Apache status not available");
+
+    remote->click();
+    PaneTestApp::settle();
+    EXPECT_EQ(titles(), before) << titles().join(", ").toStdString();
+    EXPECT_EQ(tabs.indexOf(&page()), 2);
+}
+
 TEST_F(PaneFixture, TheDividerKeepsTheControllersLimits)
 {
     QSplitter& split = *pane().splitView();
-    EXPECT_EQ(split.widget(0)->minimumWidth(), static_cast<int>(pref().constrainMinCoordinate(0, 0)));
-    EXPECT_EQ(split.widget(1)->minimumWidth(), static_cast<int>(1000 - pref().constrainMaxCoordinate(1000, 0)));
+    EXPECT_EQ(split.widget(0)->minimumWidth(), 70) << "the folder side: the toolkit's minimum raised by 70";
+    EXPECT_EQ(split.widget(1)->minimumWidth(), 140) << "the rules side: the toolkit's maximum lowered by 140";
     split.setSizes({0, 10000});
     EXPECT_GE(split.sizes()[0], split.widget(0)->minimumWidth());
     split.setSizes({10000, 0});
