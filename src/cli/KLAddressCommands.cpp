@@ -60,7 +60,7 @@ void KLAddressCommands::addTo(CLI::App& app, KLCliSession& session)
 
 void KLAddressCommands::list(KLCliSession& session)
 {
-    printAddresses(session, session.controller(KLFileLock::Mode::Shared));
+    printAddresses(session, session.controller(KLFileLock::Mode::Shared, KLCliSession::Scope::SettingsOnly));
 }
 
 void KLAddressCommands::add(KLCliSession& session, const std::string& typed)
@@ -68,7 +68,7 @@ void KLAddressCommands::add(KLCliSession& session, const std::string& typed)
     std::string address = lowercase(typed);
     if (!FendrelPref::isUsableAddress(address))
         throw KLCliError(KLExitStatus::Refused, withAddress(kBadAddress, address));
-    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
+    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive, KLCliSession::Scope::SettingsOnly);
     if (controller.indexOfAddress(address) != KLPaneContext::kNotFound)
         throw KLCliError(KLExitStatus::Refused, withAddress(kAlreadyKnown, address));
     controller.addKnownAddress(address);
@@ -77,7 +77,7 @@ void KLAddressCommands::add(KLCliSession& session, const std::string& typed)
 
 void KLAddressCommands::remove(KLCliSession& session, const std::string& typed)
 {
-    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
+    KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive, KLCliSession::Scope::SettingsOnly);
     int row = controller.addressRow(lowercase(typed));
     controller.views().addressTable.selectRow(row, false);
     controller.removeAddress(nullptr);

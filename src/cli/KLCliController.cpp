@@ -189,6 +189,22 @@ nlohmann::json KLCliController::folderState(KLFSItem& item)
     };
 }
 
+bool KLCliController::accessFileHolds(KLFSItem& item)
+{
+    std::shared_ptr<KLFSItem> parent = item.parent();
+    std::shared_ptr<KLFSItem> fresh =
+        parent ? KLFSItem::create(item.relativePath(), parent) : KLFSItem::create(item.fullPath());
+    nlohmann::json held = folderState(item);
+    nlohmann::json stored = folderState(*fresh);
+    // Without a file the address mode means nothing: a new item starts in
+    // allow-list mode, a deleted file leaves none.
+    if (!fresh->hasAccessFile()) {
+        held.erase("addressMode");
+        stored.erase("addressMode");
+    }
+    return held == stored;
+}
+
 int KLCliController::userRow(const std::string& name)
 {
     const KLPlist::Array& records = userSource().dataArray();

@@ -50,6 +50,10 @@ public:
     // The protection menu entry the folder outline shows for the item.
     int protectionIndex(KLFSItem& item);
     nlohmann::json folderState(KLFSItem& item);
+    // Whether the folder's access file, read afresh, gives the state the item
+    // holds: a failed write leaves the old file and keeps the new state in
+    // memory only.
+    bool accessFileHolds(KLFSItem& item);
 
     // Rows and nodes by name; each throws KLCliError (not found).
     int userRow(const std::string& name);

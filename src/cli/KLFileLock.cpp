@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -18,12 +19,25 @@ std::string lockMessage(const std::string& path, int error)
     text.replace(text.find("%s"), 2, std::strerror(error));
     return text;
 }
+
+// Like mkdir -p, for the folder of a lock file; failures show when the file
+// itself cannot be made.
+void makeFoldersOf(const std::string& path)
+{
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+        ::mkdir(path.substr(0, slash).c_str(), 0700);
+}
 } // namespace
 
-KLFileLock::KLFileLock(const std::string& path, Mode mode) : path_(path)
+KLFileLock::KLFileLock(const std::string& path, Mode mode, Opening opening) : path_(path)
 {
+    int flags = O_RDONLY | O_CLOEXEC;
+    if (opening == Opening::Created) {
+        makeFoldersOf(path);
+        flags |= O_CREAT;
+    }
     // A folder or a file alike; reading rights are enough for flock.
-    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    fd_ = ::open(path.c_str(), flags, 0600);
     if (fd_ < 0)
         throw KLCliError(errno == ENOENT ? KLExitStatus::NotFound : KLExitStatus::Failure, lockMessage(path, errno));
     int operation = mode == Mode::Exclusive ? LOCK_EX : LOCK_SH;

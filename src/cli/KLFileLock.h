@@ -10,9 +10,12 @@ class KLFileLock
 {
 public:
     enum class Mode { Shared, Exclusive };
+    // Existing: the path must be there (the root folder). Created: a lock
+    // file of its own, made with its folders when missing.
+    enum class Opening { Existing, Created };
 
     // Waits for the lock. Throws KLCliError when the path cannot be opened.
-    KLFileLock(const std::string& path, Mode mode);
+    KLFileLock(const std::string& path, Mode mode, Opening opening = Opening::Existing);
     ~KLFileLock();
     KLFileLock(const KLFileLock&) = delete;
     KLFileLock& operator=(const KLFileLock&) = delete;

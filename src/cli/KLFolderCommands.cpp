@@ -7,6 +7,7 @@
 #include "KLCliSession.h"
 #include "KLFSDataSource.h"
 #include "KLFSItem.h"
+#include "KLFolderAncestry.h"
 #include "KLGroupsDataSource.h"
 #include "KLPlistJSON.h"
 #include "KLUserItem.h"
@@ -39,6 +40,7 @@ constexpr const char* kNoAccessFile = "Folder \"%s\" has no access file";
 constexpr const char* kBadAddress = "Address \"%s\" cannot be used";
 constexpr const char* kNoSuchAddress = "No such address: ";
 constexpr const char* kClearing = "Deleting the access file of \"%s\"";
+constexpr const char* kNotWritten = "The access file of \"%s\" could not be written";
 
 std::string withText(const char* format, const std::string& text)
 {
@@ -138,6 +140,15 @@ void KLFolderCommands::printFolder(KLCliSession& session, KLCliController& contr
     session.output.emit(state, text);
 }
 
+void KLFolderCommands::printWrittenFolder(KLCliSession& session, KLCliController& controller,
+                                          const std::string& folder)
+{
+    KLFSItem& item = controller.selectFolder(folder);
+    if (!controller.accessFileHolds(item))
+        throw KLCliError(KLExitStatus::Failure, withText(kNotWritten, controller.displayPathOf(item)));
+    printFolder(session, controller, folder);
+}
+
 void KLFolderCommands::show(KLCliSession& session, const std::string& folder)
 {
     KLCliController& controller = session.controller(KLFileLock::Mode::Shared);
@@ -149,16 +160,28 @@ void KLFolderCommands::tree(KLCliSession& session)
     KLCliController& controller = session.controller(KLFileLock::Mode::Shared);
     nlohmann::json rows = nlohmann::json::array();
     std::string text;
-    std::vector<KLFSItem*> pending = {controller.folderSource().rootItem()};
+    // Links to folders count as folders, so a link back up would repeat its
+    // target below itself without end: a folder that is already one of its
+    // own ancestors is listed, not entered.
+    struct Pending
+    {
+        KLFSItem* item;
+        std::shared_ptr<const KLFolderAncestry> ancestry;
+    };
+    std::vector<Pending> pending = {{controller.folderSource().rootItem(), nullptr}};
     while (!pending.empty()) {
-        KLFSItem* item = pending.back();
+        Pending next = pending.back();
         pending.pop_back();
+        KLFSItem* item = next.item;
         std::string mode = kModes.at(static_cast<std::size_t>(controller.protectionIndex(*item)));
         std::string path = controller.displayPathOf(*item);
         rows.push_back({{"path", path}, {"mode", mode}, {"hasAccessFile", item->hasAccessFile()}});
         text += mode + std::string(10 - std::min<std::size_t>(mode.size(), 9), ' ') + path + "\n";
+        std::shared_ptr<const KLFolderAncestry> ancestry = next.ancestry;
+        if (!KLFolderAncestry::enter(ancestry, item->fullPath()))
+            continue;
         for (int i = item->numberOfChildren() - 1; i >= 0; --i)
-            pending.push_back(item->childAtIndex(i));
+            pending.push_back({item->childAtIndex(i), ancestry});
     }
     session.output.emit(rows, text);
 }
@@ -170,7 +193,7 @@ void KLFolderCommands::protect(KLCliSession& session, const std::string& folder,
     auto index = std::find(kModes.begin(), kModes.end(), mode) - kModes.begin();
     controller.folderSource().setObjectValue(controller.views().webDirOutline, KLPlist(static_cast<int>(index)),
                                        kProtectColumn, &item);
-    printFolder(session, controller, folder);
+    printWrittenFolder(session, controller, folder);
 }
 
 void KLFolderCommands::grant(KLCliSession& session, const std::string& folder, Grant grant, bool on)
@@ -223,7 +246,7 @@ void KLFolderCommands::grant(KLCliSession& session, const std::string& folder, G
         int row = controller.addressRow(address);
         addresses.setObjectValue(views.addressTable, KLPlist(on), kActiveColumn, row);
     }
-    printFolder(session, controller, folder);
+    printWrittenFolder(session, controller, folder);
 }
 
 void KLFolderCommands::addressMode(KLCliSession& session, const std::string& folder, const std::string& mode)
@@ -235,7 +258,7 @@ void KLFolderCommands::addressMode(KLCliSession& session, const std::string& fol
         throw KLCliError(KLExitStatus::Refused, withText(kNotAddressProtected, controller.displayPathOf(item)));
     matrix.selectCellAtRow(mode == kAllow ? kAllowRow : kDenyRow);
     controller.changeAddressMode(&matrix);
-    printFolder(session, controller, folder);
+    printWrittenFolder(session, controller, folder);
 }
 
 void KLFolderCommands::clear(KLCliSession& session, const std::string& folder)
@@ -246,5 +269,5 @@ void KLFolderCommands::clear(KLCliSession& session, const std::string& folder)
         throw KLCliError(KLExitStatus::Refused, withText(kNoAccessFile, controller.displayPathOf(item)));
     controller.clearAccessPrompt(nullptr);
     controller.requireConfirmation(withText(kClearing, controller.displayPathOf(item)));
-    printFolder(session, controller, folder);
+    printWrittenFolder(session, controller, folder);
 }

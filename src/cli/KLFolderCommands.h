@@ -34,4 +34,6 @@ private:
     static void addressMode(KLCliSession& session, const std::string& folder, const std::string& mode);
     static void clear(KLCliSession& session, const std::string& folder);
     static void printFolder(KLCliSession& session, KLCliController& controller, const std::string& folder);
+    // After a change: fails when the folder's access file does not hold it.
+    static void printWrittenFolder(KLCliSession& session, KLCliController& controller, const std::string& folder);
 };

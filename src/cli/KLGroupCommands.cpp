@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -17,6 +18,7 @@ namespace {
 constexpr const char* kGroupColumn = "group";
 constexpr const char* kBadGroupName =
     "Group names must be unique and cannot contain spaces, tabs, or line returns";
+constexpr const char* kUnstorableName = "Invalid group name. Please choose another";
 constexpr const char* kAlreadyMember = "User \"%u\" is already in group \"%g\"";
 constexpr const char* kNotAdded = "Cannot add user \"%u\" to group \"%g\"";
 constexpr const char* kDeletingGroup = "Deleting group \"%g\"";
@@ -30,6 +32,16 @@ std::string filled(std::string text, const std::string& user, const std::string&
             text.replace(at, 2, *value);
     }
     return text;
+}
+
+// The groups file is plain ASCII, one "name: members" line a group; the pane
+// would keep any other name in memory only.
+bool isStorableName(const std::string& name)
+{
+    return std::all_of(name.begin(), name.end(), [](char c) {
+        auto byte = static_cast<unsigned char>(c);
+        return byte > 0x20 && byte < 0x7f;
+    });
 }
 
 } // namespace
@@ -95,6 +107,8 @@ void KLGroupCommands::endNameEdit(KLCliController& controller, KLUserItem& group
     KLHeadlessListView& outline = controller.views().groupOutline;
     if (!groups.textShouldEndEditing(outline, name))
         throw KLCliError(KLExitStatus::Refused, kBadGroupName);
+    if (!isStorableName(name))
+        throw KLCliError(KLExitStatus::Refused, kUnstorableName);
     groups.setObjectValue(outline, KLPlist(name), kGroupColumn, &group);
     outline.endEditing();
 }

@@ -87,6 +87,7 @@ void KLSettingsCommands::get(KLCliSession& session, const std::string& key)
 
 void KLSettingsCommands::set(KLCliSession& session, const std::string& key, const std::string& text)
 {
+    session.lockSettings();
     KLUserDefaults& store = defaults();
     KLPlist value = KLSettingValue::parse(key, text, store.registrationObjectForKey(key));
     if (!store.setObject(value, key))
@@ -96,7 +97,10 @@ void KLSettingsCommands::set(KLCliSession& session, const std::string& key, cons
 
 void KLSettingsCommands::reset(KLCliSession& session, const std::string& key)
 {
+    session.lockSettings();
     KLUserDefaults& store = defaults();
+    if (store.objectForKey(key).isNull())
+        throw KLCliError(KLExitStatus::NotFound, withKey(kNoSuchSetting, key));
     if (!store.removeDefaultForKey(key))
         throw KLCliError(KLExitStatus::Failure, withKey(kCannotWrite, store.preferencesPath()));
     session.output.emit(KLPlistJSON::toJSON(store.objectForKey(key)), {});

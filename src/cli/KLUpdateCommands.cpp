@@ -10,6 +10,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -20,6 +22,7 @@ constexpr double kDefaultTimeout = 30;
 constexpr double kCancelWait = 2;
 constexpr const char* kUnfinished = "The update check did not finish within %s seconds";
 constexpr const char* kNoOutcome = "The update check ended without a result";
+constexpr const char* kBadTimeout = "must be a number of seconds greater than 0";
 
 // The update panel's own texts.
 constexpr const char* kHeadline = "A new version of Fendrel is available.";
@@ -47,6 +50,15 @@ std::string oneLine(const std::string& text)
             line += ' ';
     }
     return line;
+}
+
+// CLI11's own positive-number check quotes the largest double in its message.
+std::string checkTimeout(const std::string& text)
+{
+    char* end = nullptr;
+    double value = std::strtod(text.c_str(), &end);
+    bool usable = !text.empty() && end && *end == '\0' && std::isfinite(value) && value > 0;
+    return usable ? std::string() : std::string(kBadTimeout);
 }
 
 std::string seconds(double value)
@@ -77,7 +89,9 @@ void KLUpdateCommands::addTo(CLI::App& app, KLCliSession& session)
         "check", "Ask the \"Update Server\" for a newer version, as Check Now does (exit status 1: no usable "
                  "answer)");
     std::string timeoutHelp = "Give up after this many seconds (default: " + seconds(kDefaultTimeout) + ")";
-    checkCommand->add_option("--timeout", *timeout, timeoutHelp)->type_name("SECONDS")->check(CLI::PositiveNumber);
+    checkCommand->add_option("--timeout", *timeout, timeoutHelp)
+        ->type_name("SECONDS")
+        ->check(CLI::Validator(checkTimeout, "SECONDS"));
     checkCommand->callback(
         [&session, timeout] { session.setAction([&session, timeout] { check(session, *timeout); }); });
 }

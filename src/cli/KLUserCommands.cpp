@@ -110,9 +110,11 @@ void KLUserCommands::add(KLCliSession& session, const std::string& name)
 
 void KLUserCommands::passwd(KLCliSession& session, const std::string& name)
 {
+    // Asked before locking, as for add: a prompt left open must not hold up
+    // every other run on this root.
+    std::pair<std::string, std::string> passwords = readPasswords();
     KLCliController& controller = session.controller(KLFileLock::Mode::Exclusive);
     int row = controller.userRow(name);
-    std::pair<std::string, std::string> passwords = readPasswords();
     KLHeadlessOutlets& views = controller.views();
     views.userTable.selectRow(row, false);
     controller.editUser(nullptr);

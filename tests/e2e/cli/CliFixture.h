@@ -22,10 +22,10 @@ protected:
         tree.mkdir("public");
     }
 
-    CliResult ctl(std::vector<std::string> args, const std::string& input = {})
+    CliResult ctl(std::vector<std::string> args, const std::string& input = {}, double timeoutSeconds = 60)
     {
         args.insert(args.begin(), {"--root", tree.path()});
-        return runCli(args, input);
+        return runCli(args, input, timeoutSeconds);
     }
     nlohmann::json json(std::vector<std::string> args, const std::string& input = {})
     {

@@ -19,7 +19,7 @@ std::string fendrelctlPath()
     return FENDREL_BINARY_DIR "/src/cli/fendrelctl";
 }
 
-CliProcess::CliProcess(const std::vector<std::string>& args, const std::string& input)
+CliProcess::CliProcess(const std::vector<std::string>& args, const std::string& input, bool keepInputOpen)
 {
     int in[2], out[2], err[2];
     if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0)
@@ -45,17 +45,37 @@ CliProcess::CliProcess(const std::vector<std::string>& args, const std::string& 
     ::close(in[0]);
     ::close(out[1]);
     ::close(err[1]);
+    inFd_ = in[1];
     outFd_ = out[0];
     errFd_ = err[0];
-    // Small inputs fit the pipe; write them all and close, so the child sees the end.
+    // Processes started later must not hold this one's pipes open.
+    for (int fd : {inFd_, outFd_, errFd_})
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    if (keepInputOpen)
+        send(input);
+    else
+        finishInput(input);
+}
+
+void CliProcess::send(const std::string& text)
+{
+    // Small inputs fit the pipe.
     std::size_t written = 0;
-    while (written < input.size()) {
-        ssize_t n = ::write(in[1], input.data() + written, input.size() - written);
+    while (inFd_ >= 0 && written < text.size()) {
+        ssize_t n = ::write(inFd_, text.data() + written, text.size() - written);
         if (n <= 0)
             break;
         written += static_cast<std::size_t>(n);
     }
-    ::close(in[1]);
+}
+
+void CliProcess::finishInput(const std::string& text)
+{
+    send(text);
+    // Closed, so the child sees the end.
+    if (inFd_ >= 0)
+        ::close(inFd_);
+    inFd_ = -1;
 }
 
 CliProcess::~CliProcess()
@@ -64,7 +84,7 @@ CliProcess::~CliProcess()
         ::kill(pid_, SIGKILL);
         ::waitpid(pid_, nullptr, 0);
     }
-    for (int fd : {outFd_, errFd_})
+    for (int fd : {inFd_, outFd_, errFd_})
         if (fd >= 0)
             ::close(fd);
 }

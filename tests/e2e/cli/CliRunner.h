@@ -37,14 +37,21 @@ CliResult runCliOnTerminal(const std::vector<std::string>& args, const std::vect
 class CliProcess
 {
 public:
-    CliProcess(const std::vector<std::string>& args, const std::string& input = {});
+    // Standard input gets `input` and ends, unless `keepInputOpen`: then the
+    // process waits for whatever finishInput() sends.
+    CliProcess(const std::vector<std::string>& args, const std::string& input = {}, bool keepInputOpen = false);
     ~CliProcess();
     CliProcess(const CliProcess&) = delete;
     CliProcess& operator=(const CliProcess&) = delete;
+    // Sends more text and ends standard input.
+    void finishInput(const std::string& text);
     CliResult wait(double timeoutSeconds = 60);
 
 private:
+    void send(const std::string& text);
+
     int pid_ = -1;
+    int inFd_ = -1;
     int outFd_ = -1;
     int errFd_ = -1;
     bool done_ = false;

@@ -1,6 +1,8 @@
 #include "CliFixture.h"
+#include "FileSizeLimit.h"
 
 #include <filesystem>
+#include <set>
 
 namespace {
 bool exists(const std::string& path)
@@ -167,4 +169,53 @@ TEST_F(FolderCommandTest, MissingRootIsNoSuchFolder)
     CliResult result = runCli({"--root", tree.file("absent"), "show"});
     EXPECT_EQ(result.status, 4);
     EXPECT_EQ(result.err, "fendrelctl: No such folder: " + tree.file("absent") + "\n");
+}
+
+// The pane abandons a failed access-file write silently and keeps the new
+// state in memory; the command must not print that state as done.
+TEST_F(FolderCommandTest, AccessFileThatCannotBeWrittenFailsTheCommand)
+{
+    tree.mkdir("private/.htaccess");
+    CliResult blocked = ctl({"protect", "private", "password"});
+    expectRefused(blocked, 1, "The access file of \"private\" could not be written");
+    EXPECT_TRUE(blocked.out.empty());
+    EXPECT_EQ(json({"show", "private"})["mode"], "none");
+
+    ASSERT_EQ(ctl({"protect", "public", "password"}).status, 0);
+    ASSERT_EQ(ctl({"allow", "public", "--any-user"}).status, 0);
+    std::string before = readFile(tree.file("public/.htaccess"));
+    {
+        // Any replacement of the file is larger than this.
+        FileSizeLimit limit(16);
+        expectRefused(ctl({"revoke", "public", "--any-user"}), 1, "The access file of \"public\" could not be written");
+        expectRefused(ctl({"protect", "public", "all"}), 1, "The access file of \"public\" could not be written");
+        expectRefused(ctl({"protect", "public", "none"}), 1, "The access file of \"public\" could not be written");
+    }
+    EXPECT_EQ(readFile(tree.file("public/.htaccess")), before);
+    nlohmann::json kept = json({"show", "public"});
+    EXPECT_EQ(kept["mode"], "password");
+    EXPECT_EQ(kept["users"], nlohmann::json::array({"valid-user"}));
+}
+
+// Links to folders are folders: links back up must neither hang the walk nor
+// repeat the tree below themselves.
+TEST_F(FolderCommandTest, TreeEntersNoFolderTwiceThroughLinks)
+{
+    std::filesystem::create_directory_symlink("..", tree.file("private/sub/parent"));
+    std::filesystem::create_directory_symlink("../..", tree.file("private/sub/top"));
+    std::filesystem::create_directory_symlink(tree.path(), tree.file("public/root"));
+    std::filesystem::create_directory_symlink("../private", tree.file("public/elsewhere"));
+
+    CliResult result = ctl({"--json", "tree"}, {}, 20);
+    ASSERT_EQ(result.status, 0) << result.err;
+    std::multiset<std::string> paths;
+    for (const nlohmann::json& row : result.json())
+        paths.insert(row["path"].get<std::string>());
+    for (const char* loop : {"private/sub/parent", "private/sub/top", "public/root"}) {
+        EXPECT_EQ(paths.count(loop), 1u) << loop;
+        EXPECT_EQ(paths.lower_bound(loop + std::string("/")), paths.lower_bound(loop + std::string("0"))) << loop;
+    }
+    // A link to a folder that is not its ancestor is walked like the folder.
+    EXPECT_EQ(paths.count("public/elsewhere/sub"), 1u);
+    EXPECT_EQ(paths.count("public/elsewhere/sub/parent"), 1u);
 }

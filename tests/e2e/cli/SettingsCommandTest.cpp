@@ -81,6 +81,26 @@ TEST_F(SettingsCommandTest, ResetBringsBackTheDefault)
     CliResult gone = runCli({"settings", "get", "Scratch"});
     EXPECT_EQ(gone.status, 4);
     EXPECT_EQ(gone.err, "fendrelctl: No setting \"Scratch\"\n");
+    // Nothing stored and no default: there is nothing to reset.
+    std::string before = slurp(settingsFile());
+    CliResult unknown = runCli({"settings", "reset", "Scratch"});
+    EXPECT_EQ(unknown.status, 4);
+    EXPECT_EQ(unknown.err, "fendrelctl: No setting \"Scratch\"\n");
+    EXPECT_EQ(slurp(settingsFile()), before);
+}
+
+// Addresses are settings: they need no protected folder root, so a stored
+// root that is not there does not stop them.
+TEST_F(SettingsCommandTest, KnownAddressesNeedNoRoot)
+{
+    EXPECT_EQ(runCli({"show"}).status, 4) << "the stored root exists after all";
+    CliResult added = runCli({"--json", "address", "add", "10.4.0.1"});
+    EXPECT_EQ(added.status, 0) << added.err;
+    EXPECT_EQ(added.json(), nlohmann::json::array({"127.0.0.1", "10.4.0.1"}));
+    CliResult listed = runCli({"address", "list"});
+    EXPECT_EQ(listed.status, 0) << listed.err;
+    EXPECT_EQ(listed.out, "127.0.0.1\n10.4.0.1\n");
+    EXPECT_EQ(runCli({"address", "remove", "10.4.0.1"}).out, "127.0.0.1\n");
 }
 
 TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndStoreNothing)

@@ -181,6 +181,12 @@ TEST_F(UpdateCommandTest, UsageAndHelp)
     EXPECT_NE(checkHelp.out.find("--timeout"), std::string::npos) << checkHelp.out;
 
     EXPECT_EQ(runCli({"update"}).status, 2);
-    EXPECT_EQ(runCli({"update", "check", "--timeout", "0"}).status, 2);
+    for (const char* bad : {"0", "-1", "soon", "nan", "inf"}) {
+        CliResult refused = runCli({"update", "check", "--timeout", bad});
+        EXPECT_EQ(refused.status, 2) << bad;
+        EXPECT_EQ(refused.err, "fendrelctl: --timeout: must be a number of seconds greater than 0\n"
+                               "Run 'fendrelctl --help' for usage.\n")
+            << bad;
+    }
     EXPECT_EQ(runCli({"update", "fetch"}).status, 2);
 }

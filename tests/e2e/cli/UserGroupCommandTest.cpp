@@ -1,6 +1,8 @@
 #include "CliFixture.h"
+#include "FileSizeLimit.h"
 
 #include <crypt.h>
+#include <filesystem>
 
 using UserGroupCommandTest = CliFixture;
 
@@ -120,9 +122,15 @@ TEST_F(UserGroupCommandTest, GroupRefusals)
     ASSERT_EQ(ctl({"group", "add-member", "staff", "alice"}).status, 0);
     std::string before = readFile(tree.file(".htgroups"));
 
-    EXPECT_EQ(ctl({"group", "add", "STAFF"}).status, 3);
-    EXPECT_EQ(ctl({"group", "add", "two words"}).status, 3);
-    EXPECT_EQ(ctl({"group", "rename", "staff", "a b"}).status, 3);
+    const std::string badName = "Group names must be unique and cannot contain spaces, tabs, or line returns";
+    expectRefused(ctl({"group", "add", "STAFF"}), 3, badName);
+    expectRefused(ctl({"group", "add", "two words"}), 3, badName);
+    expectRefused(ctl({"group", "rename", "staff", "a b"}), 3, badName);
+    // Names the groups file cannot hold are refused before anything is written.
+    for (const char* name : {"gr\xc3\xbcppe", "\xc3\xa9", "bell\x07", "del\x7f"}) {
+        expectRefused(ctl({"group", "add", name}), 3, "Invalid group name. Please choose another");
+        expectRefused(ctl({"group", "rename", "staff", name}), 3, "Invalid group name. Please choose another");
+    }
     expectRefused(ctl({"group", "rename", "nogroup", "x"}), 4, "No such group: nogroup");
     expectRefused(ctl({"group", "add-member", "nogroup", "alice"}), 4, "No such group: nogroup");
     expectRefused(ctl({"group", "add-member", "staff", "nobody"}), 4, "No such user: nobody");
@@ -203,4 +211,37 @@ TEST_F(UserGroupCommandTest, AFileThatCannotBeWrittenFailsTheCommand)
     EXPECT_TRUE(result.out.empty()) << result.out;
     EXPECT_EQ(result.err.rfind("fendrelctl: An error was encountered by Fendrel in phase 1: ", 0), 0u) << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+}
+
+// The pane keeps a group change in memory when the groups file cannot be
+// written; the command fails instead of printing it.
+TEST_F(UserGroupCommandTest, AGroupsFileThatCannotBeWrittenFailsTheCommand)
+{
+    addUser("alice");
+    addUser("bob");
+    ASSERT_EQ(ctl({"group", "add", "verylonggroupname"}).status, 0);
+    ASSERT_EQ(ctl({"group", "add-member", "verylonggroupname", "alice"}).status, 0);
+    ASSERT_EQ(ctl({"group", "add-member", "verylonggroupname", "bob"}).status, 0);
+    const std::string groupsFile = tree.file(".htgroups");
+    const std::string notWritten = "The groups file " + groupsFile + " could not be written";
+    std::string before = readFile(groupsFile);
+    {
+        // Room for the users file without alice ("bob:" and a 13-character
+        // hash), not for the groups file.
+        FileSizeLimit limit(20);
+        expectRefused(ctl({"--yes", "group", "remove-member", "verylonggroupname", "bob"}), 1, notWritten);
+        expectRefused(ctl({"group", "rename", "verylonggroupname", "verylonggroupname2"}), 1, notWritten);
+        expectRefused(ctl({"group", "add", "other"}), 1, notWritten);
+        // The user goes, but the groups file still names her: not a success.
+        expectRefused(ctl({"--yes", "user", "delete", "alice"}), 1, notWritten);
+    }
+    EXPECT_EQ(readFile(groupsFile), before);
+
+    // An unreadable groups file is left as it is, so nothing can be changed.
+    std::filesystem::remove(groupsFile);
+    tree.mkdir(".htgroups");
+    expectRefused(ctl({"group", "add", "g1"}), 1, notWritten);
+    EXPECT_TRUE(std::filesystem::is_directory(groupsFile));
+    // Commands that leave the groups alone still work.
+    EXPECT_EQ(ctl({"user", "add", "carol"}, "pw\n").status, 0);
 }
