@@ -1,4 +1,5 @@
 #include "LoopbackHTTPServer.h"
+#include "VersionsReply.h"
 #include "PaneFixture.h"
 
 #include "KLUpdatePanel.h"
@@ -13,22 +14,9 @@ namespace {
 
 constexpr const char* kVersionsPath = "/KLSVersions.php";
 
-std::string versions(const std::string& version)
-{
-    KLPlist::Dictionary product = {
-        {"current version", KLPlist(version)},
-        {"version byte size", KLPlist(123456)},
-        {"release notes", KLPlist("Folders open faster.")},
-        {"info page", KLPlist("http://127.0.0.1/fendrel/")},
-        {"download URL", KLPlist("http://127.0.0.1/downloads/Fendrel.tar.gz")},
-    };
-    return KLPlist(KLPlist::Dictionary{{"Fendrel", KLPlist(product)}, {"QOTD", KLPlist("Maintenance tonight")}})
-        .toXML();
-}
-
 TEST_F(PaneFixture, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versions("99.0")}}));
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versionsReply("99.0")}}));
     KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Update Server");
     auto* check = pane().findChild<QAbstractButton*>("versionCheckButton");
     check->click();
@@ -49,7 +37,7 @@ TEST_F(PaneFixture, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
 
 TEST_F(PaneFixture, TheRunningVersionIsAnnouncedUpToDate)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versions("0.1")}}));
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versionsReply("0.1")}}));
     KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Update Server");
     pane().findChild<QAbstractButton*>("versionCheckButton")->click();
     ASSERT_TRUE(PaneTestApp::waitFor([] { return openAlert() != nullptr; }, 10000));

@@ -2,6 +2,7 @@
 #include "KLBundle.h"
 #include "KLPlist.h"
 #include "LoopbackHTTPServer.h"
+#include "VersionsReply.h"
 #include "Socket.h"
 
 #include <gtest/gtest.h>
@@ -20,19 +21,6 @@ constexpr const char* kNoConnection =
 constexpr const char* kNotListed =
     "fendrelctl: Product Not Found: This application is not currently listed in Quillmoor's version checking "
     "system. Please contact the author for more information\n";
-
-std::string versions(const std::string& version)
-{
-    KLPlist::Dictionary product = {
-        {"current version", KLPlist(version)},
-        {"version byte size", KLPlist(123456)},
-        {"release notes", KLPlist("Folders open faster.")},
-        {"info page", KLPlist("http://127.0.0.1/fendrel/")},
-        {"download URL", KLPlist("http://127.0.0.1/downloads/Fendrel.tar.gz")},
-    };
-    return KLPlist(KLPlist::Dictionary{{"Fendrel", KLPlist(product)}, {"QOTD", KLPlist("Maintenance tonight")}})
-        .toXML();
-}
 
 // A port on 127.0.0.1 that nothing listens on.
 std::string closedPortAddress()
@@ -78,7 +66,7 @@ protected:
 
 TEST_F(UpdateCommandTest, ANewerVersionIsPrintedWithItsDetails)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versions("99.0")}}));
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versionsReply("99.0")}}));
     useServer(server.address());
     ASSERT_EQ(runCli({"settings", "get", "Last Version Check"}).status, 4) << "never checked before";
 
@@ -116,7 +104,7 @@ TEST_F(UpdateCommandTest, ANewerVersionIsPrintedWithItsDetails)
 
 TEST_F(UpdateCommandTest, TheRunningVersionIsUpToDate)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versions(applicationVersion())}}));
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versionsReply(applicationVersion())}}));
     useServer(server.address());
 
     CliResult plain = runCli({"update", "check"});
