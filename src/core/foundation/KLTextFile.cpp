@@ -5,30 +5,29 @@
 #include <unicode/ucnv.h>
 #include <unicode/ucsdet.h>
 #include <unicode/unistr.h>
+#include <unicode/utf8.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 
 namespace {
 
+// ICU's reader refuses what a loose check lets through: overlong forms,
+// surrogates and code points past U+10FFFF. Text holding them is no UTF-8
+// and goes to charset detection instead.
 bool isValidUTF8(std::string_view s)
 {
-    std::size_t i = 0;
-    while (i < s.size()) {
-        auto c = static_cast<unsigned char>(s[i]);
-        std::size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
-        if (n == 0 || i + n > s.size())
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(s.data());
+    std::int64_t length = static_cast<std::int64_t>(s.size());
+    for (std::int64_t i = 0; i < length;) {
+        UChar32 c;
+        U8_NEXT(bytes, i, length, c);
+        if (c < 0)
             return false;
-        for (std::size_t k = 1; k < n; ++k) {
-            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80)
-                return false;
-        }
-        if (n == 2 && c < 0xC2)
-            return false;
-        i += n;
     }
     return true;
 }

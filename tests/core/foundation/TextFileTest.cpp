@@ -39,6 +39,23 @@ TEST(TextFileTest, DecodesByteOrderMarksAndGuesses)
               "jos\xC3\xA9:abcdefghijklm\nzo\xC3\xAB:nopqrstuvwxyz\nalice:h1\n");
 }
 
+// Byte runs shaped like UTF-8 that are none (a surrogate, an overlong form,
+// a code point past U+10FFFF) are not passed through as text: what comes
+// back is valid UTF-8 from the charset detection, or nothing.
+TEST(TextFileTest, IllFormedUTF8IsNotTakenForUTF8)
+{
+    const std::string fourBytes = "user \xF0\x9F\x98\x80:abc\n";
+    EXPECT_EQ(KLTextFile::decode(fourBytes), fourBytes);
+    for (const std::string bad : {"Require user caf\xED\xA0\x80s and more\n", "Require user caf\xE0\x80\xAFs\n",
+                                  "Require user caf\xF4\x90\x80\x80s\n"}) {
+        std::optional<std::string> decoded = KLTextFile::decode(bad);
+        if (!decoded)
+            continue;
+        EXPECT_NE(*decoded, bad);
+        EXPECT_EQ(KLTextFile::decode(*decoded), decoded) << "not valid UTF-8: " << *decoded;
+    }
+}
+
 TEST(TextFileTest, UnreadableFileGivesNothing)
 {
     EXPECT_FALSE(KLTextFile::read("/nonexistent/fendrel/file"));
