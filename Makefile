@@ -2,7 +2,7 @@
 BUILD := build
 DEPS_STAMP := $(BUILD)/.deps-installed
 
-.PHONY: all run test bench deps configure build clean screenshots demo
+.PHONY: all run test bench deps configure build clean screenshots demo fuzz
 
 all: build
 
@@ -38,5 +38,14 @@ demo: configure
 	cmake --build --preset default --target fendrel-demo
 	$(BUILD)/tools/fendrel-demo
 
+# Each reader under libFuzzer for FUZZ_SECONDS (default 60), in a build of its own.
+FUZZ_BUILD := build-fuzz
+FUZZ_SECONDS ?= 60
+fuzz: deps
+	@test -f $(FUZZ_BUILD)/CMakeCache.txt || CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) \
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENDREL_FUZZ=ON
+	cmake --build $(FUZZ_BUILD) -j2
+	scripts/fuzz $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
 clean:
-	rm -rf $(BUILD)
+	rm -rf $(BUILD) $(FUZZ_BUILD)

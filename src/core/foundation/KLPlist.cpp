@@ -4,7 +4,9 @@
 
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
@@ -16,9 +18,6 @@ struct PlistDeleter
     void operator()(plist_t node) const { plist_free(node); }
 };
 using PlistPtr = std::unique_ptr<void, PlistDeleter>;
-
-// Seconds between the Unix epoch and the reference date 2001-01-01.
-constexpr double kReferenceDateOffset = 978307200.0;
 
 plist_t toNode(const KLPlist& value)
 {
@@ -39,7 +38,10 @@ plist_t toNode(const KLPlist& value)
         return plist_new_bool(*value.boolReading() ? 1 : 0);
     case KLPlist::Kind::Date: {
         // libplist keeps dates relative to the reference date as well.
+        // Whole seconds are 32 bits there: a date a file put further out is
+        // held at the nearest end of that range.
         double s = value.date()->seconds;
+        s = std::isfinite(s) ? std::clamp(s, double(INT32_MIN), double(INT32_MAX)) : 0.0;
         double whole = std::floor(s);
         return plist_new_date(static_cast<int32_t>(whole), static_cast<int32_t>((s - whole) * 1e6));
     }
@@ -67,11 +69,11 @@ KLPlist fromNode(plist_t node)
 {
     switch (plist_get_node_type(node)) {
     case PLIST_STRING: {
-        char* s = nullptr;
-        plist_get_string_val(node, &s);
-        std::string result = s ? s : "";
-        std::free(s);
-        return result;
+        // Not plist_get_string_val: it asserts that the string holds no NUL,
+        // which a file may well contain ("&#0;"), and so would end the program.
+        uint64_t length = 0;
+        const char* s = plist_get_string_ptr(node, &length);
+        return s ? std::string(s, length) : std::string();
     }
     case PLIST_KEY: {
         char* s = nullptr;
