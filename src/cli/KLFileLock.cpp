@@ -1,6 +1,7 @@
 #include "KLFileLock.h"
 
 #include "KLCliError.h"
+#include "KLRootLock.h"
 
 #include <cerrno>
 #include <cstring>
@@ -49,10 +50,14 @@ KLFileLock::KLFileLock(const std::string& path, Mode mode, Opening opening) : pa
         fd_ = -1;
         throw KLCliError(KLExitStatus::Failure, lockMessage(path, error));
     }
+    // The controller's own writers would otherwise wait for this very lock.
+    KLRootLock::markHeld(path_, true);
 }
 
 KLFileLock::~KLFileLock()
 {
-    if (fd_ >= 0)
-        ::close(fd_);
+    if (fd_ < 0)
+        return;
+    KLRootLock::markHeld(path_, false);
+    ::close(fd_);
 }

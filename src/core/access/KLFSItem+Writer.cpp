@@ -9,6 +9,7 @@
 #include "KLCollectionExtensions.h"
 #include "KLLog.h"
 #include "KLPaneContext.h"
+#include "KLRootLock.h"
 #include "KLTextFile.h"
 
 #include <unicode/unistr.h>
@@ -175,13 +176,78 @@ void KLFSItem::writeAccessFile()
         return;
     // Replaced atomically, so the web server never sees the folder without
     // its file; a failed write keeps the old file and this item's state.
+    KLRootLock lock(root().fullPath());
+    mergeChangesOnDisk();
     KLAtomicFile::Options options;
     options.defaultMode = 0666;
     if (!KLAtomicFile::write(accessPath_, accessFileText(), options)) {
         KLLog(kWriteFailed + accessPath_ + ": " + KLAtomicFile::lastError());
         return;
     }
+    KLFileStamp stamp = KLFileStamp::of(accessPath_);
     setStringValue(KLTextFile::read(accessPath_).value_or(""));
+    noteDiskText(true, stamp);
+}
+
+void KLFSItem::noteDiskText(bool exists, const KLFileStamp& stamp)
+{
+    diskHadFile_ = exists;
+    diskText_ = exists ? accessText_ : std::string();
+    diskStamp_ = stamp;
+}
+
+bool KLFSItem::accessFileChangedOnDisk() const
+{
+    if (!diskStamp_.mayHaveChanged(accessPath_))
+        return false;
+    if (!accessFileExists(accessPath_))
+        return diskHadFile_;
+    std::optional<std::string> text = KLTextFile::read(accessPath_);
+    return text && (!diskHadFile_ || *text != diskText_);
+}
+
+void KLFSItem::mergeChangesOnDisk()
+{
+    // A file that went away is written again from the state as it stands.
+    if (!accessFileExists(accessPath_) || !accessFileChangedOnDisk())
+        return;
+    std::optional<std::string> text = KLTextFile::read(accessPath_);
+    if (!text)
+        return;
+    KLLog("Fendrel: the access file " + accessPath_ + " was changed by another program; its changes are kept");
+    KLAccessState ours = accessState();
+    // Without a file the folder was unprotected, in allow-list mode.
+    KLAccessState base;
+    base.auth[kAllowOrDeny] = true;
+    if (diskHadFile_) {
+        accessText_ = diskText_;
+        parseAccessString();
+        base = accessState();
+    }
+    accessText_ = *text;
+    parseAccessString();
+    setAccessState(KLAccessMerge::merged(base, ours, accessState()));
+}
+
+KLAccessState KLFSItem::accessState() const
+{
+    return {authStatus_, isDisabled_, auth_, userText_};
+}
+
+void KLFSItem::setAccessState(KLAccessState state)
+{
+    authStatus_ = state.status;
+    isDisabled_ = state.disabled;
+    auth_ = std::move(state.auth);
+    userText_ = std::move(state.userText);
+}
+
+const KLFSItem& KLFSItem::root() const
+{
+    const KLFSItem* item = this;
+    while (item->parent_)
+        item = item->parent_;
+    return *item;
 }
 
 void KLFSItem::setAuthStatus(std::int32_t status, bool disable)
@@ -220,5 +286,6 @@ void KLFSItem::deleteAccessFile()
     auth_.clear();
     accessText_.clear();
     ::unlink(accessPath_.c_str());
+    noteDiskText(false, KLFileStamp::of(accessPath_));
     setAuthStatus(0, true);
 }

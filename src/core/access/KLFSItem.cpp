@@ -17,14 +17,6 @@ namespace {
 constexpr const char* kCreatedFormat = "Created ";
 constexpr const char* kDeallocedFormat = "Dealloced ";
 
-// The web server follows a symbolic link to the access file; a link to
-// nothing is no access file to it, and so to the folder's state.
-bool accessFileExists(const std::string& path)
-{
-    struct stat st{};
-    return ::stat(path.c_str(), &st) == 0;
-}
-
 // Mode names of description(), by stored status. 4 names both kinds
 // although the writer and reader use 7 for that; kept as it always was.
 const char* modeName(std::int32_t status)
@@ -77,6 +69,14 @@ KLFSItem::~KLFSItem()
     KLLog(kDeallocedFormat + relativePath_);
 }
 
+bool KLFSItem::accessFileExists(const std::string& path)
+{
+    // The web server follows a symbolic link to the access file; a link to
+    // nothing is no access file to it, and so to the folder's state.
+    struct stat st{};
+    return ::stat(path.c_str(), &st) == 0;
+}
+
 std::shared_ptr<KLFSItem> KLFSItem::create(const std::string& path, std::shared_ptr<KLFSItem> parent)
 {
     auto item = std::make_shared<KLFSItem>(Passkey{}, path, parent.get());
@@ -96,8 +96,11 @@ void KLFSItem::load()
     // A new item is in allow-list mode until its file says otherwise; the
     // write this asks for does nothing while the status is 0.
     setAllow(true);
-    if (accessFileExists(accessPath_))
+    if (accessFileExists(accessPath_)) {
+        KLFileStamp stamp = KLFileStamp::of(accessPath_);
         setStringValue(KLTextFile::read(accessPath_).value_or(""));
+        noteDiskText(true, stamp);
+    }
     KLLog(kCreatedFormat + relativePath_);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KLAccessMerge.h"
+#include "KLFileStamp.h"
 #include "KLPlist.h"
 
 #include <cstdint>
@@ -109,6 +111,9 @@ public:
     void deleteAccessFile();
     // The text writeAccessFile() would write now.
     std::string accessFileText() const;
+    // Whether another program changed, made or removed the access file
+    // since this item last read or wrote it.
+    bool accessFileChangedOnDisk() const;
 
     // --- Tree ------------------------------------------------------------
     // Loads the sub-folders on first use. Empty for a leaf.
@@ -126,8 +131,16 @@ public:
     static void saveState(bool expanded, const KLFSItem& item);
 
 private:
+    static bool accessFileExists(const std::string& path);
     void load();
     void parseAccessString();
+    // Remembers the file as read or written here, for accessFileChangedOnDisk().
+    void noteDiskText(bool exists, const KLFileStamp& stamp);
+    // Puts the change made here on top of another program's edit of the file.
+    void mergeChangesOnDisk();
+    KLAccessState accessState() const;
+    void setAccessState(KLAccessState state);
+    const KLFSItem& root() const;
 
     enum class ChildState { NotLoaded, Loaded, Leaf };
 
@@ -145,6 +158,9 @@ private:
     KLPlist::Dictionary auth_;
     std::vector<std::string> userText_;
     std::string accessText_;
+    std::string diskText_; // the file as last read or written here
+    bool diskHadFile_ = false;
+    KLFileStamp diskStamp_;
     std::int32_t authStatus_ = 0;
     bool isDisabled_ = true;
 };

@@ -3,9 +3,11 @@
 #include "KLAtomicFile.h"
 #include "KLCollectionExtensions.h"
 #include "KLFileExtensions.h"
+#include "KLGroupsMerge.h"
 #include "KLLog.h"
 #include "KLNameSet.h"
 #include "KLPaneContext.h"
+#include "KLRootLock.h"
 #include "KLScanner.h"
 #include "KLStringExtensions.h"
 #include "KLTextFile.h"
@@ -60,7 +62,11 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
     unreadableFile_ = false;
     forgetNames();
     std::optional<std::string> path = groupsFilePath();
-    if (!path || !fileExists(*path))
+    if (!path)
+        return emptyRoot();
+    diskText_.clear();
+    diskStamp_ = KLFileStamp::of(*path);
+    if (!fileExists(*path))
         return emptyRoot();
     std::optional<std::string> text = KLTextFile::read(*path);
     if (!text) {
@@ -69,7 +75,9 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
         return emptyRoot();
     }
     KLNameSet known(users);
-    return parseGroups(*text, [&known](const std::string& name) { return known.contains(name); });
+    auto root = parseGroups(*text, [&known](const std::string& name) { return known.contains(name); });
+    diskText_ = std::move(*text);
+    return root;
 }
 
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text,
@@ -145,6 +153,8 @@ bool KLGroupsDataSource::writeGroupfile()
         KLLog("Fendrel: the groups file " + *path + " is left as it is: the users file could not be read");
         return false;
     }
+    KLRootLock lock(stringByDeletingLastPathComponent(*path));
+    mergeChangesOnDisk(*path);
     std::string text = groupfileText(*root_);
     if (!isASCII(text)) {
         KLLog("Fendrel: the groups file " + *path + " is not written: a group or member name is not ASCII");
@@ -154,7 +164,29 @@ bool KLGroupsDataSource::writeGroupfile()
         KLLog("Fendrel: cannot write the groups file " + *path + ": " + KLAtomicFile::lastError());
         return false;
     }
+    diskText_ = std::move(text);
+    diskStamp_ = KLFileStamp::of(*path);
     return true;
+}
+
+void KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
+{
+    if (!diskStamp_.mayHaveChanged(path))
+        return;
+    // A file that went away is written again from the groups as they stand.
+    std::optional<std::string> text = fileExists(path) ? KLTextFile::read(path) : std::nullopt;
+    if (!text || *text == diskText_)
+        return;
+    KLLog("Fendrel: the groups file " + path + " was changed by another program; its changes are kept");
+    KLPaneContext* pane = KLPaneContext::shared();
+    auto isUser = [pane](const std::string& name) { return !pane || pane->hasUser(name); };
+    std::shared_ptr<KLUserItem> theirs = parseGroups(*text, isUser);
+    KLGroupsMerge::mergeInto(*parseGroups(diskText_, isUser), *root_, *theirs);
+    // The outline keeps the root it was given: its groups are replaced.
+    *root_->children() = std::move(*theirs->children());
+    for (const auto& group : *root_->children())
+        group->setParent(root_.get());
+    forgetNames();
 }
 
 const KLNameIndex& KLGroupsDataSource::names(KLNameIndex::Matching matching) const

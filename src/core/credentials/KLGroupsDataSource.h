@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KLFileStamp.h"
 #include "KLNameIndex.h"
 #include "KLOutlineDataSource.h"
 #include "KLUserItem.h"
@@ -104,7 +105,13 @@ private:
     std::shared_ptr<KLUserItem> root_;
     KLListView* outlineView_ = nullptr;
     std::function<void()> action_;
+    // Carries another program's edits of the file since it was last read or
+    // written here into the groups before they are written.
+    void mergeChangesOnDisk(const std::string& path);
+
     bool unreadableFile_ = false;
+    std::string diskText_; // the file as last read or written here
+    KLFileStamp diskStamp_;
     bool membersIncomplete_ = false;
     mutable std::optional<KLNameIndex> exactNames_;
     mutable std::optional<KLNameIndex> foldedNames_;

@@ -6,7 +6,10 @@
 #include "KLPaneContext.h"
 #include "KLScanner.h"
 #include "KLTextFile.h"
+#include "KLRootLock.h"
+#include "KLStringExtensions.h"
 #include "KLUserDefaults.h"
+#include "KLUsersMerge.h"
 
 #include <crypt.h>
 
@@ -50,15 +53,26 @@ KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
         return {};
     if (useNewFile)
         *path += KLUserDefaults::standardUserDefaults().stringForKey(kNewFileExtensionKey).value_or("");
-    if (!fileExists(*path))
+    KLFileStamp stamp = KLFileStamp::of(*path);
+    if (!fileExists(*path)) {
+        if (!useNewFile) {
+            diskText_.clear();
+            diskStamp_ = stamp;
+        }
         return {};
+    }
     std::optional<std::string> text = KLTextFile::read(*path);
     if (!text) {
         unreadableFile_ = true;
         KLLog("Fendrel: cannot read the users file " + *path + "; it will not be overwritten");
         return {};
     }
-    return parseUsers(*text);
+    KLPlist::Array users = parseUsers(*text);
+    if (!useNewFile) {
+        diskText_ = std::move(*text);
+        diskStamp_ = stamp;
+    }
+    return users;
 }
 
 KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
@@ -116,6 +130,8 @@ bool KLUsersDataSource::writeUserfile()
         KLLog("Fendrel: the users file " + *path + " could not be read and is left as it is");
         return false;
     }
+    KLRootLock lock(stringByDeletingLastPathComponent(*path));
+    mergeChangesOnDisk(*path);
     std::string text = userfileText(dataArray());
     if (!isASCII(text)) {
         KLLog("Fendrel: the users file " + *path + " is not written: a name or password hash is not ASCII");
@@ -125,7 +141,22 @@ bool KLUsersDataSource::writeUserfile()
         KLLog("Fendrel: cannot write the users file " + *path + ": " + KLAtomicFile::lastError());
         return false;
     }
+    diskText_ = std::move(text);
+    diskStamp_ = KLFileStamp::of(*path);
     return true;
+}
+
+void KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
+{
+    if (!diskStamp_.mayHaveChanged(path))
+        return;
+    // A file that went away is written again from the list as it stands.
+    std::optional<std::string> text = fileExists(path) ? KLTextFile::read(path) : std::nullopt;
+    if (!text || *text == diskText_)
+        return;
+    KLLog("Fendrel: the users file " + path + " was changed by another program; its changes are kept");
+    dataArray() = KLUsersMerge::merged(parseUsers(diskText_), dataArray(), parseUsers(*text));
+    forgetNames();
 }
 
 std::string KLUsersDataSource::encryptPassword(const std::string& password)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KLFSItem.h"
+#include "KLFileStamp.h"
 #include "KLNameIndex.h"
 #include "KLXDataSource.h"
 
@@ -86,7 +87,13 @@ private:
     const KLNameIndex& names(KLNameIndex::Matching matching) const;
     void forgetNames();
 
+    // Carries another program's edits of the file since it was last read or
+    // written here into the list before it is written.
+    void mergeChangesOnDisk(const std::string& path);
+
     bool unreadableFile_ = false;
+    std::string diskText_;  // the file as last read or written here
+    KLFileStamp diskStamp_;
     mutable std::optional<KLNameIndex> exactNames_;
     mutable std::optional<KLNameIndex> foldedNames_;
 };

@@ -3,6 +3,9 @@
 #include "KLLog.h"
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <dirent.h>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -26,6 +29,32 @@ std::string folderOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+// Temporary files are named <file>.<writer's pid>.XXXXXX. One whose writer is
+// gone was left by a writer that was killed before its rename: the file it
+// was to replace is whole, and the leftover goes.
+void removeLeftovers(const std::string& path)
+{
+    std::string folder = folderOf(path);
+    std::string prefix = path.substr(path.rfind('/') + 1) + ".";
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir)
+        return;
+    while (const dirent* entry = ::readdir(dir)) {
+        std::string_view name = entry->d_name;
+        if (!name.starts_with(prefix))
+            continue;
+        std::string_view rest = name.substr(prefix.size());
+        std::size_t dot = rest.find('.');
+        if (dot == 0 || dot == std::string_view::npos || rest.size() - dot - 1 != 6 ||
+            rest.substr(0, dot).find_first_not_of("0123456789") != std::string_view::npos)
+            continue;
+        pid_t writer = static_cast<pid_t>(std::strtol(std::string(rest.substr(0, dot)).c_str(), nullptr, 10));
+        if (writer > 0 && ::kill(writer, 0) != 0 && errno == ESRCH)
+            ::unlinkat(::dirfd(dir), entry->d_name, 0);
+    }
+    ::closedir(dir);
+}
+
 } // namespace
 
 const std::string& KLAtomicFile::lastError()
@@ -47,7 +76,8 @@ bool KLAtomicFile::write(const std::string& path, std::string_view bytes, const 
         return fail(path);
     }
 
-    std::string temp = path + ".XXXXXX";
+    removeLeftovers(path);
+    std::string temp = path + "." + std::to_string(::getpid()) + ".XXXXXX";
     int fd = ::mkstemp(temp.data());
     if (fd < 0)
         return fail("cannot create a temporary file beside " + path);

@@ -4,10 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <random>
+#include <regex>
+#include <thread>
 
 // What fendrelctl writes, judged by a private Apache serving the tree.
 class ApacheJudgesTest : public ::testing::Test
@@ -98,4 +104,90 @@ TEST_F(ApacheJudgesTest, AddressRules)
 
     ctl({"--yes", "clear", "lan"});
     EXPECT_EQ(apache.status("/lan/"), 200);
+}
+
+// fendrelctl killed at random moments of its writes: every file is always
+// either the old or a whole new version, Apache keeps reading them, and the
+// next run clears what a killed writer left behind.
+TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
+{
+    const std::string settings = std::string(std::getenv("XDG_CONFIG_HOME")) + "/com.quillmoor.fendrel.plist";
+    {
+        // A users file large enough that its write takes a while.
+        std::ofstream users(root + "/.htusers");
+        for (int i = 0; i < 20000; ++i)
+            users << "filler" << i << ":abJnggxhB/yWI\n";
+    }
+    ctl({"user", "add", "alice"}, "wonder\n");
+    ctl({"group", "add", "staff"});
+    ctl({"protect", "private", "password"});
+    ctl({"allow", "private", "--user", "alice"});
+    auto read = [](const std::string& path) {
+        std::ifstream in(path);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    // Each file with what a whole version of it ends with.
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {root + "/.htusers", "alice:"}, {root + "/.htgroups", "staff:"},
+        {root + "/private/.htaccess", "Satisfy all\n"}, {settings, "</plist>\n"}};
+    auto command = [](int i) -> std::pair<std::vector<std::string>, std::string> {
+        std::string name = "user" + std::to_string(i);
+        switch (i % 4) {
+        case 0:
+            return {{"user", "add", name}, "secret\n"};
+        case 1:
+            return {{"group", "add-member", "staff", "filler" + std::to_string(i)}, ""};
+        case 2:
+            return {{i % 8 == 2 ? "allow" : "revoke", "private", "--user", "filler1"}, ""};
+        default:
+            return {{"settings", "set", "Sort Users", i % 8 == 3 ? "true" : "false"}, ""};
+        }
+    };
+    std::mt19937 random(20261124);
+    auto started = std::chrono::steady_clock::now();
+    int kills = 0, midWrite = 0;
+    for (int i = 0; i < 240 && std::chrono::steady_clock::now() - started < std::chrono::seconds(60); ++i) {
+        auto [args, input] = command(i);
+        args.insert(args.begin(), {"--root", root});
+        std::vector<std::string> before;
+        for (const auto& [path, end] : files)
+            before.push_back(read(path));
+        {
+            // Every other run dies as soon as one of its temporary files appears.
+            int watch = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+            if (i % 2)
+                for (const auto& [path, end] : files)
+                    ::inotify_add_watch(watch, path.substr(0, path.rfind('/')).c_str(), IN_CREATE);
+            CliProcess run(args, input);
+            pollfd ready{watch, POLLIN, 0};
+            ::poll(&ready, 1, i % 2 ? 2000 : static_cast<int>(random() % 60));
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+            ::close(watch);
+        } // killed here unless it has ended
+        ++kills;
+        for (const auto& [path, end] : files)
+            for (const auto& entry : std::filesystem::directory_iterator(path.substr(0, path.rfind('/'))))
+                midWrite += std::regex_match(entry.path().string(), std::regex(path + "\\.[0-9]+\\......."));
+        for (std::size_t f = 0; f < files.size(); ++f) {
+            std::string now = read(files[f].first);
+            if (now != before[f]) {
+                EXPECT_NE(now.find(files[f].second), std::string::npos) << files[f].first << " after " << args[2];
+            }
+        }
+        ASSERT_EQ(apache.status("/private/", "alice", "wonder"), 200) << "run " << i << ": " << args[2];
+    }
+    EXPECT_GT(kills, 100);
+    EXPECT_GT(midWrite, 10); // runs killed between a temporary file's creation and its rename
+    ctl({"user", "add", "last"}, "secret\n");
+    ctl({"group", "add-member", "staff", "last"});
+    ctl({"allow", "private", "--user", "last"});
+    ctl({"settings", "set", "Sort Users", "false"});
+    for (const auto& [path, end] : files) {
+        std::string folder = path.substr(0, path.rfind('/'));
+        std::string name = path.substr(path.rfind('/') + 1);
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            EXPECT_FALSE(std::regex_match(entry.path().filename().string(), std::regex(name + "\\.[0-9]+\\.......")))
+                << entry.path();
+    }
+    EXPECT_EQ(apache.status("/private/", "last", "secret"), 200);
 }

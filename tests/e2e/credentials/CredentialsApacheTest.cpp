@@ -13,7 +13,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 
 namespace {
@@ -168,6 +170,57 @@ TEST_F(CredentialsApacheTest, AnyValidUserAdmitsEveryUserOfTheFile)
     EXPECT_EQ(get("carol", "carol-lo"), 200);
     EXPECT_EQ(get("carol", "carol-l"), 401);
     EXPECT_EQ(get("mallory", "alice-pw"), 401);
+}
+
+// Other programs (htpasswd, an editor) change the users, groups and access
+// files while the pane holds the root open; each change the pane makes next
+// keeps theirs, and Apache sees both.
+TEST_F(CredentialsApacheTest, EditsFromOtherProgramsSurviveThePanesNextChange)
+{
+    auto outside = [&](const std::string& command) { ASSERT_EQ(std::system(command.c_str()), 0) << command; };
+    auto file = [&](const char* name) {
+        std::ifstream in(docs + "/" + name);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    addUser("alice", "alice-pw");
+    addUser("bob", "bob-pw");
+    protectFolder(folderName);
+    tick(0, true);
+    const std::string htusers = " " + docs + "/.htusers ";
+
+    struct Step
+    {
+        std::string outsideCommand;
+        std::function<void()> paneChange;
+        std::vector<std::tuple<std::string, std::string, int>> answers;
+    };
+    const std::vector<Step> steps = {
+        {"htpasswd -bd" + htusers + "zoe zoe-pw 2>/dev/null", [&] { addUser("dave", "dave-pw"); },
+         {{"zoe", "zoe-pw", 200}, {"dave", "dave-pw", 200}, {"alice", "alice-pw", 200}}},
+        {"htpasswd -D" + htusers + "alice 2>/dev/null", [&] { ASSERT_TRUE(users->deleteRow(userTable, rowOf("bob"), false)); },
+         {{"alice", "alice-pw", 401}, {"bob", "bob-pw", 401}, {"zoe", "zoe-pw", 200}, {"dave", "dave-pw", 200}}},
+        {"", [&] { tick(0, false); tick(rowOf("dave"), true); }, {{"dave", "dave-pw", 200}, {"zoe", "zoe-pw", 401}}},
+        // A hand edit of the managed list, then a user ticked in the pane.
+        {"sed -i 's/^Require user dave$/Require user dave zoe/' " + docs + "/" + folderName + "/.htaccess",
+         [&] { addUser("erin", "erin-pw"); tick(rowOf("erin"), true); },
+         {{"dave", "dave-pw", 200}, {"zoe", "zoe-pw", 200}, {"erin", "erin-pw", 200}}},
+        {"echo 'admins: zoe' >> " + docs + "/.htgroups",
+         [&] {
+             KLUserItem* team = groups->addNewGroup("Group 1");
+             groups->setObjectValue(groupOutline, "team", KLGroupsDataSource::kGroupColumn, team);
+         },
+         {}},
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.outsideCommand);
+        if (!step.outsideCommand.empty())
+            outside(step.outsideCommand);
+        step.paneChange();
+        for (const auto& [user, password, status] : step.answers)
+            EXPECT_EQ(get(user, password), status) << user << "\n" << file(".htusers") << folder->stringValue();
+    }
+    EXPECT_EQ(file(".htgroups"), "admins: zoe \nteam: \n");
+    EXPECT_TRUE(pane.hasGroup("admins"));
 }
 
 } // namespace
