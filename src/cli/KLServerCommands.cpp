@@ -30,6 +30,7 @@ constexpr const char* kNoHelper = "The helper tool WebCheck is not installed";
 constexpr const char* kDidNotStart = "Apache did not start";
 constexpr const char* kDidNotStop = "Apache is still running";
 constexpr const char* kNotRepaired = "The server configuration still keeps access files from taking effect";
+constexpr const char* kNothingToRepair = "Nothing to repair: access files already take effect";
 constexpr const char* kLogSearchUnfinished = "The search for log files did not finish";
 
 // The controller checks the server's state this long after a command.
@@ -40,7 +41,7 @@ constexpr double kLogSearchWait = 20.0;
 struct ServerViews
 {
     KLHeadlessButton toggleButton, restartButton, gracefulSwitch, configCheckButton, logDisplayButton, webcheckButton;
-    KLHeadlessTextField configCheckStatus, apacheStatus;
+    KLHeadlessTextField configCheckStatus, apacheStatus, moduleProblems;
     KLHeadlessTextView configErrorView;
     KLHeadlessPopUpButton logPicker;
     KLCliAuthorizationView authView;
@@ -58,6 +59,7 @@ struct ServerViews
         o.logPicker = &logPicker;
         o.logDisplayButton = &logDisplayButton;
         o.webcheckButton = &webcheckButton;
+        o.moduleProblems = &moduleProblems;
         o.authView = &authView;
         o.workspace = &workspace;
         return o;
@@ -79,7 +81,9 @@ nlohmann::json statusOf(KLApacheController& apache, const ServerViews& views)
         {"status", views.apacheStatus.stringValue()},
         {"configFile", apache.httpdConfFile()},
         {"userConfFile", apache.userConfFile()},
-        {"needsRepair", apache.webcheckCheck()},
+        // As in the pane, the user's own configuration file decides for the files.
+        {"needsRepair", apache.webcheckCheck() || !apache.missingModules().empty()},
+        {"problems", views.moduleProblems.stringValue()},
         {"helper", apache.helperPath().value_or("")},
         {"helperInstalled", apache.isHelperSetUID()},
     };
@@ -112,7 +116,7 @@ void KLServerCommands::addTo(CLI::App& app, KLCliSession& session)
              Command{"graceful", "Restart the server gracefully (needs administrator rights)"},
              Command{kConfigtest, "Check the configuration's syntax"},
              Command{kLogs, "The server's log files"},
-             Command{kRepair, "Let folder access files take effect (AllowOverride), then restart gracefully"},
+             Command{kRepair, "Let folder access files take effect (AllowOverride, Apache modules), then restart gracefully"},
          }) {
         std::string name = command.name;
         server->add_subcommand(command.name, command.help)->callback([&session, name] {
@@ -156,10 +160,11 @@ void KLServerCommands::run(KLCliSession& session, const std::string& command)
         requireRights(views, apache);
         apache.webcheck();
         loop->runUntil([] { return false; }, kRecheckWait);
-        if (apache.webcheckCheck())
+        if (apache.needsRepair())
             throw KLCliError(KLExitStatus::Failure, kNotRepaired);
         nlohmann::json status = statusOf(apache, views);
-        session.output.emit(status, statusText(status));
+        status["changed"] = apache.lastRepairChanged();
+        session.output.emit(status, apache.lastRepairChanged() ? statusText(status) : std::string(kNothingToRepair) + "\n");
     } else {
         requireRights(views, apache);
         apache.apachectl(command);

@@ -87,9 +87,15 @@ KLApachePage::KLApachePage(QWidget* parent) : QWidget(parent)
     auto* repairText = new QLabel(kRepairText);
     repairText->setWordWrap(true);
     webcheckButton_ = named(new QPushButton(kRepairTitle), "webcheckButton");
-    auto* repairLayout = new QHBoxLayout(repairBox);
-    repairLayout->addWidget(repairText, 1);
-    repairLayout->addWidget(webcheckButton_, 0, Qt::AlignTop);
+    moduleProblems_ = named(new QLabel, "moduleProblems");
+    moduleProblems_->setWordWrap(true);
+    moduleProblems_->hide();
+    auto* repairRow = new QHBoxLayout;
+    repairRow->addWidget(repairText, 1);
+    repairRow->addWidget(webcheckButton_, 0, Qt::AlignTop);
+    auto* repairLayout = new QVBoxLayout(repairBox);
+    repairLayout->addLayout(repairRow);
+    repairLayout->addWidget(moduleProblems_);
 
     lockButton_ = named(new QToolButton, "authView");
     authView_ = std::make_unique<QtAuthorizationView>(lockButton_);
@@ -115,6 +121,7 @@ KLApachePage::KLApachePage(QWidget* parent) : QWidget(parent)
     outlets_.logPicker = keep(std::make_shared<QtPopUpButton>(logPicker_));
     outlets_.logDisplayButton = keep(std::make_shared<QtButton>(logDisplayButton_));
     outlets_.webcheckButton = keep(std::make_shared<QtButton>(webcheckButton_));
+    outlets_.moduleProblems = keep(std::make_shared<QtTextField>(moduleProblems_));
     outlets_.authView = authView_.get();
 
     // Nothing can be done before the lock is open and logs are found.

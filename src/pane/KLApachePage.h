@@ -37,6 +37,7 @@ public:
     QPushButton* webcheckButton() const { return webcheckButton_; }
     QComboBox* logPicker() const { return logPicker_; }
     QPlainTextEdit* configErrorView() const { return configErrorView_; }
+    QLabel* moduleProblems() const { return moduleProblems_; }
     QtAuthorizationView* authorizationView() const { return authView_.get(); }
 
 private:
@@ -49,6 +50,7 @@ private:
     QComboBox* logPicker_;
     QPushButton* logDisplayButton_;
     QPushButton* webcheckButton_;
+    QLabel* moduleProblems_;
     QToolButton* lockButton_;
 
     std::unique_ptr<QtAuthorizationView> authView_;

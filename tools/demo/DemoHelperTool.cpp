@@ -1,8 +1,10 @@
 #include "DemoHelperTool.h"
 
 #include "ApacheSandbox.h"
+#include "KLApacheModules.h"
+#include "KLTextFile.h"
 
-#include <filesystem>
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -10,6 +12,7 @@ namespace {
 constexpr int kSuccess = 0;
 constexpr int kRefused = 1;
 constexpr int kFailed = 3;
+constexpr int kModuleRefused = 10;
 
 std::string argument(const std::vector<std::string>& arguments, const std::string& option)
 {
@@ -41,9 +44,17 @@ int DemoHelperTool::webcheckWithArgs(const std::vector<std::string>& arguments) 
     if (operation == "webcheck") {
         if (argument(arguments, "-file") != sandbox_.configPath())
             return kRefused;
-        std::error_code ec;
-        std::filesystem::copy_file(data, sandbox_.configPath(), std::filesystem::copy_options::overwrite_existing, ec);
-        return ec ? kFailed : kSuccess;
+        std::optional<std::string> text = KLTextFile::readBytes(data);
+        if (!text)
+            return kFailed;
+        sandbox_.replaceConfig(*text);
+        return kSuccess;
+    }
+    if (operation == "module") {
+        const std::vector<std::string>& allowed = KLApacheModules::accessModules();
+        if (data != KLApacheModules::kUserDir && std::find(allowed.begin(), allowed.end(), data) == allowed.end())
+            return kModuleRefused;
+        return sandbox_.enableModule(data) ? kSuccess : kFailed;
     }
     return kRefused;
 }

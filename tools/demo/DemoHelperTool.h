@@ -6,7 +6,8 @@ class ApacheSandbox;
 
 // The helper tool of the demo: instead of running WebCheck as root against
 // the system's server, it starts, stops and restarts the demo's private
-// server and replaces only that server's configuration file.
+// server, replaces only that server's configuration file and turns on only
+// the modules WebCheck would.
 class DemoHelperTool : public KLHelperTool
 {
 public:

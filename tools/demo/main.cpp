@@ -1,8 +1,10 @@
-// A demo that works on any machine: a private Apache on 127.0.0.1 (port 8080
-// or the next free one) serving the demo tree, a separate settings file
-// pointing the pane at it, and the pane itself. Nothing of the system's
-// server or of the user's settings is touched; the server stops when the
-// pane closes.
+// A demo of what a Debian user gets: a private Apache on 127.0.0.1 (port 8080
+// or the next free one) on a copy of the installed configuration, as
+// installed, serving the demo tree; a separate settings file pointing the
+// pane at it; and the pane itself. Until the web server tab's repair runs,
+// the server ignores the access files, as the installed one does. Nothing of
+// the system's server or of the user's settings is touched; the server stops
+// when the pane closes.
 
 #include "ApacheSandbox.h"
 #include "DemoHelperTool.h"
@@ -11,7 +13,6 @@
 #include "FendrelPref.h"
 #include "KLApacheController.h"
 #include "KLApachePage.h"
-#include "KLAtomicFile.h"
 #include "KLRunLoop.h"
 #include "KLUserDefaults.h"
 #include "QtAuthorizationView.h"
@@ -29,7 +30,6 @@
 #include <filesystem>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -62,21 +62,17 @@ bool portIsFree(int port)
     return free;
 }
 
-// "apachectl configtest" for the private server.
-bool writeConfigTest(const ApacheSandbox& sandbox, const std::string& path)
-{
-    std::string script = "#!/bin/sh\nexec " + std::string(ApacheSandbox::kBinary) + " -d '" + sandbox.serverRoot() +
-                         "' -f '" + sandbox.configPath() + "' -t\n";
-    return KLAtomicFile::write(path, script) && ::chmod(path.c_str(), 0755) == 0;
-}
-
 void pointSettingsAt(const ApacheSandbox& sandbox)
 {
     KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
     defaults.setBool(true, "Override Conf Directory Location");
     defaults.setObject(KLPlist(sandbox.serverRoot()), "Apache Conf Directory");
     defaults.setObject(KLPlist(std::filesystem::path(sandbox.configPath()).filename().string()), "Apache Conf File");
-    defaults.setBool(false, "Override Log Directory");
+    // The installed configuration names its logs without quotes, which the
+    // log search does not follow: list the sandbox's log folder instead.
+    defaults.setBool(true, "Override Log Directory");
+    defaults.setObject(KLPlist(std::filesystem::path(sandbox.errorLogPath()).parent_path().string() + "/"),
+                       "Apache Log Directory");
     defaults.setObject(KLPlist("127.0.0.1:" + std::to_string(sandbox.port())), "Apache Site Address");
     defaults.setObject(KLPlist(std::to_string(sandbox.port())), "Apache Site Port");
     defaults.setBool(false, "Check for Updates");
@@ -86,7 +82,8 @@ void pointSettingsAt(const ApacheSandbox& sandbox)
 int main(int argc, char** argv)
 {
     if (!ApacheSandbox::available()) {
-        std::fprintf(stderr, "fendrel-demo needs Apache 2.4 (%s and its modules)\n", ApacheSandbox::kBinary);
+        std::fprintf(stderr, "fendrel-demo needs Debian's Apache 2.4 (%s and %s)\n", ApacheSandbox::kBinary,
+                     ApacheSandbox::kInstalledConf);
         return 1;
     }
     // A settings file of the demo's own.
@@ -100,7 +97,7 @@ int main(int argc, char** argv)
 
     int status = 1;
     {
-        ApacheSandbox sandbox;
+        ApacheSandbox sandbox(ApacheSandbox::Setup::Stock);
         for (int port = kFirstPort; port <= kLastPort; ++port) {
             if (portIsFree(port)) {
                 sandbox.setPort(port);
@@ -108,14 +105,11 @@ int main(int argc, char** argv)
             }
         }
         std::string error;
-        // Debian's server has the access log module built in.
-        sandbox.setExtraConfig("CustomLog \"" + sandbox.serverRoot() + "/access.log\" common\n");
         if (!DemoTree::create(sandbox.documentRoot(), error) || !sandbox.start()) {
             std::fprintf(stderr, "%s\n", error.empty() ? sandbox.error().c_str() : error.c_str());
             return 1;
         }
-        std::string configTest = base + "/configtest";
-        writeConfigTest(sandbox, configTest);
+        const std::string controlProgram = sandbox.controlProgram();
 
         QApplication app(argc, argv);
         QApplication::setApplicationName("Fendrel");
@@ -129,7 +123,7 @@ int main(int argc, char** argv)
         {
             FendrelHostWindow window([&] {
                 auto apache = std::make_shared<KLApacheController>(helper);
-                apache->setControlProgram(configTest);
+                apache->setControlProgram(controlProgram);
                 apache->setProcessLister([&sandbox] {
                     return sandbox.isRunning() ? std::vector<std::string>{"apache2"} : std::vector<std::string>{};
                 });

@@ -3,6 +3,7 @@
 
 #include "KLApacheController.h"
 
+#include "KLApacheModules.h"
 #include "KLButton.h"
 #include "KLChildProcess.h"
 #include "KLFileExtensions.h"
@@ -12,6 +13,7 @@
 #include "KLRegex.h"
 #include "KLStringExtensions.h"
 #include "KLTempFile.h"
+#include "KLTextField.h"
 #include "KLTextFile.h"
 #include "KLUserDefaults.h"
 #include "KLWorkspace.h"
@@ -331,4 +333,30 @@ bool KLApacheController::webcheckCheck()
 void KLApacheController::checkApacheConfig()
 {
     apachectl("configtest");
+}
+
+bool KLApacheController::needsRepair()
+{
+    int nullDevice = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    bool changed = grepFile(httpdConfFile(), nullDevice);
+    changed = grepFile(userConfFile(), nullDevice) || changed;
+    if (nullDevice >= 0)
+        ::close(nullDevice);
+    return changed || !missingModules().empty();
+}
+
+std::vector<std::string> KLApacheController::missingModules() const
+{
+    return KLApacheModules::missing(confFileDir_, KLApacheModules::hasPersonalFolder());
+}
+
+void KLApacheController::showModuleProblems()
+{
+    if (!outlets_.moduleProblems)
+        return;
+    std::string text;
+    for (const std::string& module : missingModules())
+        text += (text.empty() ? "" : "\n") + KLApacheModules::problem(module);
+    outlets_.moduleProblems->setStringValue(text);
+    outlets_.moduleProblems->setHidden(text.empty());
 }

@@ -59,12 +59,19 @@ void KLApacheController::webcheck()
     }
     // A failed repair is not reported; a successful one reports 0, which
     // shows nothing.
+    lastRepairChanged_ = needsRepair();
     for (const std::string& file : {httpdConfFile(), userConfFile()}) {
         if (repairConfFile(file) == 0 && pane)
             pane->displayError(0);
     }
+    // Modules are turned on the Debian way, through a2enmod; the server
+    // loads them at its next restart.
+    bool enabled = false;
+    for (const std::string& module : missingModules())
+        enabled |= webcheckWithArgs({"-operation", "module", "-data", module}) == 0;
+    showModuleProblems();
     checkApacheStatus();
-    if (isGraceful_)
+    if (isGraceful_ || (enabled && isApacheRunning_))
         apachectl("graceful");
 }
 

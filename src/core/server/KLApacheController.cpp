@@ -73,6 +73,7 @@ void KLApacheController::awakeFromNib(const KLApacheControllerOutlets& outlets)
     if (outlets_.configErrorView)
         outlets_.configErrorView->setHidden(!errorPanelIsVisible_);
     findLogs();
+    showModuleProblems();
     isGraceful_ = KLUserDefaults::standardUserDefaults().boolForKey(kGracefulRestartKey);
     if (outlets_.gracefulSwitch)
         outlets_.gracefulSwitch->setState(isGraceful_ ? 1 : 0);

@@ -79,6 +79,16 @@ public:
     int repairConfFile(const std::string& path);
     bool webcheckCheck();
     void checkApacheConfig();
+    // The modules Fendrel's access files need that the configuration leaves
+    // off (userdir only when the personal web folder exists), and a sentence
+    // for each in the tab's problem line.
+    std::vector<std::string> missingModules() const;
+    void showModuleProblems();
+    // Whether a repair would change either configuration file or turn a
+    // module on; changes nothing on disk.
+    bool needsRepair();
+    // Whether the last repair changed the configuration or turned a module on.
+    bool lastRepairChanged() const { return lastRepairChanged_; }
 
     // The helper tool.
     const std::optional<std::string>& helperPath() const { return helperPath_; }
@@ -133,6 +143,7 @@ private:
     std::shared_ptr<KLTimer> apacheT_;
     std::vector<std::shared_ptr<KLTimer>> rechecks_; // the status checks after a command
     bool isGraceful_ = true;
+    bool lastRepairChanged_ = false;
     bool errorPanelIsVisible_ = false;
     std::vector<std::string> validCommands_;
     std::map<std::string, std::string> colors_;

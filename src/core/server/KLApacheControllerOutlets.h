@@ -20,6 +20,7 @@ struct KLApacheControllerOutlets
     KLPopUpButton* logPicker = nullptr;
     KLButton* logDisplayButton = nullptr;
     KLButton* webcheckButton = nullptr;
+    KLTextField* moduleProblems = nullptr; // what the repair would still fix; hidden when nothing
     KLAuthorizationView* authView = nullptr;
     KLWorkspace* workspace = nullptr;
 };

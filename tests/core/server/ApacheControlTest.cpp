@@ -240,6 +240,48 @@ TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully)
     EXPECT_EQ(helper->calls.size(), 1u);
 }
 
+TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningServer)
+{
+    dir.write("httpd.conf", "");
+    ::mkdir((dir.path() + "/mods-available").c_str(), 0755);
+    for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host"})
+        dir.write(std::string("mods-enabled/") + on + ".load", "");
+    struct Home
+    {
+        std::string saved = std::getenv("HOME");
+        ~Home() { ::setenv("HOME", saved.c_str(), 1); }
+    } home;
+    ::setenv("HOME", dir.path().c_str(), 1);
+    ::mkdir((dir.path() + "/Sites").c_str(), 0755);
+    FakeTextField problems;
+    outlets.moduleProblems = &problems;
+    processes = {"httpd"};
+    KLApacheController& controller = makeAwake();
+    gracefulSwitch.setState(0);
+    controller.toggleGraceful(gracefulSwitch);
+
+    EXPECT_EQ(problems.stringValue(), "Group rules need the Apache module authz_groupfile, which is off.\n"
+                                      "Address rules need the Apache module access_compat, which is off.\n"
+                                      "Personal web folders are not served: the Apache module userdir is off.");
+    EXPECT_FALSE(problems.isHidden());
+    controller.webcheck();
+    std::vector<std::vector<std::string>> expected;
+    for (const char* module : {"authz_groupfile", "access_compat", "userdir"})
+        expected.push_back({"-operation", "module", "-data", module});
+    expected.push_back({"-operation", "ctl", "-data", "graceful"});
+    EXPECT_EQ(helper->calls, expected);
+    EXPECT_TRUE(controller.lastRepairChanged());
+
+    for (const char* on : {"authz_groupfile", "access_compat"})
+        dir.write(std::string("mods-enabled/") + on + ".load", "");
+    ::rmdir((dir.path() + "/Sites").c_str());
+    helper->calls.clear();
+    controller.webcheck();
+    EXPECT_TRUE(helper->calls.empty()) << "nothing to turn on (userdir only with a personal web folder), no restart";
+    EXPECT_FALSE(controller.lastRepairChanged());
+    EXPECT_TRUE(problems.isHidden());
+}
+
 TEST_F(ApacheControlTest, PendingRechecksDieWithTheController)
 {
     make().apachectl("start");

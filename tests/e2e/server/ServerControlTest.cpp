@@ -1,6 +1,6 @@
 #include "ApacheSandbox.h"
-#include "DebianApache.h"
 #include "KLWebCheckClient.h"
+#include "WebCheckSandbox.h"
 #include "ServerE2ETest.h"
 #include "TempDir.h"
 
@@ -11,17 +11,20 @@
 namespace {
 
 // The whole path: controller -> KLWebCheckClient -> WebCheck (test build,
-// installed set-user-ID root) -> Debian's apachectl -> a private Apache.
+// installed set-user-ID root) -> Debian's apachectl -> a private Apache on a
+// copy of the installed configuration, as installed.
 class ServerControlTest : public ServerE2ETest
 {
 protected:
     void SetUp() override
     {
         ServerE2ETest::SetUp();
-        if (!DebianApache::available() || WebCheckSandbox::testBuild().empty())
+        if (!ApacheSandbox::available() || WebCheckSandbox::testBuild().empty())
             GTEST_SKIP() << "needs Debian's apache2 and the test build of WebCheck";
         box = std::make_unique<WebCheckSandbox>();
-        apache = std::make_unique<DebianApache>(*box);
+        apache = std::make_unique<ApacheSandbox>(ApacheSandbox::Setup::Stock);
+        box->driveApache(apache->serverRoot(), apache->controlProgram());
+        std::ofstream(apache->documentRoot() + "/index.html") << "home\n";
     }
     void TearDown() override
     {
@@ -49,7 +52,7 @@ protected:
     }
 
     std::unique_ptr<WebCheckSandbox> box;
-    std::unique_ptr<DebianApache> apache;
+    std::unique_ptr<ApacheSandbox> apache;
 };
 
 TEST_F(ServerControlTest, ConfigurationTestShowsApachesOwnVerdict)
@@ -59,13 +62,14 @@ TEST_F(ServerControlTest, ConfigurationTestShowsApachesOwnVerdict)
     EXPECT_EQ(configCheckStatus.stringValue(), "Syntax OK") << configErrorView.string();
     EXPECT_FALSE(controller.errorPanelIsVisible());
 
-    apache->writeSite("    BogusDirective here\n");
+    apache->setExtraConfig("BogusDirective here\n");
+    apache->writeConfig();
     controller.checkApacheConfig();
     EXPECT_EQ(configCheckStatus.stringValue(), "Syntax Errors Encountered!");
     EXPECT_EQ(configCheckStatus.textColor(), controller.colors().at("configError"));
     const std::string text = configErrorView.string();
     EXPECT_NE(text.find("Syntax error on line"), std::string::npos) << text;
-    EXPECT_NE(text.find(apache->siteConf()), std::string::npos) << text;
+    EXPECT_NE(text.find(apache->configPath()), std::string::npos) << text;
     EXPECT_NE(text.find("BogusDirective"), std::string::npos) << text;
     EXPECT_FALSE(text.ends_with("\n")) << "the last line feed is chopped";
     EXPECT_TRUE(controller.errorPanelIsVisible());
@@ -91,8 +95,9 @@ TEST_F(ServerControlTest, StartGracefulRestartAndStopChangeWhatTheStatusSees)
     EXPECT_TRUE(box->tool().size() > 0 && controller.isHelperSetUID()) << "installed on first use";
 
     // Graceful: the server reads the changed site and keeps running.
-    ASSERT_EQ(httpStatus(apache->port(), "/closed/"), 404);
-    apache->writeSite("    <Location /closed/>\n        Require all denied\n    </Location>\n");
+    ASSERT_EQ(apache->status("/closed/"), 404);
+    apache->setExtraConfig("<Location /closed/>\n    Require all denied\n</Location>\n");
+    apache->writeConfig();
     controller.resetApache();
     EXPECT_TRUE(apache->waitForStatus("/closed/", 403, 20)) << apache->errorLog();
     EXPECT_EQ(status.stringValue(), "Apache status: Running");
@@ -100,7 +105,8 @@ TEST_F(ServerControlTest, StartGracefulRestartAndStopChangeWhatTheStatusSees)
     // A full restart when the switch is off.
     gracefulSwitch.setState(0);
     controller.toggleGraceful(gracefulSwitch);
-    apache->writeSite();
+    apache->setExtraConfig("");
+    apache->writeConfig();
     controller.resetApache();
     EXPECT_TRUE(apache->waitForStatus("/closed/", 404, 20)) << apache->errorLog();
     EXPECT_TRUE(statusBecomes("Apache status: Running"));
@@ -128,7 +134,7 @@ TEST_F(ServerControlTest, RepairMakesAnIgnoredAccessFileTakeEffect)
 
     controller.toggleApache();
     ASSERT_TRUE(apache->waitForStatus("/", 200, 20)) << apache->errorLog();
-    EXPECT_EQ(httpStatus(apache->port(), "/private/"), 200) << "AllowOverride None ignores the access file";
+    EXPECT_EQ(apache->status("/private/"), 200) << "AllowOverride None ignores the access file";
 
     controller.webcheck();
     EXPECT_EQ(pane.errors, std::vector<int>{0}) << "the main file was repaired; there is no user file";

@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -25,8 +26,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kModules[] = {"mpm_prefork", "authz_core", "authz_host", "authz_user", "authz_groupfile",
-                                    "authn_core", "authn_file", "auth_basic", "access_compat", "dir", "mime"};
+constexpr const char* kControlProgram = "/usr/sbin/apachectl";
 // Logged (at notice level) each time the server has read its configuration.
 constexpr const char* kResumingMarker = "resuming normal operations";
 
@@ -75,9 +75,25 @@ void addPermissions(const fs::path& path, fs::perms perms)
     fs::permissions(path, perms, fs::perm_options::add, ec);
 }
 
-// Runs a program without a shell; its standard output, or nothing when it
-// could not run or failed.
-std::optional<std::string> run(const std::vector<std::string>& argv)
+void put(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+void replaceAll(std::string& text, const std::string& from, const std::string& to)
+{
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
+}
+
+std::string quoted(const std::string& text)
+{
+    return "'" + text + "'";
+}
+
+// Runs a program without a shell, with extra environment entries; its
+// standard output, or nothing when it could not run or failed.
+std::optional<std::string> run(const std::vector<std::string>& argv, const std::vector<std::string>& env = {})
 {
     int out[2];
     if (::pipe2(out, O_CLOEXEC) != 0)
@@ -93,6 +109,8 @@ std::optional<std::string> run(const std::vector<std::string>& argv)
         int devnull = ::open("/dev/null", O_WRONLY);
         if (devnull >= 0)
             ::dup2(devnull, STDERR_FILENO);
+        for (const std::string& entry : env)
+            ::putenv(const_cast<char*>(entry.c_str()));
         std::vector<char*> args;
         for (const std::string& a : argv)
             args.push_back(const_cast<char*>(a.c_str()));
@@ -136,94 +154,175 @@ int httpStatus(int port, const std::string& path, const std::optional<std::strin
     return out ? std::atoi(out->c_str()) : 0;
 }
 
-ApacheSandbox::ApacheSandbox()
+
+ApacheSandbox::ApacheSandbox(Setup setup)
 {
     const char* tmp = std::getenv("TMPDIR");
     std::string base = std::string(tmp && *tmp ? tmp : "/tmp") + "/apache-XXXXXX";
     if (!::mkdtemp(base.data()))
         throw std::runtime_error("cannot create the Apache sandbox folder");
     root_ = base;
-    fs::create_directories(documentRoot());
+    conf_ = root_ + "/conf";
     port_ = freeLoopbackPort();
-    if (::geteuid() == 0) {
-        for (const char* name : {"www-data", "nobody"}) {
-            if (const passwd* pw = ::getpwnam(name)) {
-                user_ = name;
-                const group* gr = ::getgrgid(pw->pw_gid);
-                group_ = gr ? gr->gr_name : "nogroup";
-                break;
-            }
-        }
+    static int sandboxes = 0;
+    processName_ = "fdl" + std::to_string(::getpid()) + static_cast<char>('a' + sandboxes++ % 26);
+    for (const char* folder : {"run", "lock", "logs", "www/html", "home"})
+        fs::create_directories(root_ + "/" + folder);
+    if (!available())
+        return;
+    copyInstalledConfiguration();
+    if (setup == Setup::Repaired) {
+        replaceAll(base_, "AllowOverride None", "AllowOverride All");
+        writeConfig();
+        std::vector<std::string> argv{kA2enmod, "-q"};
+        argv.insert(argv.end(), std::begin(kAccessModules), std::end(kAccessModules));
+        if (!run(argv, {"APACHE_CONFDIR=" + conf_}))
+            throw std::runtime_error("a2enmod could not enable the access modules in " + conf_);
     }
 }
 
 ApacheSandbox::~ApacheSandbox()
 {
     stop();
+    stopDaemon();
     std::error_code ec;
     fs::remove_all(root_, ec);
 }
 
 bool ApacheSandbox::available()
 {
-    if (::access(kBinary, X_OK) != 0)
-        return false;
-    for (const char* module : kModules) {
-        if (!fs::exists(std::string(kModuleDir) + "/mod_" + module + ".so"))
+    for (const char* tool : {kBinary, kControlProgram, kA2enmod}) {
+        if (::access(tool, X_OK) != 0)
             return false;
     }
-    return true;
+    return fs::exists(std::string(kInstalledConf) + "/apache2.conf") &&
+           fs::exists(std::string(kInstalledConf) + "/envvars");
+}
+
+void ApacheSandbox::copyInstalledConfiguration()
+{
+    fs::copy(kInstalledConf, conf_, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    fs::create_symlink(kBinary, root_ + "/" + processName_);
+
+    // Only the places move; the installed values stay as they are, except the
+    // account when the tests cannot switch to it.
+    std::string vars = "export APACHE_PID_FILE=" + quoted(pidFilePath()) + "\n" +
+                       "export APACHE_RUN_DIR=" + quoted(root_ + "/run") + "\n" +
+                       "export APACHE_LOCK_DIR=" + quoted(root_ + "/lock") + "\n" +
+                       "export APACHE_LOG_DIR=" + quoted(root_ + "/logs") + "\n" +
+                       "export APACHE_HTTPD=" + quoted(root_ + "/" + processName_) + "\n";
+    if (::geteuid() != 0) {
+        const passwd* pw = ::getpwuid(::geteuid());
+        const group* gr = ::getgrgid(::getegid());
+        vars += std::string("export APACHE_RUN_USER=") + (pw ? pw->pw_name : "nobody") + "\n" +
+                "export APACHE_RUN_GROUP=" + (gr ? gr->gr_name : "nogroup") + "\n";
+    } else if (const passwd* pw = ::getpwnam("www-data")) {
+        // apachectl hands the lock folder to the server's account the same way.
+        [[maybe_unused]] int ignored = ::chown((root_ + "/lock").c_str(), pw->pw_uid, pw->pw_gid);
+    }
+    std::ofstream(conf_ + "/envvars", std::ios::app) << vars;
+
+    std::string ports;
+    std::istringstream lines(readAll(conf_ + "/ports.conf"));
+    bool listening = false;
+    for (std::string line; std::getline(lines, line);) {
+        std::size_t word = line.find_first_not_of(" \t");
+        if (word != std::string::npos && line.compare(word, 7, "Listen ") == 0) {
+            line = listening ? "# " + line : "Listen 127.0.0.1:" + std::to_string(port_);
+            listening = true;
+        }
+        ports += line + "\n";
+    }
+    put(conf_ + "/ports.conf", ports);
+
+    const std::regex virtualHost(R"(<VirtualHost [^>]*>)");
+    const std::string host = "<VirtualHost 127.0.0.1:" + std::to_string(port_) + ">";
+    for (const auto& site : fs::directory_iterator(conf_ + "/sites-enabled")) {
+        std::string text = std::regex_replace(readAll(site.path()), virtualHost, host);
+        replaceAll(text, "/var/www", root_ + "/www");
+        put(fs::canonical(site.path()), text);
+    }
+    rewrite(conf_ + "/mods-available/userdir.conf", " /home/", " " + root_ + "/home/");
+    rewrite(conf_ + "/mods-available/userdir.conf", "UserDir public_html", "UserDir " + root_ + "/home/*/public_html");
+    base_ = readAll(configPath());
+    replaceAll(base_, "/var/www", root_ + "/www");
+    writeConfig();
+}
+
+void ApacheSandbox::rewrite(const std::string& file, const std::string& from, const std::string& to) const
+{
+    std::string text = readAll(file);
+    replaceAll(text, from, to);
+    put(file, text);
 }
 
 std::string ApacheSandbox::configPath() const
 {
-    return root_ + "/apache2.conf";
+    return conf_ + "/apache2.conf";
 }
 
 std::string ApacheSandbox::documentRoot() const
 {
-    return root_ + "/docs";
+    return root_ + "/www/html";
+}
+
+std::string ApacheSandbox::personalFolder(const std::string& login) const
+{
+    std::string folder = root_ + "/home/" + login + "/public_html";
+    fs::create_directories(folder);
+    return folder;
 }
 
 std::string ApacheSandbox::pidFilePath() const
 {
-    return root_ + "/apache2.pid";
+    return root_ + "/run/apache2.pid";
 }
 
 std::string ApacheSandbox::errorLogPath() const
 {
-    return root_ + "/error.log";
+    return root_ + "/logs/error.log";
 }
 
-std::string ApacheSandbox::defaultConfig() const
+std::string ApacheSandbox::controlProgram() const
 {
-    std::ostringstream c;
-    c << "ServerRoot \"" << root_ << "\"\n"
-      << "DefaultRuntimeDir \"" << root_ << "\"\n"
-      << "PidFile \"" << pidFilePath() << "\"\n"
-      << "ErrorLog \"" << errorLogPath() << "\"\n"
-      << "LogLevel notice\n"
-      << "ServerName 127.0.0.1\n"
-      << "Listen 127.0.0.1:" << port_ << "\n";
-    for (const char* module : kModules)
-        c << "LoadModule " << module << "_module " << kModuleDir << "/mod_" << module << ".so\n";
-    if (!user_.empty())
-        c << "User " << user_ << "\nGroup " << group_ << "\n";
-    c << "StartServers 1\nMinSpareServers 1\nMaxSpareServers 2\n"
-      << "TypesConfig " << (fs::exists("/etc/mime.types") ? "/etc/mime.types" : "/dev/null") << "\n"
-      << "DirectoryIndex index.html\n"
-      << "AccessFileName .htaccess\n"
-      << "DocumentRoot \"" << documentRoot() << "\"\n"
-      << "<Directory />\n    AllowOverride None\n    Require all denied\n</Directory>\n"
-      << "<Directory \"" << documentRoot() << "\">\n"
-      << "    Options FollowSymLinks\n    AllowOverride All\n    Require all granted\n</Directory>\n"
-      << "<FilesMatch \"^\\.ht\">\n    Require all denied\n</FilesMatch>\n";
-    return c.str();
+    // Debian's apachectl hands a start to systemd unless told it comes from there.
+    std::string path = root_ + "/apachectl";
+    put(path, "#!/bin/sh\nAPACHE_CONFDIR=" + quoted(conf_) + " APACHE_STARTED_BY_SYSTEMD=1 exec " + kControlProgram +
+                  " \"$@\"\n");
+    fs::permissions(path, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                              fs::perms::others_read | fs::perms::others_exec);
+    return path;
+}
+
+bool ApacheSandbox::enableModule(const std::string& name) const
+{
+    return run({kA2enmod, "-q", name}, {"APACHE_CONFDIR=" + conf_}).has_value();
+}
+
+bool ApacheSandbox::isModuleEnabled(const std::string& name) const
+{
+    return fs::exists(conf_ + "/mods-enabled/" + name + ".load");
+}
+
+void ApacheSandbox::setPort(int port)
+{
+    const std::string from = ":" + std::to_string(port_), to = ":" + std::to_string(port);
+    rewrite(conf_ + "/ports.conf", from + "\n", to + "\n");
+    for (const auto& site : fs::directory_iterator(conf_ + "/sites-enabled"))
+        rewrite(fs::canonical(site.path()), from + ">", to + ">");
+    port_ = port;
+}
+
+void ApacheSandbox::replaceConfig(const std::string& text)
+{
+    base_ = text;
+    extra_.clear();
+    writeConfig();
 }
 
 std::string ApacheSandbox::configText() const
 {
-    return replacement_ ? *replacement_ : defaultConfig() + extra_;
+    return base_ + extra_;
 }
 
 bool ApacheSandbox::writeConfig()
@@ -245,13 +344,16 @@ void ApacheSandbox::makeReadable() const
             addPermissions(p, fs::perms::others_exec);
     }
     std::error_code ec;
-    addPermissions(documentRoot(), fs::perms::others_read | fs::perms::others_exec);
-    for (auto it = fs::recursive_directory_iterator(documentRoot(), ec); !ec && it != fs::recursive_directory_iterator();
-         it.increment(ec)) {
-        if (it->is_symlink(ec))
-            continue;
-        bool folder = it->is_directory(ec);
-        addPermissions(it->path(), folder ? fs::perms::others_read | fs::perms::others_exec : fs::perms::others_read);
+    for (const std::string tree : {root_ + "/www", root_ + "/home"}) {
+        addPermissions(tree, fs::perms::others_read | fs::perms::others_exec);
+        for (auto it = fs::recursive_directory_iterator(tree, ec); !ec && it != fs::recursive_directory_iterator();
+             it.increment(ec)) {
+            if (it->is_symlink(ec))
+                continue;
+            bool folder = it->is_directory(ec);
+            addPermissions(it->path(),
+                           folder ? fs::perms::others_read | fs::perms::others_exec : fs::perms::others_read);
+        }
     }
 }
 
@@ -261,16 +363,16 @@ bool ApacheSandbox::start()
     if (child_ > 0)
         return true;
     if (!available()) {
-        error_ = "Apache 2.4 is not installed";
+        error_ = "Debian's Apache 2.4 is not installed";
         return false;
     }
     // The free port may be taken by someone else before the server binds it.
     for (int attempt = 0; attempt < 3; ++attempt) {
         if (launch())
             return true;
-        if (replacement_ || errorLog().find("Address already in use") == std::string::npos)
+        if (errorLog().find("Address already in use") == std::string::npos)
             return false;
-        port_ = freeLoopbackPort();
+        setPort(freeLoopbackPort());
     }
     return false;
 }
@@ -298,8 +400,10 @@ bool ApacheSandbox::launch()
             ::dup2(log, STDOUT_FILENO);
             ::dup2(log, STDERR_FILENO);
         }
-        std::string conf = configPath();
-        ::execl(kBinary, kBinary, "-d", root_.c_str(), "-f", conf.c_str(), "-DFOREGROUND", static_cast<char*>(nullptr));
+        ::setenv("APACHE_CONFDIR", conf_.c_str(), 1);
+        // As apachectl starts it: Debian's envvars, then the binary on the folder.
+        ::execl("/bin/sh", "sh", "-c", ". \"$APACHE_CONFDIR/envvars\" && exec \"$APACHE_HTTPD\" -d \"$APACHE_CONFDIR\" -DFOREGROUND",
+                static_cast<char*>(nullptr));
         ::_exit(127);
     }
     if (!waitForPort(15)) {
@@ -386,6 +490,19 @@ void ApacheSandbox::stop()
     }
 }
 
+void ApacheSandbox::stopDaemon() const
+{
+    std::optional<pid_t> server = pid();
+    // Only this sandbox's server, never a process that reused the number.
+    if (!server || readAll("/proc/" + std::to_string(*server) + "/comm") != processName_ + "\n")
+        return;
+    ::kill(*server, SIGTERM);
+    for (int i = 0; i < 200 && ::kill(*server, 0) == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (::kill(*server, 0) == 0)
+        ::kill(*server, SIGKILL);
+}
+
 std::optional<pid_t> ApacheSandbox::pid() const
 {
     std::string text = readAll(pidFilePath());
@@ -405,4 +522,15 @@ int ApacheSandbox::status(const std::string& path, const std::optional<std::stri
 {
     makeReadable();
     return httpStatus(port_, path, user, password);
+}
+
+bool ApacheSandbox::waitForStatus(const std::string& path, int expected, double seconds) const
+{
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    do {
+        if (status(path) == expected)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    } while (std::chrono::steady_clock::now() < deadline);
+    return false;
 }

@@ -112,12 +112,13 @@ void WebCheckSandbox::setControlProgram(const std::string& body) const
     writeFile(path_ + "/apachectl", script, 0755);
 }
 
-void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::string& binary) const
+void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::string& controlProgram) const
 {
     std::filesystem::remove_all(confDir());
     std::filesystem::create_directory_symlink(serverRoot, confDir());
-    setControlProgram("echo \"args: $*\" >> " + quoted(controlLog()) + "\nexec " + quoted(binary) + " -d " +
-                      quoted(serverRoot) + " -f " + quoted(serverRoot + "/" + mainConfName()) + " -k \"$1\"\n");
+    setControlProgram("echo \"args: $*\" >> " + quoted(controlLog()) + "\nexec " + quoted(controlProgram) + " \"$@\"\n");
+    writeFile(path_ + "/a2enmod", "#!/bin/sh\nAPACHE_CONFDIR=" + quoted(serverRoot) + " exec /usr/sbin/a2enmod \"$@\"\n",
+              0755);
 }
 
 void WebCheckSandbox::setPkcheckExit(int code) const

@@ -52,11 +52,11 @@ public:
     // A shell script body (after "#!/bin/sh") as the control program.
     void setControlProgram(const std::string& body) const;
     // For a private Apache (ApacheSandbox): conf/ becomes a symbolic link to
-    // its folder (the tool takes its configuration folder as it stands and
-    // refuses links only below it), and the control program runs
-    // `<binary> -d <folder> -f <folder>/<main file> -k <command>`, so -file
-    // is <confDir()>/<main file> and ctl commands reach that server.
-    void driveApache(const std::string& serverRoot, const std::string& binary = "/usr/sbin/apache2") const;
+    // its configuration folder (the tool takes its configuration folder as it
+    // stands and refuses links only below it), the control program runs the
+    // sandbox's apachectl and a2enmod works on that folder, so -file is
+    // <confDir()>/<main file> and ctl and module operations reach that server.
+    void driveApache(const std::string& serverRoot, const std::string& controlProgram) const;
     // pkcheck's exit code; realPkcheck() hands the question to polkit itself.
     void setPkcheckExit(int code) const;
     void realPkcheck() const;

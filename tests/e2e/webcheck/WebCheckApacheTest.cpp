@@ -17,7 +17,7 @@ TEST_F(WebCheckApacheTest, RepairAndGracefulThenStopReachTheServer)
     ApacheSandbox apache;
     apache.setExtraConfig("<Directory \"" + apache.documentRoot() + "\">\n    AllowOverride None\n</Directory>\n");
     ASSERT_TRUE(apache.start()) << apache.error();
-    box->driveApache(apache.serverRoot());
+    box->driveApache(apache.serverRoot(), apache.controlProgram());
     std::ofstream(apache.documentRoot() + "/index.html") << "hello\n";
     std::ofstream(apache.documentRoot() + "/.htaccess") << "Require all denied\n";
     EXPECT_EQ(200, apache.status("/")) << "access file ignored while AllowOverride is None";
