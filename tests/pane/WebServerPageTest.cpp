@@ -98,6 +98,23 @@ TEST_F(WebServerPageTest, TheLockOpensTheControlsOnlyWithTheRights)
     EXPECT_FALSE(page().toggleButton()->isEnabled());
 }
 
+TEST_F(WebServerPageTest, ModulesThatAreOffAreNamedAndRepairTurnsThemOn)
+{
+    scripts.mkdir("mods-available");
+    for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host",
+                           "access_compat"})
+        scripts.write(std::string("mods-enabled/") + on + ".load", "");
+    pref().apache()->setConfFileDir(scripts.path());
+    pref().apache()->showModuleProblems();
+    EXPECT_FALSE(page().moduleProblems()->isHidden());
+    EXPECT_EQ(page().moduleProblems()->text(), "Group rules need the Apache module authz_groupfile, which is off.");
+    openLock();
+    pref().apache()->setHelperPath(scripts.path());
+    page().webcheckButton()->click();
+    ASSERT_FALSE(helper->runs.empty());
+    EXPECT_EQ(helper->runs.front(), (std::vector<std::string>{"-operation", "module", "-data", "authz_groupfile"}));
+}
+
 TEST_F(WebServerPageTest, StartAndStopGoThroughTheHelperAndTheStatusFollows)
 {
     openLock();

@@ -140,6 +140,8 @@ int main(int argc, char** argv)
             std::printf("  /%s/    open to all\n", DemoTree::kPublic);
             for (const DemoTree::User& user : DemoTree::users())
                 std::printf("  user %s, password %s\n", user.name.c_str(), user.password.c_str());
+            std::printf("As installed, Apache ignores these access files: use Repair Configuration in the\n"
+                        "Web Server tab (the lock opens without asking) to make them take effect.\n");
             std::printf("The server stops when the window closes.\n");
             std::fflush(stdout);
 
