@@ -79,6 +79,7 @@ WebCheckSandbox::WebCheckSandbox()
     ::chown(callerDir().c_str(), kNobody, kNobody);
     setControlProgram("");
     setPkcheckExit(0);
+    writeFile(path_ + "/a2enmod", "#!/bin/sh\necho \"$*\" >> " + quoted(a2enmodLog()) + "\n", 0755);
 }
 
 WebCheckSandbox::~WebCheckSandbox()
@@ -104,6 +105,9 @@ void WebCheckSandbox::setControlProgram(const std::string& body) const
                  "  echo \"fds: $(ls /proc/$$/fd | sort -n | tr '\\n' ' ')\";\n"
                  "  for fd in /proc/$$/fd/*; do echo \"fd: $(readlink $fd)\"; done;\n"
                  "  grep -E '^Sig(Blk|Ign):' /proc/self/status; echo \"fsize: $(ulimit -f)\"; echo \"nofile: $(ulimit -n)\";\n"
+                 "  echo \"state: nice $(cut -d' ' -f19 /proc/$$/stat) policy $(cut -d' ' -f41 /proc/$$/stat)"
+                 " oom $(cat /proc/$$/oom_score_adj) io $(ionice -p $$) cwd $PWD\";\n"
+                 "  grep '^Cpus_allowed_list:' /proc/$$/status; sed 's/^/limits: /' /proc/$$/limits;\n"
                  "  tr '\\0' '\\n' < /proc/$$/environ | sed 's/^/env: /'; } >> " +
                  quoted(controlLog()) + "\n";
     } else {
@@ -123,8 +127,31 @@ void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::stri
 
 void WebCheckSandbox::setPkcheckExit(int code) const
 {
+    // Logs who runs it and the tool's parent as pid,start-time.
     writeFile(path_ + "/pkcheck",
-              "#!/bin/sh\necho \"$*\" >> " + quoted(pkcheckLog()) + "\nexit " + std::to_string(code) + "\n", 0755);
+              "#!/bin/sh\nparent=$(cut -d' ' -f4 /proc/$PPID/stat)\n"
+              "echo \"$* by $(id -u) for $parent,$(cut -d' ' -f22 /proc/$parent/stat)\" >> " +
+                  quoted(pkcheckLog()) + "\nexit " + std::to_string(code) + "\n",
+              0755);
+}
+
+void WebCheckSandbox::realA2enmod() const
+{
+    for (const char* folder : {"mods-available", "mods-enabled"})
+        std::filesystem::copy(std::string("/etc/apache2/") + folder, confDir() + "/" + folder,
+                              std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
+    std::filesystem::create_directories(path_ + "/state");
+    // The tool clears the environment, so the stub names the copy itself.
+    writeFile(path_ + "/a2enmod",
+              "#!/bin/sh\necho \"$*\" >> " + quoted(a2enmodLog()) + "\nAPACHE_CONFDIR=" + quoted(confDir()) +
+                  " APACHE_STATE_DIRECTORY=" + quoted(path_ + "/state") + " exec /usr/sbin/a2enmod \"$@\"\n",
+              0755);
+}
+
+void WebCheckSandbox::pretendSystemd() const
+{
+    std::filesystem::create_directories(path_ + "/run-systemd-system");
+    writeFile(path_ + "/systemctl", "#!/bin/sh\necho \"systemctl: $*\" >> " + quoted(controlLog()) + "\n", 0755);
 }
 
 void WebCheckSandbox::realPkcheck() const
@@ -148,13 +175,8 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
     std::string outPath = path_ + "/.run-XXXXXX", errPath = path_ + "/.run-XXXXXX";
     int out = ::mkostemp(outPath.data(), O_CLOEXEC);
     int err = ::mkostemp(errPath.data(), O_CLOEXEC);
-    int input[2];
-    if (out < 0 || err < 0 || ::pipe2(input, O_CLOEXEC) != 0)
+    if (out < 0 || err < 0)
         throw std::runtime_error("cannot prepare a run");
-    // Small inputs fit the pipe, so they go in before the tool starts.
-    if (::write(input[1], options.input.data(), options.input.size()) != static_cast<ssize_t>(options.input.size()))
-        throw std::runtime_error("input too large for the pipe");
-    ::close(input[1]);
 
     std::vector<std::string> argv;
     if (!rawArgv) {
@@ -173,19 +195,36 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
 
     pid_t pid = ::fork();
     if (pid == 0) {
-        ::dup2(input[0], 0);
-        ::dup2(out, 1);
-        ::dup2(err, 2);
+        // The caller process.
+        if (options.inCaller)
+            options.inCaller();
         gid_t gid = options.uid;
         if (::setgroups(0, nullptr) != 0 || ::setresgid(gid, gid, gid) != 0 ||
             ::setresuid(options.uid, options.uid, options.uid) != 0)
             ::_exit(120);
-        if (options.inChild)
-            options.inChild();
-        ::execve(program.c_str(), cargv.data(), cenv.data());
-        ::_exit(121);
+        std::string input = options.callerToken ? tokenFor(options.uid) : options.input;
+        int pipe[2];
+        // Small inputs fit the pipe, so they go in before the tool starts.
+        if (::pipe2(pipe, O_CLOEXEC) != 0 ||
+            ::write(pipe[1], input.data(), input.size()) != static_cast<ssize_t>(input.size()))
+            ::_exit(120);
+        ::close(pipe[1]);
+        pid_t child = ::fork();
+        if (child == 0) {
+            ::dup2(pipe[0], 0);
+            ::dup2(out, 1);
+            ::dup2(err, 2);
+            if (options.inChild)
+                options.inChild();
+            ::execve(program.c_str(), cargv.data(), cenv.data());
+            ::_exit(121);
+        }
+        ::close(pipe[0]);
+        int status = 0, last = 0;
+        while (::waitpid(-1, &status, 0) > 0)
+            last = status;
+        ::_exit(WIFEXITED(last) ? WEXITSTATUS(last) : 128 + WTERMSIG(last));
     }
-    ::close(input[0]);
     ::close(out);
     ::close(err);
     Run result;

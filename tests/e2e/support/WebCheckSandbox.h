@@ -15,8 +15,15 @@
 //                            ignored signals, file-size and descriptor limits and
 //                            exact environment to controlLog(); setControlProgram()
 //                            replaces it (e.g. to drive a private Apache)
-//   pkcheck                  polkit stub: appends its arguments to pkcheckLog()
-//                            and exits with setPkcheckExit()'s code (0 at first)
+//   pkcheck                  polkit stub: appends its arguments, "by <its uid>"
+//                            and "for <the tool's parent pid>,<start time>" to
+//                            pkcheckLog() and exits with setPkcheckExit()'s code (0 at first)
+//   a2enmod                  stub that appends its arguments to a2enmodLog();
+//                            realA2enmod() runs Debian's on a copy of the
+//                            machine's mods-available and mods-enabled in conf/
+//   systemctl                stub that appends "systemctl: <arguments>" to
+//                            controlLog(); used only where run-systemd-system
+//                            exists (pretendSystemd())
 //   conf/<main file>         the main configuration file (mainConf())
 //   conf/users/              per-user configuration files
 //   caller/                  a folder owned by nobody (65534) for caller files
@@ -46,7 +53,9 @@ public:
     std::string callerDir() const { return path_ + "/caller"; }
     std::string lockFile() const { return path_ + "/webcheck.lock"; }
     std::string controlLog() const { return path_ + "/apachectl.log"; }
-    std::string pkcheckLog() const { return path_ + "/pkcheck.log"; }
+    // In caller/: pkcheck runs as the caller.
+    std::string pkcheckLog() const { return callerDir() + "/pkcheck.log"; }
+    std::string a2enmodLog() const { return path_ + "/a2enmod.log"; }
 
     void installSetUID() const;
     // A shell script body (after "#!/bin/sh") as the control program.
@@ -60,6 +69,8 @@ public:
     // pkcheck's exit code; realPkcheck() hands the question to polkit itself.
     void setPkcheckExit(int code) const;
     void realPkcheck() const;
+    void realA2enmod() const;
+    void pretendSystemd() const;
     // Writes a file of the caller's (owned by uid, mode 0644) in callerDir().
     std::string callerFile(const std::string& name, const std::string& contents, uid_t uid = kNobody) const;
 
@@ -74,9 +85,17 @@ public:
         std::string input; // standard input, usually a token
         std::vector<std::string> wrapper; // programs that exec the tool (e.g. prlimit ...)
         std::function<void()> inChild; // runs in the child as the caller, just before execve
+        // Runs in the caller process as root before it takes the caller's ids.
+        std::function<void()> inCaller;
+        // The caller writes its own token (the one the tool expects from it)
+        // instead of input.
+        bool callerToken = false;
     };
-    // Runs the tool as a child of this process; argv excludes argv[0] unless
-    // rawArgv, which passes argv exactly (empty: argc 0).
+    // Runs the tool from a caller process: a child of this process with the
+    // caller's ids that starts the tool (through the wrapper, if any) and
+    // reaps it and anything handed to it; the status is that of the last
+    // process to end. argv excludes argv[0] unless rawArgv, which passes argv
+    // exactly (empty: argc 0).
     Run run(const std::vector<std::string>& args, const Options& options, bool rawArgv = false) const;
 
     // The token the tool expects from this process for a caller uid.

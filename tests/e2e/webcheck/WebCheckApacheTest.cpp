@@ -15,18 +15,15 @@ TEST_F(WebCheckApacheTest, RepairAndGracefulThenStopReachTheServer)
     if (!ApacheSandbox::available())
         GTEST_SKIP() << "Apache is not installed";
     ApacheSandbox apache;
-    apache.setExtraConfig("<Directory \"" + apache.documentRoot() + "\">\n    AllowOverride None\n</Directory>\n");
+    apache.setExtraConfig("<Directory " + apache.documentRoot() + ">\n    AllowOverride None\n</Directory>\n");
     ASSERT_TRUE(apache.start()) << apache.error();
     box->driveApache(apache.serverRoot(), apache.controlProgram());
     std::ofstream(apache.documentRoot() + "/index.html") << "hello\n";
     std::ofstream(apache.documentRoot() + "/.htaccess") << "Require all denied\n";
     EXPECT_EQ(200, apache.status("/")) << "access file ignored while AllowOverride is None";
 
-    std::string repaired = apache.configText();
-    std::string none = "AllowOverride None\n</Directory>\n";
-    repaired.replace(repaired.rfind(none), none.size(), "AllowOverride All\n</Directory>\n");
-    std::string data = box->callerFile("repaired", repaired);
-    auto result = webcheck(kNobody, box->confDir() + "/" + WebCheckSandbox::mainConfName(), data);
+    std::string conf = box->confDir() + "/" + WebCheckSandbox::mainConfName();
+    auto result = webcheck(kNobody, conf, repairData(conf));
     ASSERT_EQ(0, result.status) << result.err;
     result = ctl(kNobody, "graceful");
     ASSERT_EQ(0, result.status) << result.err;

@@ -1,5 +1,8 @@
 #include "WebCheckFixture.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 // Anything but the documented argument lists is refused before the token is
 // even read: nothing runs and polkit is not asked.
 using WebCheckArgumentsTest = WebCheckFixture;
@@ -9,7 +12,7 @@ TEST_F(WebCheckArgumentsTest, ArgcZeroIsRefused)
     for (uid_t uid : {kNobody, uid_t(0)}) {
         WebCheckSandbox::Options options;
         options.uid = uid;
-        options.input = WebCheckSandbox::tokenFor(uid);
+        options.callerToken = true;
         auto result = box->run({}, options, true);
         EXPECT_EQ(kUsage, result.status) << "uid " << uid << ": " << result.err;
     }
@@ -56,7 +59,11 @@ TEST_F(WebCheckArgumentsTest, UndocumentedListsAndCommandsAreRefused)
 TEST_F(WebCheckArgumentsTest, MypathMustBeThisProgram)
 {
     std::string other = box->callerFile("WebCheck", "#!/bin/sh\n");
-    for (const std::string& path : {std::string("/bin/sh"), other, box->path() + "/missing"}) {
+    // The tool itself, but where the caller cannot look.
+    std::string hidden = box->path() + "/rootonly";
+    ASSERT_EQ(0, ::mkdir(hidden.c_str(), 0700));
+    ASSERT_EQ(0, ::link(box->tool().c_str(), (hidden + "/WebCheck").c_str()));
+    for (const std::string& path : {std::string("/bin/sh"), other, box->path() + "/missing", hidden + "/WebCheck"}) {
         auto result = run(kNobody, {"-mypath", path, "-operation", "ctl", "-data", "start"});
         EXPECT_EQ(kUsage, result.status) << path;
     }
@@ -68,7 +75,10 @@ TEST_F(WebCheckArgumentsTest, HelpDocumentsFormsAndExitCodes)
     auto result = run(kNobody, {"--help"});
     EXPECT_EQ(0, result.status);
     for (const char* text : {"-operation webcheck -file", "-operation ctl -data start|stop|restart|graceful",
-                             "-selfRepair YES", "  3  the token", "  7  polkit", "  9  no root rights"})
+                             "-operation module -data NAME", "-selfRepair YES", "  3  the token", "  7  polkit",
+                             "  9  no root rights", "  10 NAME", "  11 FILE is not the repair",
+                             "modules: auth_basic authn_core authn_file authz_core authz_user authz_groupfile "
+                             "authz_host access_compat userdir\n"})
         EXPECT_NE(std::string::npos, result.out.find(text)) << text;
     EXPECT_NE(std::string::npos, result.out.find("control program: " + box->path() + "/apachectl"));
     EXPECT_NE(std::string::npos, result.out.find("lock: " + box->lockFile()));

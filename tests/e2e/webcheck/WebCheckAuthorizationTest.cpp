@@ -2,34 +2,45 @@
 
 #include "KLWebCheckClient.h"
 
+#include <fcntl.h>
+#include <regex>
 #include <unistd.h>
 
 // polkit is asked about the calling process as the kernel sees it, only a
 // zero exit of pkcheck authorizes, and root always holds both rights.
 using WebCheckAuthorizationTest = WebCheckFixture;
 
-TEST_F(WebCheckAuthorizationTest, SubjectIsTheCallerAsTheKernelSeesIt)
+TEST_F(WebCheckAuthorizationTest, SubjectIsTheCallerAsTheKernelSeesItAndPkcheckRunsAsTheCaller)
 {
-    std::string subject = std::to_string(::getpid()) + "," + std::to_string(WebCheckSandbox::startTime(::getpid())) +
-                          "," + std::to_string(kNobody);
     EXPECT_EQ(0, ctl(kNobody, "graceful").status);
-    std::string data = box->callerFile("data", "ServerName example\n");
-    EXPECT_EQ(0, webcheck(kNobody, box->mainConf(), data).status);
-    EXPECT_EQ("--action-id com.quillmoor.fendrel.apachectl --process " + subject + "\n"
-              "--action-id com.quillmoor.fendrel.webcheck --process " + subject + "\n",
-              read(box->pkcheckLog()));
+    EXPECT_EQ(0, webcheck(kNobody, box->mainConf(), repairData(box->mainConf())).status);
+    EXPECT_EQ(0, module(kNobody, "userdir").status);
+    std::istringstream lines(read(box->pkcheckLog()));
+    for (const char* right : {"apachectl", "webcheck", "webcheck"}) {
+        std::string line;
+        std::getline(lines, line);
+        std::smatch m;
+        ASSERT_TRUE(std::regex_match(line, m, std::regex("--action-id com\\.quillmoor\\.fendrel\\.(\\w+) --process "
+                                                         "(\\d+,\\d+),65534 by (\\d+) for (\\d+,\\d+)")))
+            << line;
+        EXPECT_EQ(right, m[1].str());
+        EXPECT_EQ(m[2].str(), m[4].str()) << "the subject is the tool's parent";
+        EXPECT_EQ("65534", m[3].str()) << "pkcheck runs as the caller";
+    }
 }
 
 TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefuses)
 {
     std::string before = read(box->mainConf());
-    std::string data = box->callerFile("data", "ServerName changed\n");
+    std::string data = repairData(box->mainConf());
     for (int code : {1, 2, 3, 126, 127}) {
         box->setPkcheckExit(code);
         EXPECT_EQ(kNotAuthorized, ctl(kNobody, "stop").status) << code;
         EXPECT_EQ(kNotAuthorized, webcheck(kNobody, box->mainConf(), data).status) << code;
+        EXPECT_EQ(kNotAuthorized, module(kNobody, "auth_basic").status) << code;
     }
     EXPECT_FALSE(controlRan());
+    EXPECT_FALSE(std::filesystem::exists(box->a2enmodLog()));
     EXPECT_EQ(before, read(box->mainConf()));
 }
 
@@ -44,13 +55,37 @@ TEST_F(WebCheckAuthorizationTest, NoPolkitAnswerMeansRefused)
     EXPECT_FALSE(controlRan());
 }
 
+TEST_F(WebCheckAuthorizationTest, RefusedCallerGetsNoProcessAndCannotStallTheTool)
+{
+    // A caller at its process limit whose error output is a full pipe that
+    // nobody reads: pkcheck runs as the caller, so it cannot be started, and
+    // the refusal is dropped instead of blocking.
+    int full[2];
+    ASSERT_EQ(0, ::pipe2(full, O_CLOEXEC));
+    ::fcntl(full[1], F_SETFL, O_NONBLOCK);
+    char block[4096] = {};
+    while (::write(full[1], block, sizeof block) > 0) {
+    }
+    ::fcntl(full[1], F_SETFL, 0);
+    WebCheckSandbox::Options options;
+    options.uid = kNobody;
+    options.callerToken = true;
+    options.wrapper = {"/usr/bin/prlimit", "--nproc=1"};
+    options.inChild = [&] { ::dup2(full[1], STDERR_FILENO); };
+    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "start"}, options);
+    ::close(full[0]);
+    ::close(full[1]);
+    EXPECT_EQ(kNotAuthorized, result.status);
+    EXPECT_FALSE(std::filesystem::exists(box->pkcheckLog())) << "pkcheck ran past the caller's process limit";
+    EXPECT_FALSE(controlRan());
+}
+
 TEST_F(WebCheckAuthorizationTest, RootHoldsBothRightsWithoutPolkit)
 {
     box->setPkcheckExit(1);
     EXPECT_EQ(0, ctl(0, "restart").status);
-    std::string data = box->callerFile("data", "ServerName root\n", 0);
-    EXPECT_EQ(0, webcheck(0, box->mainConf(), data).status);
-    EXPECT_EQ("ServerName root\n", read(box->mainConf()));
+    EXPECT_EQ(0, webcheck(0, box->mainConf(), repairData(box->mainConf(), 0)).status);
+    EXPECT_EQ("ServerName localhost\n\n", read(box->mainConf()));
     EXPECT_FALSE(std::filesystem::exists(box->pkcheckLog()));
 }
 

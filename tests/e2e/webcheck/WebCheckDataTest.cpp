@@ -47,11 +47,12 @@ TEST_F(WebCheckDataTest, UnacceptableDataIsRefused)
 
 TEST_F(WebCheckDataTest, ExactlyOneMebibyteIsAccepted)
 {
-    std::string data(1024 * 1024, 'x');
-    data.back() = '\n';
-    auto result = webcheck(kNobody, box->mainConf(), box->callerFile("full", data));
+    std::string current(1024 * 1024 - 1, 'x');
+    current.back() = '\n';
+    std::ofstream(box->mainConf()) << current;
+    auto result = webcheck(kNobody, box->mainConf(), box->callerFile("full", current + "\n"));
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ(data, read(box->mainConf()));
+    EXPECT_EQ(current + "\n", read(box->mainConf()));
 }
 
 TEST_F(WebCheckDataTest, DataIsOpenedWithTheCallersRights)
@@ -62,7 +63,7 @@ TEST_F(WebCheckDataTest, DataIsOpenedWithTheCallersRights)
     std::string folder = box->path() + "/rootonly";
     ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
     std::string data = folder + "/data";
-    std::ofstream(data) << "ServerName hidden\n";
+    std::ofstream(data) << main << "\n";
     ASSERT_EQ(0, ::chown(data.c_str(), kNobody, kNobody));
 
     auto result = webcheck(kNobody, box->mainConf(), data);
@@ -74,5 +75,53 @@ TEST_F(WebCheckDataTest, DataIsOpenedWithTheCallersRights)
     ASSERT_EQ(0, ::chown(data.c_str(), 0, 0));
     result = webcheck(0, box->mainConf(), data);
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ("ServerName hidden\n", read(box->mainConf()));
+    EXPECT_EQ(main + "\n", read(box->mainConf()));
+}
+
+TEST_F(WebCheckDataTest, OnlyTheRepairOfTheCurrentContentIsWritten)
+{
+    std::string debian = read("/etc/apache2/apache2.conf");
+    if (debian.find("AllowOverride None") == std::string::npos)
+        GTEST_SKIP() << "no Debian apache2.conf";
+    // Accepted: the core's own repair of Debian's main file and of a users
+    // file of the caller's.
+    for (uid_t uid : {kNobody, uid_t(0)}) {
+        std::string own = box->confDir() + "/users/" + (uid == 0 ? "root" : "nobody") + ".conf";
+        std::string users = "<Directory \"/home/ann/public_html/\">\n    AllowOverride None\n</Directory>\n";
+        for (const auto& [file, text] : {std::pair{box->mainConf(), debian}, std::pair{own, users}}) {
+            std::ofstream(file) << text;
+            std::string data = repairData(file, uid);
+            auto result = webcheck(uid, file, data);
+            EXPECT_EQ(0, result.status) << "uid " << uid << " " << file << ": " << result.err;
+            EXPECT_EQ(read(data), read(file));
+            EXPECT_NE(text + "\n", read(file)) << "nothing was repaired";
+        }
+    }
+
+    // Refused: anything else, the file untouched.
+    std::ofstream(box->mainConf()) << debian;
+    std::string repaired = read(repairData(box->mainConf()));
+    auto replaced = [&](const std::string& what, const std::string& with) {
+        std::string text = repaired;
+        return text.replace(text.find(what), what.size(), with);
+    };
+    const std::pair<const char*, std::string> cases[] = {
+        {"a module added", repaired + "LoadModule evil_module /tmp/evil.so\n"},
+        {"a piped error log", replaced("ErrorLog ", "ErrorLog \"|/usr/bin/id\" ")},
+        {"a repaired line changed", replaced("AllowOverride All", "AllowOverride All Options=ExecCGI")},
+        {"a line added in a block", replaced("AllowOverride All", "AllowOverride All\nOptions +ExecCGI")},
+        {"a line removed", repaired.substr(repaired.find('\n') + 1)},
+        {"the current content", debian},
+        {"another line feed", repaired + "\n"},
+        {"the repair of another file", "ServerName localhost\n\n"},
+        {"empty", ""},
+    };
+    for (uid_t uid : {kNobody, uid_t(0)}) {
+        for (const auto& [what, data] : cases) {
+            auto result = webcheck(uid, box->mainConf(), box->callerFile("data", data, uid));
+            EXPECT_EQ(kNotARepair, result.status) << "uid " << uid << ": " << what << " " << result.err;
+        }
+    }
+    EXPECT_EQ(debian, read(box->mainConf()));
+    EXPECT_EQ((std::vector<std::string>{}), strays(box->confDir(), {WebCheckSandbox::mainConfName(), "users"}));
 }

@@ -23,8 +23,12 @@ protected:
     // Lines of the control log that begin with prefix, without it.
     std::vector<std::string> logged(const std::string& prefix) const
     {
+        return linesOf(read(box->controlLog()), prefix);
+    }
+    static std::vector<std::string> linesOf(const std::string& text, const std::string& prefix)
+    {
         std::vector<std::string> found;
-        std::istringstream lines(read(box->controlLog()));
+        std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);) {
             if (line.rfind(prefix, 0) == 0)
                 found.push_back(line.substr(prefix.size()));
@@ -78,7 +82,7 @@ TEST_F(WebCheckEnvironmentTest, HostileEnvironmentDoesNotReachTheControlProgram)
     for (uid_t uid : {kNobody, uid_t(0)}) {
         WebCheckSandbox::Options options;
         options.uid = uid;
-        options.input = WebCheckSandbox::tokenFor(uid);
+        options.callerToken = true;
         options.env = {"PATH=" + evil + ":/usr/bin:/bin", "APACHE_ENVVARS=" + evil + "/envvars",
                        "APACHE_CONFDIR=" + evil, "IFS=/", "LD_PRELOAD=/nonexistent/evil.so",
                        "BASH_ENV=" + evil + "/sh", "ENV=" + evil + "/sh", "LANG=de_DE.UTF-8", "SHELLOPTS=xtrace"};
@@ -116,7 +120,7 @@ TEST_F(WebCheckEnvironmentTest, HostileEnvironmentDoesNotReachTheControlProgram)
     EXPECT_FALSE(std::filesystem::exists(marker)) << "a hostile program ran";
 }
 
-TEST_F(WebCheckEnvironmentTest, CallersSignalsAndLimitsDoNotReachTheControlProgram)
+TEST_F(WebCheckEnvironmentTest, CallersSignalsLimitsAndProcessStateDoNotReachTheControlProgram)
 {
     // Blocked here, so the tool's process starts with them blocked.
     sigset_t blocked, old;
@@ -127,12 +131,20 @@ TEST_F(WebCheckEnvironmentTest, CallersSignalsAndLimitsDoNotReachTheControlProgr
     for (uid_t uid : {kNobody, uid_t(0)}) {
         WebCheckSandbox::Options options;
         options.uid = uid;
-        options.input = WebCheckSandbox::tokenFor(uid);
-        options.wrapper = {"/usr/bin/prlimit", "--fsize=1000:", "--nofile=40:", "/bin/sh", "-c",
-                           "trap '' TERM HUP; exec \"$0\" \"$@\""};
+        options.callerToken = true;
+        options.wrapper = {"/usr/bin/prlimit", "--fsize=1000:", "--nofile=40:", "/usr/bin/ionice", "-c3",
+                           "/usr/bin/taskset", "-c", "0", "/usr/bin/nice", "-n", "10", "/bin/sh", "-c",
+                           "trap '' TERM HUP; echo 500 > /proc/self/oom_score_adj; cd /tmp; exec \"$0\" \"$@\""};
         auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
         EXPECT_EQ(0, result.status) << "uid " << uid << ": " << result.err;
     }
+    // Everything as a server started at boot has it.
+    EXPECT_EQ(std::vector<std::string>(2, "nice 0 policy 0 oom 0 io none: prio 0 cwd /"), logged("state: "));
+    EXPECT_EQ(std::vector<std::string>(2, linesOf(read("/proc/1/status"), "Cpus_allowed_list:").at(0)),
+              logged("Cpus_allowed_list:"));
+    // pid 1's limits, but for a hard limit this session cannot raise.
+    std::vector<std::string> system = linesOf(read("/proc/1/limits"), "Max file size");
+    EXPECT_EQ(std::vector<std::string>(2, system.at(0)), logged("limits: Max file size"));
     ::pthread_sigmask(SIG_SETMASK, &old, nullptr);
 
     EXPECT_EQ((std::vector<std::string>{"\t0000000000000000", "\t0000000000000000"}), logged("SigBlk:"));
@@ -143,27 +155,33 @@ TEST_F(WebCheckEnvironmentTest, CallersSignalsAndLimitsDoNotReachTheControlProgr
     ASSERT_EQ(ignored.size(), 2u);
     for (const std::string& mask : ignored)
         EXPECT_EQ(std::stoull(mask, nullptr, 16) & ~kLibrarySignals, 0u) << mask;
-    EXPECT_EQ((std::vector<std::string>{"unlimited", "unlimited"}), logged("fsize: "));
-    EXPECT_EQ((std::vector<std::string>{"1024", "1024"}), logged("nofile: "));
+}
+
+TEST_F(WebCheckEnvironmentTest, UnderSystemdStartStopAndRestartGoToTheServersUnit)
+{
+    box->pretendSystemd();
+    for (const char* command : {"start", "stop", "restart", "graceful"})
+        EXPECT_EQ(0, ctl(kNobody, command).status) << command;
+    std::string unit = WebCheckSandbox::mainConfName() == "apache2.conf" ? "apache2.service" : "httpd.service";
+    EXPECT_EQ((std::vector<std::string>{"start " + unit, "stop " + unit, "restart " + unit}), logged("systemctl: "));
+    EXPECT_EQ((std::vector<std::string>{"graceful"}), logged("args: "));
 }
 
 TEST_F(WebCheckEnvironmentTest, LoweredHardLimitsAreRaisedOrRefused)
 {
     WebCheckSandbox::Options options;
     options.uid = kNobody;
-    options.input = WebCheckSandbox::tokenFor(kNobody);
+    options.callerToken = true;
     options.wrapper = {"/usr/bin/prlimit", "--fsize=1000", "--nofile=40"};
     auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
     if (::prctl(PR_CAPBSET_READ, CAP_SYS_RESOURCE) == 1) {
         EXPECT_EQ(0, result.status) << result.err;
-        EXPECT_EQ((std::vector<std::string>{"unlimited"}), logged("fsize: "));
-        EXPECT_EQ((std::vector<std::string>{"1024"}), logged("nofile: "));
+        EXPECT_EQ(linesOf(read("/proc/1/limits"), "Max file size"), logged("limits: Max file size"));
     } else {
         // Root without CAP_SYS_RESOURCE cannot undo them: nothing runs.
         EXPECT_EQ(kNoRootRights, result.status) << result.err;
-        EXPECT_NE(std::string::npos, result.err.find("hard resource limit")) << result.err;
+        EXPECT_NE(std::string::npos, result.err.find("resource limit")) << result.err;
         EXPECT_FALSE(controlRan());
-        EXPECT_FALSE(std::filesystem::exists(box->pkcheckLog()));
     }
 }
 
@@ -179,7 +197,7 @@ TEST_F(WebCheckEnvironmentTest, DescriptorsAreClosedWithoutCloseRange)
     ::close(opened);
 
     WebCheckSandbox::Options options;
-    options.input = WebCheckSandbox::tokenFor(0);
+    options.callerToken = true;
     options.wrapper = {"/usr/bin/prlimit", "--nofile=40:"};
     options.inChild = withoutCloseRange;
     auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "KLApacheController.h"
 #include "WebCheckSandbox.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -16,7 +18,8 @@ class WebCheckFixture : public ::testing::Test
 protected:
     static constexpr uid_t kNobody = WebCheckSandbox::kNobody;
     static constexpr int kUsage = 1, kTokenRefused = 3, kFileRefused = 4, kDataRefused = 5, kReplaceFailed = 6,
-                         kNotAuthorized = 7, kControlFailed = 8, kNoRootRights = 9;
+                         kNotAuthorized = 7, kControlFailed = 8, kNoRootRights = 9,
+                         kModuleRefused = 10, kNotARepair = 11;
 
     void SetUp() override
     {
@@ -33,12 +36,25 @@ protected:
     {
         return run(uid, {"-mypath", box->tool(), "-operation", "webcheck", "-file", file, "-data", data});
     }
+    WebCheckSandbox::Run module(uid_t uid, const std::string& name)
+    {
+        return run(uid, {"-mypath", box->tool(), "-operation", "module", "-data", name});
+    }
     WebCheckSandbox::Run run(uid_t uid, const std::vector<std::string>& args)
     {
         WebCheckSandbox::Options options;
         options.uid = uid;
-        options.input = WebCheckSandbox::tokenFor(uid);
+        options.callerToken = true;
         return box->run(args, options);
+    }
+    // The repair Fendrel makes of file (the core's own), as a data file of uid's.
+    std::string repairData(const std::string& file, uid_t uid = kNobody, const std::string& name = "repair")
+    {
+        std::string path = box->callerFile(name, "", uid);
+        int handle = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+        KLApacheController(nullptr).grepFile(file, handle);
+        ::close(handle);
+        return path;
     }
 
     bool controlRan() const { return std::filesystem::exists(box->controlLog()); }

@@ -29,43 +29,43 @@ TEST_F(WebCheckReplaceTest, ReplacedFilesKeepOwnerGroupAndMode)
 {
     ASSERT_EQ(0, ::chown(box->mainConf().c_str(), 0, admGroup()));
     ASSERT_EQ(0, ::chmod(box->mainConf().c_str(), 0640));
-    std::string alice = box->confDir() + "/users/alice.conf";
-    std::ofstream(alice) << "# old\n";
-    ASSERT_EQ(0, ::chown(alice.c_str(), 1000, 1000));
-    ASSERT_EQ(0, ::chmod(alice.c_str(), 0604));
+    std::ofstream(box->mainConf()) << "<Directory />\n    AllowOverride None\n</Directory>\n";
+    std::string own = box->confDir() + "/users/root.conf";
+    std::ofstream(own) << "# old\n";
+    ASSERT_EQ(0, ::chown(own.c_str(), 1000, 1000));
+    ASSERT_EQ(0, ::chmod(own.c_str(), 0604));
 
-    std::string data = "<Directory />\n    AllowOverride All\n</Directory>\n";
-    auto result = webcheck(kNobody, box->mainConf(), box->callerFile("data", data));
+    auto result = webcheck(kNobody, box->mainConf(), repairData(box->mainConf()));
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ(data, read(box->mainConf()));
+    EXPECT_EQ("<Directory />\n    AllowOverride All\n</Directory>\n\n", read(box->mainConf()));
     struct stat st{};
     ASSERT_EQ(0, ::stat(box->mainConf().c_str(), &st));
     EXPECT_EQ(0u, st.st_uid);
     EXPECT_EQ(admGroup(), st.st_gid);
     EXPECT_EQ(0640u, st.st_mode & 07777);
 
-    result = webcheck(0, alice, box->callerFile("alice", "# new\n", 0));
+    result = webcheck(0, own, repairData(own, 0));
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ("# new\n", read(alice));
-    ASSERT_EQ(0, ::stat(alice.c_str(), &st));
+    EXPECT_EQ("# old\n\n", read(own));
+    ASSERT_EQ(0, ::stat(own.c_str(), &st));
     EXPECT_EQ(1000u, st.st_uid);
     EXPECT_EQ(1000u, st.st_gid);
     EXPECT_EQ(0604u, st.st_mode & 07777);
 
     EXPECT_EQ((std::vector<std::string>{}), strays(box->confDir(), {WebCheckSandbox::mainConfName(), "users"}));
-    EXPECT_EQ((std::vector<std::string>{}), strays(box->confDir() + "/users", {"alice.conf"}));
+    EXPECT_EQ((std::vector<std::string>{}), strays(box->confDir() + "/users", {"root.conf"}));
 }
 
 TEST_F(WebCheckReplaceTest, FailedWriteKeepsTheOldFileAndNoTemporary)
 {
-    std::string old = "ServerName old\n";
+    std::string old = std::string(8192, '#') + "\n";
     std::ofstream(box->mainConf()) << old;
-    std::string data = box->callerFile("data", std::string(8192, '#') + "\n");
+    std::string data = repairData(box->mainConf());
     for (uid_t uid : {kNobody, uid_t(0)}) {
         ::chown(data.c_str(), uid, uid);
         WebCheckSandbox::Options options;
         options.uid = uid;
-        options.input = WebCheckSandbox::tokenFor(uid);
+        options.callerToken = true;
         options.wrapper = {"/usr/bin/prlimit", "--fsize=1000:"}; // the soft limit only
         auto result = box->run({"-mypath", box->tool(), "-operation", "webcheck", "-file", box->mainConf(), "-data",
                                 data},
@@ -77,15 +77,18 @@ TEST_F(WebCheckReplaceTest, FailedWriteKeepsTheOldFileAndNoTemporary)
     }
 }
 
-TEST_F(WebCheckReplaceTest, ConcurrentReplacementsTakeTurnsAndLeaveOneWholeFile)
+TEST_F(WebCheckReplaceTest, ConcurrentRepairsTakeTurnsAndOnlyTheFirstFindsItsFile)
 {
+    // Six callers with the repair of the same content: the comparison and
+    // the write happen under the lock, so once one has written, the others
+    // find a file their data is not the repair of.
     constexpr int kWriters = 6;
-    std::vector<std::string> contents;
-    for (int i = 0; i < kWriters; ++i)
-        contents.push_back(std::string(1000000, static_cast<char>('a' + i)) + "\n");
+    std::string current = "<Directory />\nAllowOverride None\n</Directory>\n" + std::string(1000000, '#') + "\n";
+    std::ofstream(box->mainConf()) << current;
     std::vector<std::string> files;
     for (int i = 0; i < kWriters; ++i)
-        files.push_back(box->callerFile("data" + std::to_string(i), contents[i]));
+        files.push_back(repairData(box->mainConf(), kNobody, "data" + std::to_string(i)));
+    std::string repaired = read(files[0]);
 
     // Taking turns shows as never more than one temporary file at a time.
     std::atomic<bool> writing{true};
@@ -109,17 +112,17 @@ TEST_F(WebCheckReplaceTest, ConcurrentReplacementsTakeTurnsAndLeaveOneWholeFile)
     writing = false;
     watcher.join();
 
-    EXPECT_EQ(std::vector<int>(kWriters, 0), statuses);
+    std::sort(statuses.begin(), statuses.end());
+    EXPECT_EQ((std::vector<int>{0, kNotARepair, kNotARepair, kNotARepair, kNotARepair, kNotARepair}), statuses);
     EXPECT_LE(mostTemporaries, 1u) << "two replacements wrote at the same time";
-    std::string final = read(box->mainConf());
-    EXPECT_TRUE(std::find(contents.begin(), contents.end(), final) != contents.end()) << "mixed or torn content";
+    EXPECT_EQ(repaired, read(box->mainConf())) << "mixed or torn content";
     EXPECT_EQ((std::vector<std::string>{}), strays(box->confDir(), {WebCheckSandbox::mainConfName(), "users"}));
 }
 
 TEST_F(WebCheckReplaceTest, ReplacementWaitsForTheLock)
 {
     std::string old = read(box->mainConf());
-    std::string data = box->callerFile("data", "ServerName locked\n");
+    std::string data = repairData(box->mainConf());
     int lock = ::open(box->lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_LE(0, lock);
     ASSERT_EQ(0, ::flock(lock, LOCK_EX));
@@ -131,7 +134,7 @@ TEST_F(WebCheckReplaceTest, ReplacementWaitsForTheLock)
     ::close(lock);
     writer.join();
     EXPECT_EQ(0, status);
-    EXPECT_EQ("ServerName locked\n", read(box->mainConf()));
+    EXPECT_EQ(old + "\n", read(box->mainConf()));
     struct stat st{};
     ASSERT_EQ(0, ::stat(box->lockFile().c_str(), &st));
     EXPECT_EQ(0u, st.st_uid);
@@ -192,20 +195,20 @@ private:
 TEST_F(WebCheckReplaceTest, AnotherUserCannotStallAReplacement)
 {
     // The first replacement makes the lock file.
-    ASSERT_EQ(0, webcheck(kNobody, box->mainConf(), box->callerFile("first", "ServerName first\n")).status);
+    ASSERT_EQ(0, webcheck(kNobody, box->mainConf(), repairData(box->mainConf(), kNobody, "first")).status);
     NobodyHoldingLocks holder({box->confDir(), box->mainConf(), box->lockFile()});
     ASSERT_EQ(2, holder.held()) << "nobody should lock the folder and the file, never the lock file";
 
     // Stalled, the run would end by the sandbox's time limit with SIGKILL.
-    auto result = webcheck(kNobody, box->mainConf(), box->callerFile("second", "ServerName second\n"));
+    auto result = webcheck(kNobody, box->mainConf(), repairData(box->mainConf(), kNobody, "second"));
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ("ServerName second\n", read(box->mainConf()));
+    EXPECT_EQ("ServerName localhost\n\n\n", read(box->mainConf()));
 }
 
 TEST_F(WebCheckReplaceTest, ALockFileNotRootsAloneIsRefused)
 {
     std::string old = read(box->mainConf());
-    std::string data = box->callerFile("data", "ServerName new\n");
+    std::string data = repairData(box->mainConf());
     int lock = ::open(box->lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_LE(0, lock);
     ::close(lock);

@@ -40,17 +40,25 @@ protected:
             ::close(socket_);
     }
 
+    // The caller, nobody, makes the namespace while still root.
     int runLogged(const std::vector<std::string>& args)
     {
         WebCheckSandbox::Options options;
-        options.input = WebCheckSandbox::tokenFor(kNobody);
-        options.wrapper = {"/usr/bin/unshare", "-m", "/bin/sh", "-c",
-                           "set -e; f='" + folder + "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
-                           " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
-                           " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log;"
-                           " exec setpriv --reuid=65534 --regid=65534 --clear-groups \"$0\" \"$@\""};
-        auto result = box->run(args, options);
-        return result.status;
+        options.uid = kNobody;
+        options.callerToken = true;
+        std::string setup = privateLog();
+        options.inCaller = [setup] {
+            if (::unshare(CLONE_NEWNS) != 0 || std::system(setup.c_str()) != 0)
+                ::_exit(120);
+        };
+        return box->run(args, options).status;
+    }
+    std::string privateLog() const
+    {
+        return "set -e; mount --make-rprivate /; f='" + folder +
+               "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
+               " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
+               " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log";
     }
     // The same private /dev/log, for a run as nobody with argc 0, which no
     // shell can start: the namespace is made here and the tool started
@@ -58,10 +66,7 @@ protected:
     int runLoggedWithoutArguments()
     {
         std::string tool = box->tool();
-        std::string setup = "set -e; mount --make-rprivate /; f='" + folder +
-                            "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
-                            " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
-                            " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log";
+        std::string setup = privateLog();
         pid_t pid = ::fork();
         if (pid == 0) {
             if (::unshare(CLONE_NEWNS) != 0 || std::system(setup.c_str()) != 0)
@@ -107,9 +112,15 @@ TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
     EXPECT_EQ(kNotAuthorized, runLogged(ctlArgs));
     EXPECT_EQ(kUsage, runLogged({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful;id"}));
     EXPECT_EQ(kUsage, runLoggedWithoutArguments());
+    // Caller text: no line of its own in the log, and not all of it.
+    std::string forged = box->confDir() + "/\nWebCheck[1]: uid 0: repaired\x1b[2J" + std::string(4000, 'x');
+    EXPECT_EQ(kFileRefused,
+              runLogged({"-mypath", box->tool(), "-operation", "webcheck", "-file", forged, "-data", "/x"}));
 
     auto logged = messages();
-    ASSERT_EQ(4u, logged.size());
+    ASSERT_EQ(5u, logged.size());
+    EXPECT_NE(std::string::npos, logged[4].find("/\\x0aWebCheck[1]: uid 0: repaired\\x1b[2J")) << logged[4];
+    EXPECT_LT(logged[4].size(), 1000u);
     // <84> is authpriv.warning, <85> authpriv.notice.
     EXPECT_EQ(0u, logged[0].rfind("<85>", 0)) << logged[0];
     EXPECT_NE(std::string::npos, logged[0].find("WebCheck[")) << logged[0];

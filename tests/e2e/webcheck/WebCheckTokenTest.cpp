@@ -1,6 +1,7 @@
 #include "WebCheckFixture.h"
 
 #include <csignal>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,7 +58,25 @@ TEST_F(WebCheckTokenTest, ForeignShortAndGarbledTokensAreRefused)
 
 TEST_F(WebCheckTokenTest, OwnTokenIsAccepted)
 {
-    auto result = ctlWithInput(kNobody, WebCheckSandbox::tokenFor(kNobody));
+    auto result = ctl(kNobody, "graceful");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_TRUE(controlRan());
+}
+
+TEST_F(WebCheckTokenTest, AHelperWhoseCallerExitedIsRefused)
+{
+    // The caller is a subreaper; the process that starts the tool leaves the
+    // caller's process group and exits, so the tool is handed to the caller,
+    // whose token it carries.
+    for (uid_t uid : {kNobody, uid_t(0)}) {
+        WebCheckSandbox::Options options;
+        options.uid = uid;
+        options.callerToken = true;
+        options.inCaller = [] { ::prctl(PR_SET_CHILD_SUBREAPER, 1); };
+        options.inChild = [] { ::setpgid(0, 0); };
+        options.wrapper = {"/bin/sh", "-c", "(sleep 0.3; exec \"$0\" \"$@\") <&0 & exit 0"};
+        auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+        EXPECT_EQ(kTokenRefused, result.status) << "uid " << uid << ": " << result.err;
+    }
+    EXPECT_FALSE(controlRan());
 }
