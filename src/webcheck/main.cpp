@@ -460,8 +460,9 @@ Caller checkToken()
 // and no descriptor of ours but the standard three; its exit status, or -1
 // when it could not be run or did not exit normally. asCaller drops every
 // id to the caller's first; otherwise it runs as root with the state that
-// resetProcessState() gave us.
-int run(const std::vector<std::string>& argv, bool quiet, bool asCaller)
+// resetProcessState() gave us. noStdout keeps a program's chatter out of
+// the caller's output, which may be a JSON document.
+int run(const std::vector<std::string>& argv, bool quiet, bool asCaller, bool noStdout = false)
 {
     pid_t pid = ::fork();
     if (pid < 0)
@@ -478,7 +479,9 @@ int run(const std::vector<std::string>& argv, bool quiet, bool asCaller)
         int null = ::open("/dev/null", O_RDWR);
         if (null < 0 || ::dup2(null, STDIN_FILENO) < 0)
             ::_exit(127);
-        if (quiet && (::dup2(null, STDOUT_FILENO) < 0 || ::dup2(null, STDERR_FILENO) < 0))
+        if ((quiet || noStdout) && ::dup2(null, STDOUT_FILENO) < 0)
+            ::_exit(127);
+        if (quiet && ::dup2(null, STDERR_FILENO) < 0)
             ::_exit(127);
         if (null > STDERR_FILENO)
             ::close(null);
@@ -516,11 +519,11 @@ void checkAuthorization(const Caller& caller, const char* right)
 }
 
 // Runs a program for the server as root with clean process state.
-[[noreturn]] void runForServer(const std::vector<std::string>& argv, const std::string& what)
+[[noreturn]] void runForServer(const std::vector<std::string>& argv, const std::string& what, bool noStdout = false)
 {
     if (std::string failed = resetProcessState(); !failed.empty())
         finish(kNoRootRights, failed);
-    int status = run(argv, false, false);
+    int status = run(argv, false, false, noStdout);
     if (status != 0)
         finish(kControlFailed, what + " exited with " + std::to_string(status));
     finish(kDone, what);
@@ -539,7 +542,8 @@ void checkAuthorization(const Caller& caller, const char* right)
 
 [[noreturn]] void enableModule(const Request& r)
 {
-    runForServer({paths().a2enmod, r.data}, paths().a2enmod + " " + r.data);
+    // a2enmod's advice to restart is Fendrel's job; its errors still show.
+    runForServer({paths().a2enmod, r.data}, paths().a2enmod + " " + r.data, true);
 }
 
 // Where a -file path may point: the main configuration file, or
