@@ -64,7 +64,7 @@ struct Fixture
         KLUserDefaults::standardUserDefaults().setInteger(2, "Fendrel Protected Folder");
         KLUserDefaults::standardUserDefaults().setObject(web, "Web Dir");
 
-        std::string hash = KLUsersDataSource::encryptPassword("password");
+        std::string hash = KLPasswordHash().make("password", KLPasswordHash::Kind::DES).value();
         for (int i = 0; i < kUsers; ++i) {
             names.push_back(userName(i));
             usersText += names.back() + ":" + hash + "\n";
@@ -108,7 +108,7 @@ void BM_UsersReadAddWrite(benchmark::State& state)
             state.SkipWithError("name taken");
         KLPlist::Dictionary record;
         record[KLUsersDataSource::kUserKey] = name;
-        record[KLUsersDataSource::kPasswordKey] = KLUsersDataSource::encryptPassword("secret");
+        record[KLUsersDataSource::kPasswordKey] = KLPasswordHash().make("secret", KLPasswordHash::Kind::DES).value();
         users->dataArray().emplace_back(std::move(record));
         if (!users->writeUserfile())
             state.SkipWithError("write failed");

@@ -256,6 +256,21 @@ std::vector<std::string> KLCliController::userNames() const
     return userArray().value_or(std::vector<std::string>{});
 }
 
+nlohmann::json KLCliController::userList() const
+{
+    nlohmann::json list = nlohmann::json::array();
+    KLUsersDataSource* source = users();
+    for (int row = 1; source && row < source->numberOfRows(); ++row)
+        list.push_back({{"name", source->objectAtRow(row, KLUsersDataSource::kUserColumn).description()},
+                        {"hash", source->objectAtRow(row, KLUsersDataSource::kHashColumn).description()}});
+    return list;
+}
+
+KLPasswordHash::Kind KLCliController::passwordHashKind() const
+{
+    return hashForThisRun_.value_or(FendrelPref::passwordHashKind());
+}
+
 nlohmann::json KLCliController::groupList() const
 {
     nlohmann::json list = nlohmann::json::array();

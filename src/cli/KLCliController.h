@@ -28,6 +28,10 @@ public:
 
     std::optional<std::string> fendrelLocation(int code) const override;
 
+    // --hash: the kind new passwords get in this run, not stored.
+    void setPasswordHashForThisRun(KLPasswordHash::Kind kind) { hashForThisRun_ = kind; }
+    KLPasswordHash::Kind passwordHashKind() const override;
+
     // Creation and start-up as the host does them, over the headless views.
     void wake();
     // Creation only, over the same views: the update check needs neither the
@@ -68,6 +72,8 @@ public:
     void addKnownAddress(const std::string& address);
 
     std::vector<std::string> userNames() const;
+    // Each user with the kind of its hash: [{name, hash}].
+    nlohmann::json userList() const;
     nlohmann::json groupList() const;
     std::vector<std::string> knownAddresses() const;
 
@@ -77,5 +83,6 @@ public:
 
 private:
     std::string root_;
+    std::optional<KLPasswordHash::Kind> hashForThisRun_;
     KLHeadlessOutlets views_;
 };

@@ -1,6 +1,7 @@
 #include "KLSettingValue.h"
 
 #include "KLCliError.h"
+#include "KLPasswordHash.h"
 #include "KLPlistJSON.h"
 
 #include <nlohmann/json.hpp>
@@ -18,6 +19,7 @@ constexpr const char* kTakesNumber = "Setting \"%s\" takes a number";
 constexpr const char* kTakesArray = "Setting \"%s\" takes a JSON array, e.g. [\"a\", \"b\"]";
 constexpr const char* kTakesDictionary = "Setting \"%s\" takes a JSON object";
 constexpr const char* kBadJSON = "Setting \"%s\": the value is not valid JSON";
+constexpr const char* kTakesHashKind = "Setting \"%s\" takes DES or bcrypt";
 
 std::string message(const char* format, const std::string& key)
 {
@@ -96,6 +98,14 @@ KLPlist KLSettingValue::infer(const std::string& text)
 
 KLPlist KLSettingValue::parse(const std::string& key, const std::string& text, const KLPlist& registeredDefault)
 {
+    // Stored as the name the pane's pop-up shows; any other text would
+    // silently mean DES.
+    if (key == KLPasswordHash::kSettingKey) {
+        std::optional<KLPasswordHash::Kind> kind = KLPasswordHash::choice(text);
+        if (!kind)
+            throw KLCliError(KLExitStatus::Refused, message(kTakesHashKind, key));
+        return KLPasswordHash::nameOf(*kind);
+    }
     switch (registeredDefault.kind()) {
     case KLPlist::Kind::String:
         return text;

@@ -9,7 +9,8 @@
 // stays a string even when it looks like a number); any other key reads
 // true/false as a boolean, digits as an integer or a real, text starting with
 // "[" or "{" (or a quoted string) as JSON, and everything else as a string.
-// Throws KLCliError (refused) for text that does not fit the key's kind.
+// "Password Hash" takes DES or bcrypt (any letter case), stored as the pane
+// names them. Throws KLCliError (refused) for text that does not fit the key.
 class KLSettingValue
 {
 public:

@@ -16,7 +16,8 @@ public:
 
 private:
     static void list(KLCliSession& session);
-    static void add(KLCliSession& session, const std::string& name);
-    static void passwd(KLCliSession& session, const std::string& name);
+    // hash: "des" or "bcrypt" for this run, empty for the stored choice.
+    static void add(KLCliSession& session, const std::string& name, const std::string& hash);
+    static void passwd(KLCliSession& session, const std::string& name, const std::string& hash);
     static void remove(KLCliSession& session, const std::string& name);
 };

@@ -5,6 +5,7 @@
 #include "KLOutlineView.h"
 #include "KLPopUpCell.h"
 #include "KLTableView.h"
+#include "KLUsersDataSource.h"
 #include "NSImageAndTextCell.h"
 #include "QtImages.h"
 #include "QtStrings.h"
@@ -29,6 +30,7 @@ namespace {
 constexpr const char* kFolderColumnTitle = "Folder";
 constexpr const char* kProtectColumnTitle = "Protection";
 constexpr const char* kUsersColumnTitle = "Users";
+constexpr const char* kHashColumnTitle = "Hash";
 constexpr const char* kGroupsColumnTitle = "Groups";
 constexpr const char* kAddressesColumnTitle = "Addresses";
 constexpr const char* kUsersTabTitle = "Users && Groups";
@@ -158,12 +160,16 @@ QWidget* FendrelPane::makeUsersPage()
     QtColumns userColumns = {
         {"active", "", QtColumn::Kind::Check},
         {"user", kUsersColumnTitle, QtColumn::Kind::Text},
+        {KLUsersDataSource::kHashColumn, kHashColumnTitle, QtColumn::Kind::Text},
     };
     userTable_ = new KLTableView("userTable", userColumns);
     userTable_->setItemDelegateForColumn(1, new NSImageAndTextCell(userTable_));
     userTable_->setDragTypes(true, {KLPasteboard::kFendrelUserType});
     userTable_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     userTable_->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    userTable_->horizontalHeader()->setStretchLastSection(false);
+    userTable_->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
+    userTable_->horizontalHeader()->setSectionResizeMode(2, QHeaderView::ResizeToContents);
 
     QtColumns groupColumns = {
         {"active", "", QtColumn::Kind::Check},
@@ -193,8 +199,9 @@ QWidget* FendrelPane::makeUsersPage()
     groups->addWidget(groupOutline_);
     groups->addLayout(groupButtons);
     auto* layout = new QHBoxLayout(usersPage);
-    layout->addLayout(users);
-    layout->addLayout(groups);
+    // The users table carries the hash column as well.
+    layout->addLayout(users, 3);
+    layout->addLayout(groups, 2);
     return usersPage;
 }
 

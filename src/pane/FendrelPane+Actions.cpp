@@ -21,6 +21,7 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -91,6 +92,7 @@ void FendrelPane::connectAccessActions()
     onClick("userEditButton", [pref] { pref->editUser(nullptr); });
     onClick("userDeleteButton", [pref] { pref->deleteUser(nullptr); });
     userSheet_->setActions([pref] { pref->endNewUser(nullptr); }, [pref] { pref->closeNewUser(nullptr); });
+    connect(userSheet_->passField(), &QLineEdit::textChanged, this, [pref] { pref->passwordDidChange(nullptr); });
 
     connect(groupOutline_, &KLOutlineView::selectionDidChange, this, [pref] { pref->groupClick(nullptr); });
     onClick("addGroupButton", [pref] { pref->addGroup(nullptr); });
@@ -121,6 +123,7 @@ void FendrelPane::connectOptionActions()
     onClick("userDeleteCheck", [pref, &o] { pref->writeOption(o.userDeleteCheck); });
     onClick("groupDeleteCheck", [pref, &o] { pref->writeOption(o.groupDeleteCheck); });
     connect(webDirFolder_, &QComboBox::activated, this, [pref, &o] { pref->setWebDirRoot(o.webDirFolder); });
+    connect(passwordHashMenu_, &QComboBox::activated, this, [pref, &o] { pref->setPasswordHash(o.passwordHashMenu); });
     onClick("revealWebDirButton", [pref] { pref->revealWebDir(nullptr); });
     onClick("customDirCheck", [pref, &o] { pref->setCustomWebDirAllowed(o.customDirCheck); });
     onClick("remoteApacheCheck", [pref, &o] { pref->setUsesRemoteApache(o.remoteApacheCheck); });

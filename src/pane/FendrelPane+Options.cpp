@@ -2,6 +2,7 @@
 
 #include "KLBundle.h"
 #include "KLLayout.h"
+#include "KLPasswordHash.h"
 #include "QtImages.h"
 #include "QtStrings.h"
 #include "QtTabView.h"
@@ -33,6 +34,8 @@ constexpr const char* kRevealTitle = "Show";
 constexpr const char* kCustomDirTitle = "Allow a folder of my choice";
 constexpr const char* kRemoteTitle = "The web server runs on another computer";
 constexpr const char* kManualTitle = "Show the manual editor";
+constexpr const char* kHashLabel = "Password hash:";
+constexpr const char* kHashExplanation = "DES counts only 8 characters, bcrypt all.";
 constexpr const char* kUpdatesTitle = "Updates";
 constexpr const char* kLaunchCheckTitle = "Check for a new version when Fendrel opens";
 constexpr const char* kCheckNowTitle = "Check Now";
@@ -68,6 +71,17 @@ QWidget* FendrelPane::makeOptionsTab()
     auto* listsLayout = new QVBoxLayout(lists);
     listsLayout->addWidget(named(new QCheckBox(kSortUsersTitle), "userSortCheck"));
     listsLayout->addWidget(named(new QCheckBox(kSortGroupsTitle), "groupSortCheck"));
+    // The explanation wraps beside the pop-up: the tab has no room for a row more.
+    passwordHashMenu_ = named(new QComboBox, "passwordHashMenu");
+    for (KLPasswordHash::Kind kind : {KLPasswordHash::Kind::DES, KLPasswordHash::Kind::Bcrypt})
+        passwordHashMenu_->addItem(KLPasswordHash::nameOf(kind));
+    auto* explanation = named(new QLabel(kHashExplanation), "passwordHashExplanation");
+    explanation->setWordWrap(true);
+    auto* hashRow = new QHBoxLayout;
+    hashRow->addWidget(new QLabel(kHashLabel));
+    hashRow->addWidget(passwordHashMenu_);
+    hashRow->addWidget(explanation, 1);
+    listsLayout->addLayout(hashRow);
     listsLayout->addStretch();
 
     auto* ask = new QGroupBox(kAskTitle);
@@ -77,7 +91,7 @@ QWidget* FendrelPane::makeOptionsTab()
     askLayout->addWidget(named(new QCheckBox(kAskGroupTitle), "groupDeleteCheck"));
 
     auto* top = new QHBoxLayout;
-    top->addWidget(lists);
+    top->addWidget(lists, 1);
     top->addWidget(ask);
 
     const KLLayout& layout = KLLayout::active();

@@ -116,6 +116,7 @@ void FendrelPane::makeOutlets()
     o.errorField = field("errorField");
     o.confirmField = field("confirmField");
     o.passField = field("passField");
+    o.passwordWarningField = field("passwordWarningField");
 
     o.webDirOutline = webDirOutline_;
     o.directoryMenu = keep(std::make_shared<QtPopUpButton>(directoryMenu_));
@@ -145,6 +146,7 @@ void FendrelPane::makeOutlets()
     o.manualEditCheck = button("manualEditCheck");
     o.customDirCheck = button("customDirCheck");
     o.remoteApacheCheck = button("remoteApacheCheck");
+    o.passwordHashMenu = keep(std::make_shared<QtPopUpButton>(passwordHashMenu_));
 
     o.nameVersionText = keep(std::make_shared<QtTextField>(nameVersionText_));
     o.creditsText = keep(std::make_shared<QtTextView>(creditsText_));

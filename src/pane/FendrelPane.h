@@ -108,6 +108,7 @@ private:
     QPlainTextEdit* customViewText_ = nullptr;
     KLApachePage* apachePage_ = nullptr;
     QComboBox* webDirFolder_ = nullptr;
+    QComboBox* passwordHashMenu_ = nullptr;
     QLabel* nameVersionText_ = nullptr;
     QTextBrowser* creditsText_ = nullptr;
     QProgressBar* versionCheckProgress_ = nullptr;

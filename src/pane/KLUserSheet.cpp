@@ -39,10 +39,17 @@ KLUserSheet::KLUserSheet(QWidget* parent) : QDialog(parent)
     errorField_->setMinimumHeight(2 * errorField_->fontMetrics().lineSpacing());
     errorField_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
+    passwordWarningField_ = new QLabel;
+    passwordWarningField_->setObjectName("passwordWarningField");
+    passwordWarningField_->setWordWrap(true);
+    passwordWarningField_->setTextFormat(Qt::PlainText);
+    passwordWarningField_->setMaximumWidth(kFieldWidth);
+
     auto* form = new QFormLayout;
     form->addRow(kNameLabel, userField_);
     form->addRow(kPasswordLabel, passField_);
     form->addRow(kConfirmLabel, confirmField_);
+    form->addRow(QString(), passwordWarningField_);
 
     auto* buttons = new QDialogButtonBox;
     okButton_ = buttons->addButton(kOKTitle, QDialogButtonBox::AcceptRole);

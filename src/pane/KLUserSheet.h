@@ -9,7 +9,7 @@ class QLineEdit;
 class QPushButton;
 
 // The sheet that adds a user or sets a new password: name, password, the
-// password again and a message line. It never closes by itself: OK and
+// password again, a warning about the password under them and a message line. It never closes by itself: OK and
 // Cancel (or Escape) go to the controller, which validates and ends it.
 class KLUserSheet : public QDialog
 {
@@ -23,6 +23,7 @@ public:
     QLineEdit* passField() const { return passField_; }
     QLineEdit* confirmField() const { return confirmField_; }
     QLabel* errorField() const { return errorField_; }
+    QLabel* passwordWarningField() const { return passwordWarningField_; }
     QPushButton* okButton() const { return okButton_; }
     QPushButton* cancelButton() const { return cancelButton_; }
 
@@ -33,6 +34,7 @@ private:
     QLineEdit* passField_;
     QLineEdit* confirmField_;
     QLabel* errorField_;
+    QLabel* passwordWarningField_;
     QPushButton* okButton_;
     QPushButton* cancelButton_;
     std::function<void()> ok_;

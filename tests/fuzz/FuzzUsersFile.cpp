@@ -1,5 +1,5 @@
 // The users file reader over arbitrary bytes; what it keeps must survive a
-// write and a second read unchanged.
+// write and a second read unchanged, and every hash it keeps has a kind.
 #include "KLTextFile.h"
 #include "KLUsersDataSource.h"
 
@@ -12,6 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!text)
         return 0;
     KLPlist::Array users = KLUsersDataSource::parseUsers(*text);
+    for (const KLPlist& user : users)
+        (void)KLPasswordHash::kindOf(*user[KLUsersDataSource::kPasswordKey].string());
     std::string written = KLUsersDataSource::userfileText(users);
     if (KLUsersDataSource::userfileText(KLUsersDataSource::parseUsers(written)) != written)
         std::abort();

@@ -4,6 +4,7 @@
 #include "KLButtonCell.h"
 #include "KLPopUpCell.h"
 #include "KLFSItem.h"
+#include "KLUserDefaults.h"
 #include "KLUserSheet.h"
 #include "QtOutlineModel.h"
 #include "QtTableModel.h"
@@ -42,7 +43,7 @@ TEST_F(PaneFixture, EveryOutletIsAWidgetOfThatName)
         "apacheTabViewItem", "userSortCheck", "groupSortCheck", "accessFileDeleteCheck", "userDeleteCheck",
         "groupDeleteCheck", "webDirFolder", "manualEditCheck", "customDirCheck", "remoteApacheCheck",
         "nameVersionText", "creditsText", "versionCheckButton", "versionCheckProgress", "launchVersionCheck",
-        "lastCheckText", "helpWindow", "helpWebView",
+        "lastCheckText", "helpWindow", "helpWebView", "passwordWarningField", "passwordHashMenu",
         // The web server tab.
         "apachectlBox", "toggleButton", "restartButton", "gracefulSwitch", "configCheckButton", "configCheckStatus",
         "configErrorView", "logBox", "logPicker", "logDisplayButton", "webcheckBox", "webcheckButton", "authView",
@@ -255,18 +256,26 @@ TEST_F(PaneFixture, TheUserSheetShowsWhatIsWrongAndAddsTheUserWhenRight)
     ASSERT_TRUE(sheet.isVisible());
     EXPECT_EQ(sheet.windowModality(), Qt::WindowModal);
     QTest::keyClicks(sheet.userField(), "dave");
-    QTest::keyClicks(sheet.passField(), "secret");
+    QTest::keyClicks(sheet.passField(), "secret-long");
+    EXPECT_TRUE(sheet.passwordWarningField()->text().startsWith("Only the first 8 characters of this password"));
     QTest::keyClicks(sheet.confirmField(), "secrets");
     sheet.okButton()->click();
     PaneTestApp::settle();
     EXPECT_TRUE(sheet.isVisible());
     EXPECT_EQ(sheet.errorField()->text(), "Passwords do not match");
 
-    sheet.confirmField()->setText("secret");
+    sheet.confirmField()->setText("secret-long");
     sheet.okButton()->click();
     PaneTestApp::settle();
     EXPECT_FALSE(sheet.isVisible());
     EXPECT_NE(read(file(".htusers")).find("dave:"), std::string::npos);
+    EXPECT_EQ(pane().userTable()->model()->index(1, 2).data().toString(), "DES");
+
+    // bcrypt chosen in the options: the warning goes, the whole password counts.
+    auto* hashMenu = pane().findChild<QComboBox*>("passwordHashMenu");
+    hashMenu->setCurrentIndex(1);
+    emit hashMenu->activated(1);
+    EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("Password Hash"), "bcrypt");
 
     pane().findChild<QAbstractButton*>("addUserButton")->click();
     PaneTestApp::settle();

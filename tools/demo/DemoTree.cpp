@@ -8,6 +8,7 @@
 #include "KLUsersDataSource.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace {
 constexpr const char* kIndexFormat = "<html><body><h1>%s</h1><p>A folder of the Fendrel demo.</p></body></html>\n";
@@ -69,8 +70,14 @@ bool DemoTree::create(const std::string& root, std::string& error)
     if (!write(fs::path(root) / "index.html", kRootIndex, error))
         return false;
     std::string usersFile;
-    for (const User& user : users())
-        usersFile += user.name + ":" + KLUsersDataSource::encryptPassword(user.password) + "\n";
+    for (const User& user : users()) {
+        std::optional<std::string> hash = KLPasswordHash().make(user.password, KLPasswordHash::Kind::DES);
+        if (!hash) {
+            error = "libcrypt made no password hash";
+            return false;
+        }
+        usersFile += user.name + ":" + *hash + "\n";
+    }
     return write(fs::path(root) / ".htusers", usersFile, error) && write(fs::path(root) / ".htgroups", kGroups, error);
 }
 

@@ -121,8 +121,8 @@ int main(int argc, char** argv)
         click(pane, "addUserButton");
         KLUserSheet& sheet = *pane.userSheet();
         sheet.userField()->setText("dave");
-        sheet.passField()->setText("secret");
-        sheet.confirmField()->setText("secrets");
+        sheet.passField()->setText("secret-long");
+        sheet.confirmField()->setText("secret-longer");
         sheet.okButton()->click();
         ok &= save(stage.shot(), folder, "user-sheet");
         sheet.reject();

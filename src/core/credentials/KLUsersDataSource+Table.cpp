@@ -55,6 +55,12 @@ KLPlist KLUsersDataSource::objectAtRow(int row, const std::string& column) const
 {
     if (column == kUserColumn)
         return row == 0 ? KLPlist(anyUserDisplayName) : KLXDataSource::objectAtRow(row - 1, kUserKey);
+    if (column == kHashColumn) {
+        if (row == 0)
+            return "";
+        KLPlist hash = KLXDataSource::objectAtRow(row - 1, kPasswordKey);
+        return KLPasswordHash::nameOf(KLPasswordHash::kindOf(hash.string() ? *hash.string() : std::string()));
+    }
     const KLPlist::Array* list = requireUserList(activeDirectory());
     std::string name = row == 0 ? std::string(anyUserRealName) : nameOfRow(row);
     return list && listContains(*list, name);
@@ -98,6 +104,8 @@ void KLUsersDataSource::setObjectValue(KLListView& view, const KLPlist& value, c
 
 bool KLUsersDataSource::shouldEdit(KLListView&, const std::string& column, int row)
 {
+    if (column == kHashColumn)
+        return false;
     return row >= 1 || column != kUserColumn;
 }
 

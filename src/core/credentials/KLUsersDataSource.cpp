@@ -11,17 +11,12 @@
 #include "KLUserDefaults.h"
 #include "KLUsersMerge.h"
 
-#include <crypt.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <ctime>
 #include <memory>
 
 namespace {
 
 constexpr const char* kNewFileExtensionKey = "New File Extension";
-constexpr const char* kSaltCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789./";
 
 bool isASCII(std::string_view text)
 {
@@ -157,21 +152,6 @@ void KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
     KLLog("Fendrel: the users file " + path + " was changed by another program; its changes are kept");
     dataArray() = KLUsersMerge::merged(parseUsers(diskText_), dataArray(), parseUsers(*text));
     forgetNames();
-}
-
-std::string KLUsersDataSource::encryptPassword(const std::string& password)
-{
-    // Re-seeded on every call: two passwords in the same second share a salt.
-    ::srandom(static_cast<unsigned>(std::time(nullptr)));
-    char salt[3] = {kSaltCharacters[::random() % 64], kSaltCharacters[::random() % 64], '\0'};
-    auto data = std::make_unique<crypt_data>();
-    const char* hash = ::crypt_r(password.c_str(), salt, data.get());
-    // libcrypt reports failure with a hash starting with "*".
-    if (!hash || hash[0] == '*') {
-        KLLog("Fendrel: DES crypt is not available");
-        return {};
-    }
-    return hash;
 }
 
 bool KLUsersDataSource::passwordIsTruncated(const std::string& password)

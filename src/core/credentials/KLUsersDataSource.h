@@ -3,6 +3,7 @@
 #include "KLFSItem.h"
 #include "KLFileStamp.h"
 #include "KLNameIndex.h"
+#include "KLPasswordHash.h"
 #include "KLXDataSource.h"
 
 #include <memory>
@@ -10,8 +11,8 @@
 #include <string>
 #include <string_view>
 
-// The users file ".htusers" (one "name:hash" line per user, DES crypt
-// hashes) and the users table over it. Table row 0 is the pseudo-user that
+// The users file ".htusers" (one "name:hash" line per user; DES or bcrypt
+// hashes made here, any other kind kept as read) and the users table over it. Table row 0 is the pseudo-user that
 // stands for every user of the file; row n is record n - 1 of the data
 // array, a dictionary {"user", "basic password"}.
 class KLUsersDataSource : public KLXDataSource
@@ -23,6 +24,8 @@ public:
     static constexpr const char* kPasswordKey = "basic password";
     static constexpr const char* kUserColumn = "user";
     static constexpr const char* kActiveColumn = "active";
+    // The kind of each user's hash (KLPasswordHash::nameOf), read only.
+    static constexpr const char* kHashColumn = "hash";
     static constexpr const char* kUserIcon = "genericuser";
     // DES crypt reads this many bytes of a password and ignores the rest.
     static constexpr std::size_t kSignificantPasswordLength = 8;
@@ -48,7 +51,13 @@ public:
     bool writeUserfile();
     // Whether the users file was there but could not be read or decoded.
     bool couldNotReadFile() const { return unreadableFile_; }
-    static std::string encryptPassword(const std::string& password);
+    // The hash of a new password; none when libcrypt made none.
+    std::optional<std::string> encryptPassword(const std::string& password, KLPasswordHash::Kind kind) const
+    {
+        return passwordHash_.make(password, kind);
+    }
+    // How encryptPassword() makes hashes (libcrypt unless replaced).
+    void setPasswordHash(const KLPasswordHash& passwordHash) { passwordHash_ = passwordHash; }
     // Whether DES crypt will ignore part of this password (the hash is made
     // all the same; the pane may warn).
     static bool passwordIsTruncated(const std::string& password);
@@ -91,6 +100,7 @@ private:
     // written here into the list before it is written.
     void mergeChangesOnDisk(const std::string& path);
 
+    KLPasswordHash passwordHash_;
     bool unreadableFile_ = false;
     std::string diskText_;  // the file as last read or written here
     KLFileStamp diskStamp_;

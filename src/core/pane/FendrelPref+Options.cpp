@@ -17,6 +17,7 @@
 #include "KLWorkspace.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 constexpr const char* kSortUsers = "Sort Users";
@@ -77,6 +78,12 @@ void FendrelPref::readOptions()
     setCheck(o_.customDirCheck, defaults().boolForKey(kAllowCustomWebDir));
     setCheck(o_.remoteApacheCheck, defaults().boolForKey(kUsesRemoteApache));
     setCheck(o_.launchVersionCheck, defaults().boolForKey(kCheckForUpdates));
+    if (o_.passwordHashMenu) {
+        const std::string stored = KLPasswordHash::nameOf(KLPasswordHash::storedChoice());
+        for (int i = 0; i < o_.passwordHashMenu->numberOfItems(); ++i)
+            if (o_.passwordHashMenu->itemTitleAtIndex(i) == stored)
+                o_.passwordHashMenu->selectItemAtIndex(i);
+    }
 }
 
 void FendrelPref::writeOption(KLButton* sender)
@@ -142,6 +149,21 @@ void FendrelPref::changeCheckAtLaunch(KLButton* sender)
 {
     if (sender)
         setShouldCheckAtLaunch(sender->state() != 0);
+}
+
+void FendrelPref::setPasswordHash(KLPopUpButton* popup)
+{
+    if (!popup)
+        return;
+    int chosen = popup->indexOfSelectedItem();
+    std::optional<KLPasswordHash::Kind> kind = KLPasswordHash::choice(popup->itemTitleAtIndex(chosen));
+    if (kind)
+        defaults().setObject(KLPlist(KLPasswordHash::nameOf(*kind)), KLPasswordHash::kSettingKey);
+}
+
+KLPasswordHash::Kind FendrelPref::passwordHashKind() const
+{
+    return KLPasswordHash::storedChoice();
 }
 
 void FendrelPref::setWebDirRoot(KLPopUpButton* popup)

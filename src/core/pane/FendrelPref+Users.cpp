@@ -23,6 +23,8 @@ constexpr const char* kNoPassword = "You must supply a password";
 constexpr const char* kPasswordsDiffer = "Passwords do not match";
 constexpr const char* kReservedName = "Invalid username. Please choose another";
 constexpr const char* kNewPasswordFormat = "Please enter a new password for %s";
+constexpr const char* kDESIgnoresPart =
+    "Only the first 8 characters of this password count with DES hashes. Choose bcrypt in Options to use all of it.";
 
 constexpr const char* kDeleteUserTitle = "Delete User";
 constexpr const char* kDeleteUserFormat =
@@ -97,6 +99,7 @@ void FendrelPref::addUser(void*)
         o_.userField->setEnabled(true);
     for (KLTextField* field : {o_.userField, o_.passField, o_.confirmField, o_.errorField})
         setText(field, "");
+    passwordDidChange(nullptr);
     runUserSheet("userField");
 }
 
@@ -114,6 +117,7 @@ void FendrelPref::editUser(void*)
     setText(o_.passField, "");
     setText(o_.confirmField, "");
     setText(o_.errorField, stringWithFormat(kNewPasswordFormat, name.c_str()));
+    passwordDidChange(nullptr);
     runUserSheet("passField");
 }
 
@@ -141,6 +145,14 @@ void FendrelPref::endNewUser(void*)
         return;
     }
 
+    // Made before anything changes: without a hash nothing is stored and
+    // the sheet stays open.
+    std::optional<std::string> hash = users_->encryptPassword(password, passwordHashKind());
+    if (!hash) {
+        displayError(kPasswordNotHashed);
+        return;
+    }
+
     // The new record goes in (and is sorted) before the old one is deleted.
     // The old one is the record selected when the sheet was opened, followed
     // to wherever the sort moved it: a users file read in another order
@@ -150,7 +162,7 @@ void FendrelPref::endNewUser(void*)
     std::optional<KLPlist> old;
     if (editing && selected >= 1 && selected <= static_cast<int>(list.size()))
         old = list[static_cast<std::size_t>(selected - 1)];
-    list.emplace_back(KLPlist::Dictionary{{kUserKey, name}, {kPasswordKey, users_->encryptPassword(password)}});
+    list.emplace_back(KLPlist::Dictionary{{kUserKey, name}, {kPasswordKey, *hash}});
     if (defaults().boolForKey(kSortUsers))
         std::stable_sort(list.begin(), list.end(), usernameOrder());
     users_->dataArrayDidChange();
@@ -169,6 +181,14 @@ void FendrelPref::endNewUser(void*)
         displayError(kUsersFileNotWritten);
     closeNewUser(nullptr);
     setText(o_.errorField, "");
+}
+
+void FendrelPref::passwordDidChange(void*)
+{
+    // Saving is not held back: the person decides whether 8 characters do.
+    bool partIgnored = passwordHashKind() == KLPasswordHash::Kind::DES &&
+                       KLUsersDataSource::passwordIsTruncated(textOf(o_.passField));
+    setText(o_.passwordWarningField, partIgnored ? kDESIgnoresPart : "");
 }
 
 void FendrelPref::closeNewUser(void*)

@@ -93,6 +93,7 @@ KLPlist::Dictionary FendrelPref::registeredDefaults()
         {"Apache Site Address", "127.0.0.1"},
         {"Apache Site Port", "80"},
         {"New File Extension", ".new"},
+        {KLPasswordHash::kSettingKey, KLPasswordHash::nameOf(KLPasswordHash::Kind::DES)},
     };
 }
 

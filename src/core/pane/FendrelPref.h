@@ -4,6 +4,7 @@
 #include "KLInvocation.h"
 #include "KLNotificationCenter.h"
 #include "KLPaneContext.h"
+#include "KLPasswordHash.h"
 #include "KLPlist.h"
 #include "KLState.h"
 
@@ -64,6 +65,7 @@ public:
     static constexpr int kHelperToolMissing = 1;
     static constexpr int kUsersFileNotWritten = 2;
     static constexpr int kGroupsFileNotWritten = 3;
+    static constexpr int kPasswordNotHashed = 4;
 
     static FendrelPref* sharedInstance();
     static void setSharedInstance(FendrelPref* instance);
@@ -131,6 +133,10 @@ public:
     void setShouldCheckAtLaunch(bool check);
     void changeCheckAtLaunch(KLButton* sender);
     bool shouldShowDeleteDialog() const;
+    // Stores the kind the pop-up shows as "Password Hash".
+    void setPasswordHash(KLPopUpButton* popup);
+    // The kind new passwords are hashed with: the stored choice.
+    virtual KLPasswordHash::Kind passwordHashKind() const;
 
     // The protected folder root. The control overloads are the actions the
     // toolkit binds; the KLState ones are what start-up and held-back
@@ -191,6 +197,8 @@ public:
     void addUser(void* sender);
     void editUser(void* sender);
     void endNewUser(void* sender);
+    // The sheet's password was typed: warns when DES would ignore part of it.
+    void passwordDidChange(void* sender);
     void closeNewUser(void* sender);
     void addGroup(void* sender);
     void deleteUser(void* sender);

@@ -30,6 +30,7 @@ struct FendrelPrefOutlets
     KLTextField* errorField = nullptr;
     KLTextField* confirmField = nullptr;
     KLTextField* passField = nullptr;
+    KLTextField* passwordWarningField = nullptr; // under the password fields
 
     KLListView* webDirOutline = nullptr;
     KLPopUpButton* directoryMenu = nullptr;
@@ -60,6 +61,7 @@ struct FendrelPrefOutlets
     KLButton* manualEditCheck = nullptr;
     KLButton* customDirCheck = nullptr;
     KLButton* remoteApacheCheck = nullptr;
+    KLPopUpButton* passwordHashMenu = nullptr; // items titled by KLPasswordHash::nameOf
 
     // About box and software update.
     KLTextField* nameVersionText = nullptr;

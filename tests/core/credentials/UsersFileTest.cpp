@@ -1,4 +1,5 @@
 #include "FakePaneContext.h"
+#include "KLPasswordHash.h"
 #include "KLUserDefaults.h"
 #include "KLUsersDataSource.h"
 #include "TempDir.h"
@@ -8,6 +9,7 @@
 #include <crypt.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <memory>
 
 namespace {
@@ -191,8 +193,8 @@ TEST(EncryptPasswordTest, TraditionalDESWithTheDocumentedSalt)
     // Retry across a second boundary: two calls in one second share a salt.
     for (int attempt = 0; attempt < 3; ++attempt) {
         auto before = std::time(nullptr);
-        first = KLUsersDataSource::encryptPassword("secret");
-        second = KLUsersDataSource::encryptPassword("other");
+        first = KLPasswordHash().make("secret", KLPasswordHash::Kind::DES).value();
+        second = KLPasswordHash().make("other", KLPasswordHash::Kind::DES).value();
         if (std::time(nullptr) == before)
             break;
     }
@@ -208,7 +210,7 @@ TEST(EncryptPasswordTest, TraditionalDESWithTheDocumentedSalt)
 
 TEST(EncryptPasswordTest, OnlyTheFirstEightCharactersCount)
 {
-    std::string hash = KLUsersDataSource::encryptPassword("abcdefgh-and-more");
+    std::string hash = KLPasswordHash().make("abcdefgh-and-more", KLPasswordHash::Kind::DES).value();
     crypt_data data{};
     EXPECT_EQ(std::string(::crypt_r("abcdefgh", hash.c_str(), &data)), hash);
     EXPECT_TRUE(KLUsersDataSource::passwordIsTruncated("abcdefgh-and-more"));
@@ -216,6 +218,64 @@ TEST(EncryptPasswordTest, OnlyTheFirstEightCharactersCount)
     EXPECT_FALSE(KLUsersDataSource::passwordIsTruncated("abcdefgh"));
     // Bytes count, not characters: four two-byte letters already fill it.
     EXPECT_TRUE(KLUsersDataSource::passwordIsTruncated("\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9"));
+}
+
+TEST(EncryptPasswordTest, BcryptCountsTheWholePasswordWithARandomSalt)
+{
+    std::string hash = KLPasswordHash().make("correct horse battery", KLPasswordHash::Kind::Bcrypt).value();
+    EXPECT_EQ(hash.size(), 60u);
+    EXPECT_EQ(hash.substr(0, 7), "$2b$10$");
+    crypt_data data{};
+    EXPECT_EQ(std::string(::crypt_r("correct horse battery", hash.c_str(), &data)), hash);
+    EXPECT_NE(std::string(::crypt_r("correct ", hash.c_str(), &data)), hash);
+    EXPECT_NE(KLPasswordHash().make("correct horse battery", KLPasswordHash::Kind::Bcrypt), hash);
+
+    // The salt is made of the kernel's random bytes: all zero bytes give
+    // bcrypt's all-zero salt.
+    KLPasswordHash::Library zeros = KLPasswordHash::systemLibrary();
+    zeros.random = [](void* buffer, std::size_t length, unsigned) {
+        std::memset(buffer, 0, length);
+        return static_cast<ssize_t>(length);
+    };
+    EXPECT_EQ(KLPasswordHash(zeros).make("pw", KLPasswordHash::Kind::Bcrypt).value().substr(0, 29),
+              "$2b$10$" + std::string(22, '.'));
+}
+
+TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNone)
+{
+    using Library = KLPasswordHash::Library;
+    const Library system = KLPasswordHash::systemLibrary();
+    Library::Random noBytes = [](void*, std::size_t, unsigned) -> ssize_t { return -1; };
+    Library::Random fewBytes = [](void*, std::size_t length, unsigned) { return static_cast<ssize_t>(length - 1); };
+    Library::Gensalt noSalt = [](const char*, unsigned long, const char*, int, char*, int) -> char* { return nullptr; };
+    Library::Crypt noHash = [](const char*, const char*, crypt_data*) -> char* { return nullptr; };
+    Library::Crypt failed = [](const char*, const char*, crypt_data* data) { return std::strcpy(data->output, "*0"); };
+    const std::pair<Library, KLPasswordHash::Kind> cases[] = {
+        {{system.gensalt, system.crypt, noBytes}, KLPasswordHash::Kind::Bcrypt},
+        {{system.gensalt, system.crypt, fewBytes}, KLPasswordHash::Kind::Bcrypt},
+        {{noSalt, system.crypt, system.random}, KLPasswordHash::Kind::Bcrypt},
+        {{system.gensalt, noHash, system.random}, KLPasswordHash::Kind::Bcrypt},
+        {{system.gensalt, failed, system.random}, KLPasswordHash::Kind::Bcrypt},
+        {{system.gensalt, noHash, system.random}, KLPasswordHash::Kind::DES},
+        {{system.gensalt, failed, system.random}, KLPasswordHash::Kind::DES},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(KLPasswordHash(cases[i].first).make("secret", cases[i].second), std::nullopt) << "case " << i;
+}
+
+TEST(EncryptPasswordTest, KindsOfStoredHashes)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"abJnggxhB/yWI", "DES"}, {"abJnggxhB/yWI\r", "DES"}, {"abJnggxhB/yW", "other"}, {"abJnggxhB-yWI", "other"},
+        {"$2y$05$abcdefghijklmnopqrstuv", "bcrypt"}, {"$2b$10$x", "bcrypt"}, {"$apr1$salt$hash", "MD5"},
+        {"$1$salt$hash", "MD5"}, {"{SHA}W6ph5Mm5Pz8GgiULbPgzG37mj9g=", "SHA-1"}, {"{SSHA}abc", "other"},
+        {"$6$salt$hash", "other"}, {"", "other"}, {"plain text", "other"},
+    };
+    for (const auto& [hash, kind] : cases)
+        EXPECT_STREQ(KLPasswordHash::nameOf(KLPasswordHash::kindOf(hash)), kind) << hash;
+    EXPECT_EQ(KLPasswordHash::choice("BCRYPT"), KLPasswordHash::Kind::Bcrypt);
+    EXPECT_EQ(KLPasswordHash::choice("des"), KLPasswordHash::Kind::DES);
+    EXPECT_EQ(KLPasswordHash::choice("MD5"), std::nullopt);
 }
 
 TEST_F(UsersFileTest, ContainsItemAndHasUser)

@@ -54,6 +54,8 @@ protected:
         o.errorField = &errorField;
         o.confirmField = &confirmField;
         o.passField = &passField;
+        o.passwordWarningField = &passwordWarningField;
+        o.passwordHashMenu = &passwordHashMenu;
         o.webDirOutline = &webDirOutline;
         o.directoryMenu = &directoryMenu;
         o.userAddressTabs = &userAddressTabs;
@@ -160,10 +162,11 @@ protected:
     FendrelPrefOutlets o;
     FakeWindow window, userAddPanel, helpWindow;
     FakeTabView tabs, userAddressTabs;
-    FakeTextField fendrelStatus, userField, errorField, confirmField, passField, nameVersionText, lastCheckText;
+    FakeTextField fendrelStatus, userField, errorField, confirmField, passField, nameVersionText, lastCheckText,
+        passwordWarningField;
     FakeListView webDirOutline{"webDirOutline"}, userTable{"userTable"}, groupOutline{"groupOutline"},
         addressTable{"addressTable"};
-    FakePopUpButton directoryMenu, webDirFolder;
+    FakePopUpButton directoryMenu, webDirFolder, passwordHashMenu;
     FakeButton userEditButton, userDeleteButton, groupDeleteButton, addressDeleteButton, addressDiscoverSwitch,
         customSaveButton, customRevertButton, userSortCheck, groupSortCheck, accessFileDeleteCheck, userDeleteCheck,
         groupDeleteCheck, manualEditCheck, customDirCheck, remoteApacheCheck, versionCheckButton, launchVersionCheck;

@@ -94,6 +94,51 @@ TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving)
     EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n");
 }
 
+TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart)
+{
+    const std::string warning = "Only the first 8 characters of this password count with DES hashes. Choose bcrypt "
+                                "in Options to use all of it.";
+    root.write(".htusers", "alice:abcdefghijklm\n");
+    passwordHashMenu.addItem("DES");
+    passwordHashMenu.addItem("bcrypt");
+    wake();
+    EXPECT_EQ(passwordHashMenu.selected, 0);
+    pref->addUser(nullptr);
+    passField.value = "correct horse";
+    pref->passwordDidChange(nullptr);
+    EXPECT_EQ(passwordWarningField.value, warning);
+    EXPECT_EQ(submit("bob", "correct horse", "correct horse"), ""); // saved all the same
+    EXPECT_TRUE(verifies(hashOf("bob"), "correct "));
+
+    passwordHashMenu.selected = 1;
+    pref->setPasswordHash(&passwordHashMenu);
+    EXPECT_EQ(defaults().stringForKey("Password Hash"), "bcrypt");
+    showUsers();
+    userTable.selectRow(rowOf("bob"), false);
+    pref->editUser(nullptr);
+    EXPECT_EQ(passwordWarningField.value, "");
+    passField.value = "correct horse";
+    pref->passwordDidChange(nullptr);
+    EXPECT_EQ(passwordWarningField.value, "");
+    EXPECT_EQ(submit("bob", "correct horse", "correct horse"), "");
+    EXPECT_TRUE(verifies(hashOf("bob"), "correct horse"));
+    EXPECT_EQ(pref->users()->objectAtRow(rowOf("bob"), "hash"), KLPlist("bcrypt"));
+    EXPECT_EQ(pref->users()->objectAtRow(rowOf("alice"), "hash"), KLPlist("DES"));
+
+    // A library that makes no hash: nothing is stored and the sheet stays open.
+    std::string file = readFile(root.file(".htusers"));
+    KLPasswordHash::Library broken = KLPasswordHash::systemLibrary();
+    broken.crypt = [](const char*, const char*, crypt_data*) -> char* { return nullptr; };
+    pref->users()->setPasswordHash(KLPasswordHash(broken));
+    pref->addUser(nullptr);
+    EXPECT_EQ(submit("carol", "pw", "pw"), "");
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_NE(alerts.shown[0].message.find(pref->errors()[FendrelPref::kPasswordNotHashed]), std::string::npos);
+    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob"}));
+    EXPECT_EQ(readFile(root.file(".htusers")), file);
+    EXPECT_EQ(window.sheets.size(), 1u);
+}
+
 TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
 {
     root.write(".htusers", "bob:abcdefghijklm\ncarol:abcdefghijklm\nalice:abcdefghijklm\n");

@@ -14,6 +14,7 @@
 #include <random>
 #include <regex>
 #include <thread>
+#include <tuple>
 
 // What fendrelctl writes, judged by a private Apache serving the tree.
 class ApacheJudgesTest : public ::testing::Test
@@ -72,6 +73,45 @@ TEST_F(ApacheJudgesTest, PasswordUsersAndGroups)
     ctl({"protect", "team", "none"});
     EXPECT_EQ(apache.status("/team/"), 200);
     EXPECT_EQ(apache.status("/lan/"), 200);
+}
+
+// A users file made by htpasswd with every kind of hash it makes, and one
+// Fendrel does not know: adding, changing and deleting other users keeps each
+// of those lines byte for byte, and Apache still lets their users in.
+TEST_F(ApacheJudgesTest, UsersOfEveryHashKindAreKept)
+{
+    const std::string users = root + "/.htusers";
+    std::ofstream(users).close();
+    const std::vector<std::tuple<std::string, std::string, std::string>> made = {
+        {"-d", "dora", "des-pw"}, {"-m", "mona", "md5-pw"}, {"-s", "sam", "sha-pw"}, {"-B", "bea", "bcrypt-pw"}};
+    for (const auto& [kind, name, password] : made) {
+        std::string command = "htpasswd -b " + kind + " " + users + " " + name + " " + password + " 2>/dev/null";
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    }
+    std::ofstream(users, std::ios::app) << "olga:{SSHA}b2xnYQ==\n";
+    std::ifstream in(users);
+    const std::string original(std::istreambuf_iterator<char>(in), {});
+
+    ctl({"user", "add", "carl"}, "carl-long-password\n");
+    ctl({"user", "add", "--hash", "bcrypt", "erin"}, "correct horse battery\n");
+    ctl({"user", "passwd", "--hash", "bcrypt", "carl"}, "carl-long-password\n");
+    ctl({"--yes", "user", "delete", "erin"});
+    std::ifstream after(users);
+    std::string now(std::istreambuf_iterator<char>(after), {});
+    EXPECT_EQ(now.substr(0, original.size()), original);
+    EXPECT_EQ(now.substr(original.size()).rfind("carl:$2b$10$", 0), 0u) << now;
+    EXPECT_EQ(runCli({"--root", root, "--json", "user", "list"}).json(),
+              nlohmann::json::parse(R"([{"name":"dora","hash":"DES"},{"name":"mona","hash":"MD5"},
+                  {"name":"sam","hash":"SHA-1"},{"name":"bea","hash":"bcrypt"},{"name":"olga","hash":"other"},
+                  {"name":"carl","hash":"bcrypt"}])"));
+
+    ctl({"protect", "private", "password"});
+    ctl({"allow", "private", "--any-user"});
+    for (const auto& [kind, name, password] : made)
+        EXPECT_EQ(apache.status("/private/", name, password), 200) << kind;
+    EXPECT_EQ(apache.status("/private/", "carl", "carl-long-password"), 200);
+    EXPECT_EQ(apache.status("/private/", "carl", "carl-lon"), 401);
+    EXPECT_EQ(apache.status("/private/", "erin", "correct horse battery"), 401);
 }
 
 TEST_F(ApacheJudgesTest, AddressRules)

@@ -40,6 +40,14 @@ protected:
         CliResult result = ctl({"user", "add", name}, password + "\n");
         ASSERT_EQ(result.status, 0) << result.err;
     }
+    // What --json user list shows: each name with the kind of its hash.
+    static nlohmann::json usersWith(const std::vector<std::pair<std::string, std::string>>& users)
+    {
+        nlohmann::json list = nlohmann::json::array();
+        for (const auto& [name, hash] : users)
+            list.push_back({{"name", name}, {"hash", hash}});
+        return list;
+    }
     void expectRefused(const CliResult& result, int status, const std::string& message)
     {
         EXPECT_EQ(result.status, status) << result.err;

@@ -42,9 +42,13 @@ std::string settingsLockFile()
     return std::string(std::getenv("XDG_CONFIG_HOME")) + "/com.quillmoor.fendrel.plist.lock";
 }
 
+// Addresses are listed as strings, users as objects with a name.
 std::set<std::string> namesOf(const nlohmann::json& list)
 {
-    return std::set<std::string>(list.begin(), list.end());
+    std::set<std::string> names;
+    for (const nlohmann::json& entry : list)
+        names.insert(entry.is_object() ? entry["name"] : entry);
+    return names;
 }
 
 class ConcurrencyTest : public CliFixture

@@ -120,6 +120,7 @@ TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndStoreNothing)
              Case{"ApacheCheckInterval", "soon", "fendrelctl: Setting \"ApacheCheckInterval\" takes a number\n"},
              Case{"Address Array", "10.0.0.1", "fendrelctl: Setting \"Address Array\": the value is not valid JSON\n"},
              Case{"Address Array", "{\"a\":1}", "fendrelctl: Setting \"Address Array\" takes a JSON array, e.g. [\"a\", \"b\"]\n"},
+             Case{"Password Hash", "MD5", "fendrelctl: Setting \"Password Hash\" takes DES or bcrypt\n"},
          }) {
         CliResult result = runCli({"settings", "set", c.key, c.value});
         EXPECT_EQ(result.status, 3) << c.key << " " << c.value;

@@ -10,7 +10,7 @@ TEST_F(UserGroupCommandTest, UsersAreStoredWithDesHashes)
 {
     addUser("  alice  ", "wonder"); // surrounding blanks are dropped, as in the pane
     addUser("bob", "builder");
-    EXPECT_EQ(json({"user", "list"}), nlohmann::json::array({"alice", "bob"}));
+    EXPECT_EQ(json({"user", "list"}), usersWith({{"alice", "DES"}, {"bob", "DES"}}));
     EXPECT_EQ(ctl({"user", "list"}).out, "alice\nbob\n");
 
     std::string file = readFile(tree.file(".htusers"));
@@ -68,7 +68,17 @@ TEST_F(UserGroupCommandTest, APasswordLongerThanEightCharactersIsWarnedAboutAndS
     CliResult json = ctl({"--json", "user", "add", "erin"}, "longpassword\n");
     EXPECT_EQ(json.status, 0);
     EXPECT_EQ(json.err, warning);
-    EXPECT_EQ(json.json(), nlohmann::json::array({"dave", "erin"}));
+    EXPECT_EQ(json.json(), usersWith({{"dave", "DES"}, {"erin", "DES"}}));
+
+    // bcrypt uses all of it: no warning, whether chosen for one run or stored.
+    CliResult bcrypt = ctl({"user", "passwd", "--hash", "BCRYPT", "dave"}, "longpassword\n");
+    EXPECT_EQ(bcrypt.err, "");
+    ASSERT_EQ(ctl({"settings", "set", "Password Hash", "bcrypt"}).status, 0);
+    EXPECT_EQ(ctl({"user", "add", "frank"}, "longpassword\n").err, "");
+    EXPECT_EQ(ctl({"user", "passwd", "--hash", "des", "erin"}, "longpassword\n").err, warning);
+    EXPECT_EQ(ctl({"--json", "user", "list"}).json(),
+              usersWith({{"dave", "bcrypt"}, {"frank", "bcrypt"}, {"erin", "DES"}}));
+    EXPECT_EQ(ctl({"user", "add", "--hash", "md5", "gina"}, "pw\n").status, 2);
 }
 
 TEST_F(UserGroupCommandTest, TheSheetsChecksAndMessagesApply)
@@ -108,7 +118,7 @@ TEST_F(UserGroupCommandTest, GroupsAndMembers)
 
     // Deleting a user takes it out of every group.
     ASSERT_EQ(ctl({"--yes", "user", "delete", "bob"}).status, 0);
-    EXPECT_EQ(json({"user", "list"}), nlohmann::json::array({"alice"}));
+    EXPECT_EQ(json({"user", "list"}), usersWith({{"alice", "DES"}}));
     EXPECT_EQ(readFile(tree.file(".htgroups")), "staff: \nwww: \n");
 
     ASSERT_EQ(ctl({"--yes", "group", "delete", "www"}).status, 0);
@@ -189,12 +199,12 @@ TEST_F(UserGroupCommandTest, OnATerminalThePasswordIsAskedTwiceAndQuestionsAreAs
     CliResult added = runCliOnTerminal(args({"user", "add", "carol"}),
                                        {{"Password: ", "same"}, {"Password (again): ", "same"}});
     EXPECT_EQ(added.status, 0) << added.out;
-    EXPECT_EQ(json({"user", "list"}), nlohmann::json::array({"carol"}));
+    EXPECT_EQ(json({"user", "list"}), usersWith({{"carol", "DES"}}));
 
     CliResult kept = runCliOnTerminal(args({"user", "delete", "carol"}), {{"[Yes/Don't Ask/No] ", "no"}});
     EXPECT_EQ(kept.status, 1);
     EXPECT_NE(kept.out.find("Are you sure you wish to delete the user \"carol\"?"), std::string::npos) << kept.out;
-    EXPECT_EQ(json({"user", "list"}), nlohmann::json::array({"carol"}));
+    EXPECT_EQ(json({"user", "list"}), usersWith({{"carol", "DES"}}));
 
     // "Don't Ask" deletes and turns the question off for next time.
     CliResult gone = runCliOnTerminal(args({"user", "delete", "carol"}), {{"[Yes/Don't Ask/No] ", "d"}});

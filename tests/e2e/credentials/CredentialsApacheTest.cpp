@@ -54,7 +54,7 @@ protected:
         ASSERT_FALSE(users->containsItem(name));
         KLPlist::Dictionary record;
         record[KLUsersDataSource::kUserKey] = name;
-        record[KLUsersDataSource::kPasswordKey] = KLUsersDataSource::encryptPassword(password);
+        record[KLUsersDataSource::kPasswordKey] = users->encryptPassword(password, KLPasswordHash::Kind::DES).value();
         users->dataArray().emplace_back(std::move(record));
         ASSERT_TRUE(users->writeUserfile());
     }
@@ -112,7 +112,7 @@ TEST_F(CredentialsApacheTest, ChosenUsersLogInWithTheirCurrentPassword)
     int oldRow = rowOf("alice");
     KLPlist::Dictionary record;
     record[KLUsersDataSource::kUserKey] = "alice";
-    record[KLUsersDataSource::kPasswordKey] = KLUsersDataSource::encryptPassword("new-secret");
+    record[KLUsersDataSource::kPasswordKey] = users->encryptPassword("new-secret", KLPasswordHash::Kind::DES).value();
     users->dataArray().emplace_back(std::move(record));
     ASSERT_TRUE(users->deleteRow(userTable, oldRow, true));
     EXPECT_EQ(get("alice", "new-secret"), 200);
