@@ -3,6 +3,7 @@
 #include "KLAtomicFile.h"
 #include "KLFileExtensions.h"
 #include "KLLog.h"
+#include "KLNotificationCenter.h"
 #include "KLPaneContext.h"
 #include "KLScanner.h"
 #include "KLTextFile.h"
@@ -143,6 +144,7 @@ bool KLUsersDataSource::writeUserfile()
     }
     diskText_ = std::move(text);
     diskStamp_ = KLFileStamp::of(*path);
+    KLNotificationCenter::defaultCenter().post(kUsersFileDidChange, this);
     return true;
 }
 

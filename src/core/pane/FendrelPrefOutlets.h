@@ -32,6 +32,9 @@ struct FendrelPrefOutlets
     KLTextField* passField = nullptr;
 
     KLListView* webDirOutline = nullptr;
+    // The web server's answer for the selected folder, in words; without it
+    // the pane does not ask the server.
+    KLTextField* accessCheckText = nullptr;
     KLPopUpButton* directoryMenu = nullptr;
     KLTabView* userAddressTabs = nullptr; // users, addresses and, when shown, "custom"
 
