@@ -4,6 +4,7 @@
 #include "KLApachePage.h"
 #include "KLButtonCell.h"
 #include "KLPopUpCell.h"
+#include "KLFSDataSource.h"
 #include "KLFSItem.h"
 #include "KLUserSheet.h"
 #include "LoopbackHTTPServer.h"
@@ -419,4 +420,12 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
     }
     clickFolder(DemoTree::kShared);
     EXPECT_TRUE(pane().findChild<QLabel*>("accessCheckText")->text().startsWith("Not enforced: Apache ignores"));
+
+    // Protecting another folder asks the server again.
+    auto* publicItem = static_cast<KLFSItem*>(outline.itemAtRow(folderRow(DemoTree::kPublic)));
+    pref().files()->setObjectValue(outline, KLPlist(1), KLFSDataSource::kProtectColumn, publicItem);
+    EXPECT_TRUE(PaneTestApp::waitFor([&] {
+        return outline.indexAtRow(folderRow(DemoTree::kPublic), 3).data(Qt::ToolTipRole).toString().contains(
+            "does not serve this folder at /public/");
+    }));
 }
