@@ -139,8 +139,8 @@ std::optional<bool> coversLoopback(std::string rule)
         if (mask.find('.') != std::string::npos && ::inet_pton(AF_INET, mask.c_str(), &parsed) == 1) {
             netmask = ntohl(parsed.s_addr);
         } else if (std::all_of(mask.begin(), mask.end(), ::isdigit) && mask.size() <= 2 && std::stoi(mask) <= 32) {
-            int length = std::stoi(mask);
-            netmask = length == 0 ? 0 : ~(0xffffffffu >> length) ;
+            // Shifted as 64 bits, so that /0 and /32 need no case of their own.
+            netmask = static_cast<std::uint32_t>(~(0xffffffffull >> std::stoi(mask)));
         } else {
             return false;
         }

@@ -44,7 +44,7 @@ protected:
     {
         KLRunLoop::setMain(loop);
         pane.root = dir.path();
-        pane.addressList = array({"10.0.0.1", "127.0.0.0/8", "127.0.0", "env=trusted"});
+        pane.addressList = array({"10.0.0.1", "127.0.0.0/8", "127.0.0", "env=trusted", "127.0.0.1/32"});
         root = KLFSItem::create(dir.path());
     }
     ~AccessVerifierTest() override { KLRunLoop::setMain(nullptr); }
@@ -81,6 +81,7 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
         {2, true, {"127.0.0.0/8"}, {}, 200, 0, Verdict::CannotJudge, "cannot be judged from this machine"},
         {2, false, {}, {"10.0.0.1"}, 200, 0, Verdict::CannotJudge, "lets this machine in"},
         {2, false, {}, {"127.0.0"}, 403, 403, Verdict::Enforced, "keeps this machine's address out"},
+        {2, false, {}, {"127.0.0.1/32"}, 403, 403, Verdict::Enforced, "keeps this machine's address out"},
         {2, true, {"env=trusted"}, {}, 403, 0, Verdict::CannotJudge, "names addresses that cannot be judged"},
         {2, true, {"127.0.0.0/8"}, {}, 500, 0, Verdict::NotEnforced, "No line of the error log names the file."},
         {3, true, {"10.0.0.1"}, {}, 401, 401, Verdict::Enforced, "asks for a password"},
