@@ -168,6 +168,11 @@ int KLCliController::protectionIndex(KLFSItem& item)
     return static_cast<int>(value.integerReading().value_or(0));
 }
 
+const char* KLCliController::modeName(int index)
+{
+    return kModeNames.at(static_cast<std::size_t>(index));
+}
+
 nlohmann::json KLCliController::folderState(KLFSItem& item)
 {
     const KLPlist::Dictionary& auth = item.authDict();
@@ -178,7 +183,7 @@ nlohmann::json KLCliController::folderState(KLFSItem& item)
     int mode = protectionIndex(item);
     return {
         {"path", displayPathOf(item)},
-        {"mode", kModeNames.at(static_cast<std::size_t>(mode))},
+        {"mode", modeName(mode)},
         {"disabled", item.isAuthenticationDisabled()},
         {"status", item.authStatus()},
         {"addressMode", item.isAllowSet() ? "allow" : "deny"},

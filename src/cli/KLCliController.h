@@ -51,8 +51,10 @@ public:
     KLFSItem& selectFolder(const std::string& folder);
     // Its path as fendrelctl prints it ("." for the root).
     std::string displayPathOf(const KLFSItem& item) const;
-    // The protection menu entry the folder outline shows for the item.
+    // The protection menu entry the folder outline shows for the item, and
+    // the name fendrelctl gives it ("none", "password", ...).
     int protectionIndex(KLFSItem& item);
+    static const char* modeName(int index);
     nlohmann::json folderState(KLFSItem& item);
     // Whether the folder's access file, read afresh, gives the state the item
     // holds: a failed write leaves the old file and keeps the new state in

@@ -11,6 +11,7 @@ enum class KLExitStatus : int {
     Refused = 3,       // the input was refused by the pane's own checks
     NotFound = 4,      // no such folder, user, group, address or setting
     NotAuthorized = 5, // the administrator authorization was refused
+    NotEnforced = 6,   // verify: a folder is not protected as its access file says, or the server does not answer
 };
 
 // A failure that ends the command: one line for standard error and the

@@ -12,6 +12,7 @@
 #include "KLSettingsCommands.h"
 #include "KLUpdateCommands.h"
 #include "KLUserCommands.h"
+#include "KLVerifyCommand.h"
 
 #include <CLI/CLI.hpp>
 
@@ -70,6 +71,7 @@ int KLCommandLine::run(int argc, char** argv)
     KLGroupCommands::addTo(app, session);
     KLAddressCommands::addTo(app, session);
     KLServerCommands::addTo(app, session);
+    KLVerifyCommand::addTo(app, session);
     KLSettingsCommands::addTo(app, session);
     KLUpdateCommands::addTo(app, session);
 

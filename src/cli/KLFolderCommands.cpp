@@ -155,11 +155,8 @@ void KLFolderCommands::show(KLCliSession& session, const std::string& folder)
     printFolder(session, controller, folder);
 }
 
-void KLFolderCommands::tree(KLCliSession& session)
+void KLFolderCommands::forEachFolder(KLCliController& controller, const std::function<void(KLFSItem&)>& visit)
 {
-    KLCliController& controller = session.controller(KLFileLock::Mode::Shared);
-    nlohmann::json rows = nlohmann::json::array();
-    std::string text;
     // Links to folders count as folders, so a link back up would repeat its
     // target below itself without end: a folder that is already one of its
     // own ancestors is listed, not entered.
@@ -173,16 +170,26 @@ void KLFolderCommands::tree(KLCliSession& session)
         Pending next = pending.back();
         pending.pop_back();
         KLFSItem* item = next.item;
-        std::string mode = kModes.at(static_cast<std::size_t>(controller.protectionIndex(*item)));
-        std::string path = controller.displayPathOf(*item);
-        rows.push_back({{"path", path}, {"mode", mode}, {"hasAccessFile", item->hasAccessFile()}});
-        text += mode + std::string(10 - std::min<std::size_t>(mode.size(), 9), ' ') + path + "\n";
+        visit(*item);
         std::shared_ptr<const KLFolderAncestry> ancestry = next.ancestry;
         if (!KLFolderAncestry::enter(ancestry, item->fullPath()))
             continue;
         for (int i = item->numberOfChildren() - 1; i >= 0; --i)
             pending.push_back({item->childAtIndex(i), ancestry});
     }
+}
+
+void KLFolderCommands::tree(KLCliSession& session)
+{
+    KLCliController& controller = session.controller(KLFileLock::Mode::Shared);
+    nlohmann::json rows = nlohmann::json::array();
+    std::string text;
+    forEachFolder(controller, [&](KLFSItem& item) {
+        std::string mode = kModes.at(static_cast<std::size_t>(controller.protectionIndex(item)));
+        std::string path = controller.displayPathOf(item);
+        rows.push_back({{"path", path}, {"mode", mode}, {"hasAccessFile", item.hasAccessFile()}});
+        text += mode + std::string(10 - std::min<std::size_t>(mode.size(), 9), ' ') + path + "\n";
+    });
     session.output.emit(rows, text);
 }
 

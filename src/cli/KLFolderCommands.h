@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@ class App;
 }
 class KLCliSession;
 class KLCliController;
+class KLFSItem;
 
 // show, tree, protect, allow, revoke, address-mode and clear: the folder
 // tree and the access rules of one folder, through the folder outline and
@@ -16,6 +18,9 @@ class KLFolderCommands
 {
 public:
     static void addTo(CLI::App& app, KLCliSession& session);
+    // Every folder of the tree, depth first in the outline's order; a link
+    // back to one of its own ancestors is visited, not entered.
+    static void forEachFolder(KLCliController& controller, const std::function<void(KLFSItem&)>& visit);
 
     // What allow and revoke name.
     struct Grant

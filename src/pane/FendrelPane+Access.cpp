@@ -91,6 +91,7 @@ QWidget* FendrelPane::makeAccessTab()
         {KLFSDataSource::kProtectColumn, kProtectColumnTitle, QtColumn::Kind::PopUp, false,
          std::vector<QString>(modes.begin(), modes.end())},
         {KLFSDataSource::kDeleteColumn, "", QtColumn::Kind::Button},
+        {KLFSDataSource::kVerdictColumn, "", QtColumn::Kind::Text},
     };
     webDirOutline_ = new KLOutlineView("webDirOutline", folderColumns);
     webDirOutline_->setIntercellSpacing(QSize(0, kIntercellHeight));
@@ -110,6 +111,8 @@ QWidget* FendrelPane::makeAccessTab()
     header->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     header->setSectionResizeMode(2, QHeaderView::Fixed);
     header->resizeSection(2, NSImageAndTextCell::kImageSize + 4 * NSImageAndTextCell::kMargin);
+    header->setSectionResizeMode(3, QHeaderView::Fixed);
+    header->resizeSection(3, NSImageAndTextCell::kImageSize + 4 * NSImageAndTextCell::kMargin);
 
     // The protection modes as the controller reads them; the pop-up cells
     // show them, the combo itself is never shown.
@@ -127,10 +130,17 @@ QWidget* FendrelPane::makeAccessTab()
     folderButtons->addWidget(viewOnWeb);
     folderButtons->addStretch();
 
+    // The web server's own answer for the selected folder.
+    auto* accessCheck = new QLabel;
+    accessCheck->setObjectName("accessCheckText");
+    accessCheck->setWordWrap(true);
+    accessCheck->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
     auto* folderSide = new QWidget;
     auto* folderLayout = new QVBoxLayout(folderSide);
     folderLayout->setContentsMargins(0, 0, 0, 0);
     folderLayout->addWidget(webDirOutline_);
+    folderLayout->addWidget(accessCheck);
     folderLayout->addLayout(folderButtons);
 
     userAddressTabs_ = new QTabWidget;

@@ -119,6 +119,7 @@ void FendrelPane::makeOutlets()
     o.passwordWarningField = field("passwordWarningField");
 
     o.webDirOutline = webDirOutline_;
+    o.accessCheckText = field("accessCheckText");
     o.directoryMenu = keep(std::make_shared<QtPopUpButton>(directoryMenu_));
     o.userAddressTabs = keep(std::make_shared<QtTabView>(userAddressTabs_));
 

@@ -1,11 +1,14 @@
 #include "QtImages.h"
 
+#include "KLAccessCheck.h"
 #include "KLBundle.h"
 #include "QtStrings.h"
 
 #include <QFileIconProvider>
 #include <QFileInfo>
 #include <QHash>
+#include <QPainter>
+#include <QPixmap>
 #include <QStringList>
 
 #include <map>
@@ -28,6 +31,49 @@ const std::map<std::string, std::vector<const char*>>& themeNames()
         {"fendrel", {"fendrel"}},
     };
     return names;
+}
+
+// The web server's verdict on a protected folder, drawn here so that it
+// looks the same whatever the icon theme: a green tick, a red exclamation
+// mark or a grey question mark in a disc.
+QIcon verdictImage(const std::string& name)
+{
+    QColor disc;
+    if (name == KLAccessCheck::kEnforcedImage)
+        disc = QColor(0x2e, 0x7d, 0x32);
+    else if (name == KLAccessCheck::kNotEnforcedImage)
+        disc = QColor(0xc6, 0x28, 0x28);
+    else if (name == KLAccessCheck::kCannotJudgeImage)
+        disc = QColor(0x75, 0x75, 0x75);
+    else
+        return {};
+    QIcon icon;
+    for (int size : {16, 32}) {
+        QPixmap pixmap(size, size);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.scale(size / 16.0, size / 16.0);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(disc);
+        painter.drawEllipse(QRectF(1, 1, 14, 14));
+        painter.setPen(QPen(Qt::white, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        if (name == KLAccessCheck::kEnforcedImage) {
+            painter.drawPolyline(QPolygonF({QPointF(4.5, 8.5), QPointF(7, 11), QPointF(11.5, 5.5)}));
+        } else if (name == KLAccessCheck::kNotEnforcedImage) {
+            // "!", so that it is not taken for the delete button's cross.
+            painter.drawLine(QPointF(8, 4.5), QPointF(8, 8.5));
+            painter.drawPoint(QPointF(8, 11.5));
+        } else {
+            QFont font = painter.font();
+            font.setBold(true);
+            font.setPixelSize(11);
+            painter.setFont(font);
+            painter.drawText(QRectF(1, 1, 14, 14), Qt::AlignCenter, "?");
+        }
+        icon.addPixmap(pixmap);
+    }
+    return icon;
 }
 
 QIcon bundled(const std::string& name)
@@ -60,7 +106,7 @@ QIcon QtImages::named(const std::string& name)
     if (cached != cache.constEnd())
         return *cached;
 
-    QIcon icon;
+    QIcon icon = verdictImage(name);
     auto it = themeNames().find(name);
     if (it != themeNames().end()) {
         for (const char* themeName : it->second) {

@@ -6,8 +6,9 @@
 
 // Pictures the pane shows: named images ("genericuser", "folder", "lock",
 // "unlock", "delete_idle", "delete_pressed", "fendrel") from the desktop's
-// icon theme, else from the pictures bundled in the pane's resources; and
-// the file system icon of a path.
+// icon theme, else from the pictures bundled in the pane's resources; the
+// web server's verdicts on a folder (KLAccessCheck's image names), drawn
+// here; and the file system icon of a path.
 class QtImages
 {
 public:

@@ -1,11 +1,15 @@
 #include "PaneFixture.h"
 
+#include "KLAccessCheck.h"
 #include "KLApachePage.h"
 #include "KLButtonCell.h"
 #include "KLPopUpCell.h"
+#include "KLFSDataSource.h"
 #include "KLFSItem.h"
 #include "KLUserDefaults.h"
 #include "KLUserSheet.h"
+#include "LoopbackHTTPServer.h"
+#include "QtImages.h"
 #include "QtOutlineModel.h"
 #include "QtTableModel.h"
 #include "QtWarningCatcher.h"
@@ -386,3 +390,51 @@ TEST_F(PaneFixture, TheFolderMenuSelectsTheFolderAndSetsItsProtection)
 }
 
 } // namespace
+
+TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneItsReason)
+{
+    const std::map<std::string, int> answers = {{"/private/", 401}, {"/shared/", 200}, {"/intranet/", 200}};
+    LoopbackHTTPServer server([&](Socket& connection, const std::string& request) {
+        auto found = answers.find(LoopbackHTTPServer::requestPath(request));
+        connection.writeString("HTTP/1.1 " + std::to_string(found == answers.end() ? 404 : found->second) +
+                               " X\r\n\r\n");
+    });
+    KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Apache Site Address");
+    pane().findChild<QPushButton*>("webRefreshButton")->click();
+    KLOutlineView& outline = *pane().webDirOutline();
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return folderRow(DemoTree::kShared) > 0 && server.requests().size() >= 3; }));
+
+    struct Row
+    {
+        const char* folder;
+        const char* image;
+        std::string tip;
+    };
+    for (const Row& row : std::vector<Row>{
+             {DemoTree::kPrivate, KLAccessCheck::kEnforcedImage, "Apache asks for a password"},
+             {DemoTree::kShared, KLAccessCheck::kNotEnforcedImage, "Apache ignores the access file"},
+             {DemoTree::kIntranet, KLAccessCheck::kCannotJudgeImage, "cannot be judged from this machine"},
+             {DemoTree::kPublic, nullptr, ""},
+         }) {
+        QModelIndex verdict;
+        ASSERT_TRUE(PaneTestApp::waitFor([&] {
+            verdict = outline.indexAtRow(folderRow(row.folder), 3);
+            return verdict.data(Qt::ToolTipRole).toString().contains(QString::fromStdString(row.tip));
+        })) << row.folder << ": " << verdict.data(Qt::ToolTipRole).toString().toStdString();
+        QIcon icon = qvariant_cast<QIcon>(verdict.data(Qt::DecorationRole));
+        EXPECT_EQ(icon.isNull(), !row.image) << row.folder;
+        if (row.image) {
+            EXPECT_EQ(icon.pixmap(16).toImage(), QtImages::named(row.image).pixmap(16).toImage()) << row.folder;
+        }
+    }
+    clickFolder(DemoTree::kShared);
+    EXPECT_TRUE(pane().findChild<QLabel*>("accessCheckText")->text().startsWith("Not enforced: Apache ignores"));
+
+    // Protecting another folder asks the server again.
+    auto* publicItem = static_cast<KLFSItem*>(outline.itemAtRow(folderRow(DemoTree::kPublic)));
+    pref().files()->setObjectValue(outline, KLPlist(1), KLFSDataSource::kProtectColumn, publicItem);
+    EXPECT_TRUE(PaneTestApp::waitFor([&] {
+        return outline.indexAtRow(folderRow(DemoTree::kPublic), 3).data(Qt::ToolTipRole).toString().contains(
+            "does not serve this folder at /public/");
+    }));
+}

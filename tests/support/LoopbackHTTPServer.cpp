@@ -45,7 +45,8 @@ void LoopbackHTTPServer::run()
         std::unique_ptr<Socket> connection = listener_.acceptConnectionAndKeepListening();
         std::string request;
         auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(kRequestTimeoutSeconds);
-        while (request.find("\n\n") == std::string::npos && connection->isConnected() && !stopping_ &&
+        while (request.find("\n\n") == std::string::npos && request.find("\r\n\r\n") == std::string::npos &&
+               connection->isConnected() && !stopping_ &&
                std::chrono::steady_clock::now() < deadline) {
             if (connection->isReadableWithin(kPollMilliseconds / 1000.0))
                 connection->readData(&request);

@@ -6,8 +6,10 @@
 #include "KLApacheController.h"
 #include "KLAtomicFile.h"
 #include "KLHelperTool.h"
+#include "KLSocketException.h"
 #include "KLUserDefaults.h"
 #include "KLUserSheet.h"
+#include "Socket.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -15,8 +17,10 @@
 #include <QMessageBox>
 #include <QPainter>
 
+#include <arpa/inet.h>
 #include <cstdlib>
 #include <filesystem>
+#include <poll.h>
 #include <sys/stat.h>
 
 namespace {
@@ -36,6 +40,9 @@ ScreenshotStage::ScreenshotStage() = default;
 ScreenshotStage::~ScreenshotStage()
 {
     window_.reset();
+    stopping_ = true;
+    if (siteThread_.joinable())
+        siteThread_.join();
     if (!base_.empty()) {
         std::error_code ec;
         std::filesystem::remove_all(base_, ec);
@@ -69,7 +76,10 @@ bool ScreenshotStage::setUp(QString& error)
 
     FendrelPref::initialize();
     DemoTree::useAsRoot(root_);
+    if (!startSite(error))
+        return false;
     KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
+    defaults.setObject(KLPlist("127.0.0.1:" + std::to_string(site_->localPort())), "Apache Site Address");
     defaults.setBool(true, "Override Conf Directory Location");
     defaults.setObject(KLPlist(base_), "Apache Conf Directory");
     defaults.setObject(KLPlist("apache2.conf"), "Apache Conf File");
@@ -98,6 +108,39 @@ std::shared_ptr<KLApacheController> ScreenshotStage::makeApacheController()
     apache->setProcessName(kServerName);
     apache->setProcessLister([] { return std::vector<std::string>{"init", kServerName}; });
     return apache;
+}
+
+bool ScreenshotStage::startSite(QString& error)
+{
+    try {
+        site_ = Socket::socket();
+        site_->bindTo(INADDR_LOOPBACK, 0);
+        site_->listen(5);
+    } catch (const KLSocketException& e) {
+        error = QString::fromStdString("cannot listen on the loopback address: " + e.name());
+        return false;
+    }
+    siteThread_ = std::thread([this] { serveSite(); });
+    return true;
+}
+
+void ScreenshotStage::serveSite()
+{
+    while (!stopping_) {
+        pollfd entry{site_->descriptor(), POLLIN, 0};
+        if (::poll(&entry, 1, 20) <= 0)
+            continue;
+        try {
+            std::unique_ptr<Socket> connection = site_->acceptConnectionAndKeepListening();
+            std::string request;
+            while (request.find("\r\n\r\n") == std::string::npos && connection->isConnected() && !stopping_)
+                if (connection->isReadableWithin(0.02))
+                    connection->readData(&request);
+            bool prompt = request.rfind("GET /private/ ", 0) == 0;
+            connection->writeString(prompt ? "HTTP/1.1 401 Unauthorized\r\n\r\n" : "HTTP/1.1 200 OK\r\n\r\n");
+        } catch (const KLSocketException&) {
+        }
+    }
 }
 
 void ScreenshotStage::settle()

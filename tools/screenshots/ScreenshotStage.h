@@ -3,16 +3,20 @@
 #include <QImage>
 #include <QString>
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 
 class FendrelHostWindow;
 class KLApacheController;
+class Socket;
 
 // The stage the documentation's screenshots are taken on: private settings
 // and home, the demo tree as protected folder, a web server controller that
 // touches nothing of the system (a configuration test that fails, logs in
-// a private folder, a server that counts as running), and the host window.
+// a private folder, a server that counts as running), a stand-in for the
+// server's answers on a loopback port, and the host window.
 class ScreenshotStage
 {
 public:
@@ -31,8 +35,15 @@ public:
 
 private:
     std::shared_ptr<KLApacheController> makeApacheController();
+    // Answers each request as Apache would for the demo tree with one access
+    // file it ignores: a password prompt for "private", the page for the rest.
+    bool startSite(QString& error);
+    void serveSite();
 
     std::string base_;
     std::string root_;
     std::unique_ptr<FendrelHostWindow> window_;
+    std::unique_ptr<Socket> site_;
+    std::atomic<bool> stopping_{false};
+    std::thread siteThread_;
 };

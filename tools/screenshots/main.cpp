@@ -106,6 +106,10 @@ int main(int argc, char** argv)
         showTab(pane.userAddressTabs(), "custom");
         ok &= save(stage.shot(), folder, "access-manual");
 
+        // The server's own answer: private enforced, shared ignored.
+        showTab(pane.userAddressTabs(), "users");
+        ok &= save(stage.shot(), folder, "access-verdicts");
+
         showTab(pane.tabs(), "apache");
         click(pane, "configCheckButton");
         ok &= save(stage.shot(), folder, "web-server");

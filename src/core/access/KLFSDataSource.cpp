@@ -64,6 +64,14 @@ int KLFSDataSource::modeIndex(const KLFSItem& item)
     return std::min(item.authStatus(), static_cast<std::int32_t>(PasswordAndAddress));
 }
 
+const KLAccessCheck* KLFSDataSource::accessCheckFor(const KLFSItem& item) const
+{
+    if (item.isAuthenticationDisabled() || modeIndex(item) == None)
+        return nullptr;
+    auto found = checks_.find(item.fullPath());
+    return found == checks_.end() ? nullptr : &found->second;
+}
+
 KLFSItem* KLFSDataSource::itemFor(KLItem item) const
 {
     return item ? static_cast<KLFSItem*>(item) : root_.get();
@@ -191,6 +199,10 @@ void KLFSDataSource::willDisplayCell(KLListView&, KLCell& cell, const std::strin
         cell.enabled = deletable;
         cell.imageName = deletable && hasDeleteImages_ ? kDeleteIdleImage : "";
         cell.alternateImageName = deletable && hasDeleteImages_ ? kDeletePressedImage : "";
+    } else if (column == kVerdictColumn) {
+        const KLAccessCheck* check = accessCheckFor(*fsItem);
+        cell.imageName = check ? KLAccessCheck::imageName(check->verdict) : "";
+        cell.toolTip = check ? check->reason : "";
     }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "KLAccessCheck.h"
 #include "KLOutlineDataSource.h"
 #include "KLRunLoop.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +24,9 @@ public:
     static constexpr const char* kDirColumn = "dir";
     static constexpr const char* kProtectColumn = "protect";
     static constexpr const char* kDeleteColumn = "delete";
+    // The web server's answer for a protected folder: an image per verdict,
+    // the reason as its tool tip.
+    static constexpr const char* kVerdictColumn = "verdict";
     static constexpr const char* kDeleteIdleImage = "delete_idle";
     static constexpr const char* kDeletePressedImage = "delete_pressed";
 
@@ -44,6 +49,11 @@ public:
     // The entries of the "protect" pop-up cells.
     void setMenu(std::vector<std::string> menu) { menu_ = std::move(menu); }
     const std::vector<std::string>& menu() const { return menu_; }
+
+    // What the web server answered for the protected folders, by full path.
+    void setAccessChecks(std::map<std::string, KLAccessCheck> checks) { checks_ = std::move(checks); }
+    // The check of a folder whose protection is on; null for any other.
+    const KLAccessCheck* accessCheckFor(const KLFSItem& item) const;
 
     // The mode index an item shows: 4 stands for both kinds required.
     static int modeIndex(const KLFSItem& item);
@@ -69,6 +79,7 @@ private:
 
     std::shared_ptr<KLFSItem> root_;
     std::vector<std::string> menu_;
+    std::map<std::string, KLAccessCheck> checks_;
     bool hasDeleteImages_ = false;
     std::vector<std::shared_ptr<KLTimer>> timers_;
     // Held-back calls check it, so none runs after this source is gone.

@@ -118,6 +118,8 @@ public:
     // --- Tree ------------------------------------------------------------
     // Loads the sub-folders on first use. Empty for a leaf.
     std::vector<KLFSItem*> children();
+    // Whether the sub-folders have been listed (children() then loads nothing).
+    bool hasLoadedChildren() const { return childState_ != ChildState::NotLoaded; }
     // -1 for a leaf.
     int numberOfChildren();
     KLFSItem* childAtIndex(int index);

@@ -5,6 +5,7 @@
 #include "KLFileExtensions.h"
 #include "KLGroupsMerge.h"
 #include "KLLog.h"
+#include "KLNotificationCenter.h"
 #include "KLNameSet.h"
 #include "KLPaneContext.h"
 #include "KLRootLock.h"
@@ -166,6 +167,7 @@ bool KLGroupsDataSource::writeGroupfile()
     }
     diskText_ = std::move(text);
     diskStamp_ = KLFileStamp::of(*path);
+    KLNotificationCenter::defaultCenter().post(kGroupsFileDidChange, this);
     return true;
 }
 

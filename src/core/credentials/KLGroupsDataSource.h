@@ -23,6 +23,8 @@ class KLGroupsDataSource : public KLOutlineDataSource
 {
 public:
     static constexpr const char* kGroupColumn = "group";
+    // Posted after each write of the groups file, the source as object.
+    static constexpr const char* kGroupsFileDidChange = "KLGroupsFileDidChange";
     static constexpr const char* kActiveColumn = "active";
     // Removed from a new group name: a name is one word of the file.
     static constexpr const char* kRemovedFromNames = " :\t\r\n";

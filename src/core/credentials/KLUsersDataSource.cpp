@@ -3,6 +3,7 @@
 #include "KLAtomicFile.h"
 #include "KLFileExtensions.h"
 #include "KLLog.h"
+#include "KLNotificationCenter.h"
 #include "KLPaneContext.h"
 #include "KLScanner.h"
 #include "KLTextFile.h"
@@ -138,6 +139,7 @@ bool KLUsersDataSource::writeUserfile()
     }
     diskText_ = std::move(text);
     diskStamp_ = KLFileStamp::of(*path);
+    KLNotificationCenter::defaultCenter().post(kUsersFileDidChange, this);
     return true;
 }
 

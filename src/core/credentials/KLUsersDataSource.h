@@ -21,6 +21,8 @@ public:
     static constexpr const char* anyUserDisplayName = "Any Valid User";
     static constexpr const char* anyUserRealName = KLFSItem::kValidUser;
     static constexpr const char* kUserKey = "user";
+    // Posted after each write of the users file, the source as object.
+    static constexpr const char* kUsersFileDidChange = "KLUsersFileDidChange";
     static constexpr const char* kPasswordKey = "basic password";
     static constexpr const char* kUserColumn = "user";
     static constexpr const char* kActiveColumn = "active";

@@ -8,6 +8,7 @@
 #include "KLMatrix.h"
 #include "KLPopUpButton.h"
 #include "KLStringExtensions.h"
+#include "KLTextField.h"
 #include "KLTextView.h"
 #include "KLUserDefaults.h"
 #include "KLWorkspace.h"
@@ -74,6 +75,8 @@ void FendrelPref::webOutlineClick(void*)
     if (o_.customRevertButton)
         o_.customRevertButton->setEnabled(hasFile);
 
+    if (o_.accessCheckText)
+        o_.accessCheckText->setStringValue(accessCheckText());
     setAddressViewsForItem(fsItem_);
     if (o_.userTable)
         o_.userTable->reloadData();
@@ -146,6 +149,7 @@ void FendrelPref::webRefresh(void*)
         return;
     }
     rebuildFolderTree();
+    scheduleAccessCheck();
 }
 
 void FendrelPref::rebuildFolderTree()

@@ -1,12 +1,15 @@
 #include "FendrelPref.h"
 
+#include "KLApacheController.h"
 #include "KLBundle.h"
 #include "KLFSItem.h"
+#include "KLGroupsDataSource.h"
 #include "KLLayout.h"
 #include "KLLog.h"
 #include "KLRunLoop.h"
 #include "KLUpdateServer.h"
 #include "KLUserDefaults.h"
+#include "KLUsersDataSource.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -47,6 +50,8 @@ FendrelPref::~FendrelPref()
     // A pending re-edit must not reach a controller that is gone.
     if (reeditTimer_)
         reeditTimer_->cancel();
+    if (accessCheckTimer_)
+        accessCheckTimer_->cancel();
     if (g_sharedInstance == this)
         setSharedInstance(nullptr);
 }
@@ -108,7 +113,11 @@ void FendrelPref::initWithBundle(const KLBundle& bundle)
     accessFileObservation_ = KLObservation(KLFSItem::kAccessFileDidChange, nullptr, [this](const KLNotification& n) {
         if (n.object == fsItem_)
             showCustomEditor(nullptr);
+        scheduleAccessCheck();
     });
+    for (const char* change : {KLUsersDataSource::kUsersFileDidChange, KLGroupsDataSource::kGroupsFileDidChange,
+                               KLApacheController::kServerDidChange})
+        accessCheckObservations_.emplace_back(change, nullptr, [this](const KLNotification&) { scheduleAccessCheck(); });
 }
 
 void FendrelPref::initialize()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FendrelPrefOutlets.h"
+#include "KLAccessVerifier.h"
 #include "KLInvocation.h"
 #include "KLNotificationCenter.h"
 #include "KLPaneContext.h"
@@ -218,6 +219,15 @@ public:
     // The address viewSelectionOnWeb() opens.
     std::string webAddressOfSelection() const;
 
+    // The web server's own answer for the protected folders the outline has
+    // listed, asked again after every change of an access, users or groups
+    // file or of the server, and on Refresh.
+    void verifyAccess(void* sender);
+    void scheduleAccessCheck();
+    void showAccessChecks(const KLAccessVerifier::Result& result);
+    // The selected folder's check in words, or that the server does not answer.
+    std::string accessCheckText() const;
+
     // Addresses.
     void addAddress(void* sender);
     void removeAddress(void* sender);
@@ -252,6 +262,10 @@ protected:
     KLObservation swuObservation_;
     std::function<std::shared_ptr<KLApacheController>()> apacheFactory_;
     std::shared_ptr<KLTimer> reeditTimer_;
+    std::unique_ptr<KLAccessVerifier> verifier_;
+    std::shared_ptr<KLTimer> accessCheckTimer_;
+    std::vector<KLObservation> accessCheckObservations_;
+    std::string serverMessage_; // the server did not answer: said once
     std::function<void(bool)> unselectReplyHandler_;
     std::function<double()> clock_;
 };

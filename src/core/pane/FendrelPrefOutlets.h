@@ -33,6 +33,9 @@ struct FendrelPrefOutlets
     KLTextField* passwordWarningField = nullptr; // under the password fields
 
     KLListView* webDirOutline = nullptr;
+    // The web server's answer for the selected folder, in words; without it
+    // the pane does not ask the server.
+    KLTextField* accessCheckText = nullptr;
     KLPopUpButton* directoryMenu = nullptr;
     KLTabView* userAddressTabs = nullptr; // users, addresses and, when shown, "custom"
 

@@ -6,6 +6,7 @@
 #include "KLAssert.h"
 #include "KLButton.h"
 #include "KLChildProcess.h"
+#include "KLNotificationCenter.h"
 #include "KLWebCheckClient.h"
 #include "KLPaneContext.h"
 #include "KLStringExtensions.h"
@@ -99,7 +100,10 @@ void KLApacheController::apachectl(const std::string& command)
     webcheckWithArgs({"-operation", "ctl", "-data", command});
     setApacheState(command == "stop" ? 0 : 1);
     std::erase_if(rechecks_, [](const std::shared_ptr<KLTimer>& timer) { return !timer->isValid(); });
-    rechecks_.push_back(KLRunLoop::main().scheduleOnce(kRecheckDelay, [this] { checkApacheStatus(); }));
+    rechecks_.push_back(KLRunLoop::main().scheduleOnce(kRecheckDelay, [this] {
+        checkApacheStatus();
+        KLNotificationCenter::defaultCenter().post(kServerDidChange, this);
+    }));
 }
 
 void KLApacheController::toggleApache()

@@ -33,6 +33,9 @@ public:
     static constexpr const char* kApacheNotRunning = "apacheNotRunning";
     static constexpr const char* kConfigSuccess = "configSuccess";
     static constexpr const char* kConfigError = "configError";
+    // Posted (the controller as object) once the server has had time to act
+    // on a command: a start, stop, restart or a repair's graceful restart.
+    static constexpr const char* kServerDidChange = "KLApacheServerDidChange";
     // The identifier of the web server tab in the pane's tab view.
     static constexpr const char* kTabIdentifier = "apache";
 

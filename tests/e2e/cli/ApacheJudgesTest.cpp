@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <random>
@@ -230,4 +231,60 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
                 << entry.path();
     }
     EXPECT_EQ(apache.status("/private/", "last", "secret"), 200);
+}
+
+// verify asks the server itself: each folder's answer against its file's
+// promise, the error log's line for a file Apache cannot read, and a server
+// that does not answer said once.
+TEST_F(ApacheJudgesTest, VerifyReportsApachesOwnAnswer)
+{
+    const std::string site = "127.0.0.1:" + std::to_string(apache.port());
+    const std::string logs = apache.errorLogPath().substr(0, apache.errorLogPath().rfind('/'));
+    ctl({"settings", "set", "Apache Site Address", site});
+    ctl({"settings", "set", "Override Log Directory", "true"});
+    ctl({"settings", "set", "Apache Log Directory", logs});
+    for (const char* folder : {"private", "team", "outside"})
+        ctl({"protect", folder, "password"});
+    ctl({"protect", "lan", "all"});
+    ctl({"allow", "lan", "--address", "10.1.2.3"});
+    std::ofstream(root + "/team/.htaccess", std::ios::app) << "Frobnicate on\n";
+    apache.setExtraConfig("<Directory \"" + root + "/outside\">\n  AllowOverride None\n</Directory>\n");
+    apache.stop();
+    ASSERT_TRUE(apache.start()) << apache.error();
+
+    struct Row
+    {
+        const char* mode;
+        int status;
+        const char* verdict;
+        std::string reasonPart;
+    };
+    const std::map<std::string, Row> expected = {
+        {"private", {"password", 401, "enforced", "asks for a password"}},
+        {"lan", {"all", 403, "enforced", "keeps this machine's address out"}},
+        {"outside", {"password", 200, "not enforced", "(AllowOverride)"}},
+        {"team", {"password", 500, "not enforced", root + "/team/.htaccess: Invalid command 'Frobnicate'"}},
+    };
+    CliResult all = runCli({"--root", root, "--json", "verify"});
+    EXPECT_EQ(all.status, 6) << all.err;
+    EXPECT_EQ(all.err, "fendrelctl: 2 of 4 protected folders are not enforced as their access files say\n");
+    ASSERT_EQ(all.json().size(), expected.size()) << all.out;
+    for (const nlohmann::json& row : all.json()) {
+        const Row& want = expected.at(row["path"]);
+        EXPECT_EQ(row["mode"], want.mode);
+        EXPECT_EQ(row["status"], want.status) << row;
+        EXPECT_EQ(row["verdict"], want.verdict) << row;
+        EXPECT_NE(row["reason"].get<std::string>().find(want.reasonPart), std::string::npos) << row;
+    }
+
+    CliResult one = runCli({"--root", root, "verify", "private"});
+    EXPECT_EQ(one.status, 0) << one.err;
+    EXPECT_EQ(one.out, "enforced      private (401): Apache asks for a password here, as the access file says.\n");
+
+    apache.stop();
+    CliResult stopped = runCli({"--root", root, "verify"});
+    EXPECT_EQ(stopped.status, 6);
+    EXPECT_EQ(stopped.out, "");
+    EXPECT_EQ(stopped.err, "fendrelctl: Apache does not answer on " + site +
+                               ": the server is not running, so no folder's protection could be checked.\n");
 }
