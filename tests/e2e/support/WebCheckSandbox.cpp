@@ -2,7 +2,9 @@
 
 #include "KLAuthorization.h"
 
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,9 +13,8 @@
 #include <fstream>
 #include <grp.h>
 #include <sstream>
-#include <stdexcept>
-#include <csignal>
 #include <sched.h>
+#include <stdexcept>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>

@@ -105,7 +105,8 @@ public:
         bool callerToken = false;
     };
     // Runs the tool from a caller process: a child of this process with the
-    // caller's ids that starts the tool (through the wrapper, if any) and
+    // caller's ids (after shareWithCaller() when this process is root) that
+    // starts the tool (through the wrapper, if any) and
     // reaps it and anything handed to it; the status is that of the last
     // process to end. argv excludes argv[0] unless rawArgv, which passes argv
     // exactly (empty: argc 0).
