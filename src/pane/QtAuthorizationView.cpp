@@ -35,6 +35,7 @@ void QtAuthorizationView::deauthorize()
 {
     bool was = authorized_;
     authorized_ = false;
+    KLAuthorization(pkcheckPath_).releaseRights();
     show();
     if (was)
         tell();

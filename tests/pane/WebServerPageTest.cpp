@@ -87,8 +87,11 @@ TEST_F(WebServerPageTest, TheLockOpensTheControlsOnlyWithTheRights)
     EXPECT_TRUE(lock().isAuthorized());
     EXPECT_TRUE(page().toggleButton()->isEnabled());
     EXPECT_TRUE(page().webcheckButton()->isEnabled());
-    clickLock("/bin/true");
+    std::string pkcheck = scripts.write("pkcheck", "#!/bin/sh\necho \"$*\" >> \"$0.log\"\n");
+    ::chmod(pkcheck.c_str(), 0755);
+    clickLock(pkcheck.c_str());
     EXPECT_FALSE(lock().isAuthorized()) << "a click on the open lock closes it";
+    EXPECT_EQ(readFile(pkcheck + ".log"), "--revoke-temp\n") << "polkit's kept authorization goes with it";
     EXPECT_FALSE(page().toggleButton()->isEnabled());
     EXPECT_FALSE(page().webcheckButton()->isEnabled());
     if (::geteuid() == 0)

@@ -73,12 +73,16 @@ std::optional<std::string> KLBundle::pathForResource(const std::string& name, co
 
 std::optional<std::string> KLBundle::pathForAuxiliaryExecutable(const std::string& name) const
 {
+    std::string installed = std::string(FENDREL_LIBEXEC_DIR) + "/" + name;
+    // The helper runs as root: an installed program trusts no folder near
+    // itself and no environment, only the path it was built for.
+    std::string folder = runningProgramFolder();
+    if (!folder.starts_with(std::string(FENDREL_BUILD_TREE) + "/"))
+        return isFile(installed) ? std::optional(installed) : std::nullopt;
     if (const char* env = std::getenv("FENDREL_WEBCHECK"); env && *env && name == "WebCheck")
         return std::string(env);
-    std::string folder = runningProgramFolder();
     for (const std::string& candidate :
-         {folder + "/" + name, folder + "/../webcheck/" + name, folder + "/../src/webcheck/" + name,
-          folder + "/../libexec/fendrel/" + name, std::string(FENDREL_INSTALL_PREFIX) + "/libexec/fendrel/" + name}) {
+         {folder + "/" + name, folder + "/../webcheck/" + name, folder + "/../src/webcheck/" + name, installed}) {
         if (isFile(candidate))
             return candidate;
     }

@@ -23,8 +23,10 @@ public:
     std::string resourcePath() const;
     // The path of resource "<name>.<type>", or nothing when it does not exist.
     std::optional<std::string> pathForResource(const std::string& name, const std::string& type) const;
-    // WebCheck beside the running program, then in <prefix>/libexec/fendrel/;
-    // FENDREL_WEBCHECK overrides both.
+    // An installed program: only <libexec>/fendrel/<name> as configured at
+    // build time. A program of the build tree (decided by the build tree's
+    // path, compiled in): FENDREL_WEBCHECK for WebCheck, else the build's own
+    // beside it or in ../webcheck/ or ../src/webcheck/, else the installed one.
     std::optional<std::string> pathForAuxiliaryExecutable(const std::string& name) const;
 
 private:

@@ -67,7 +67,15 @@ bool KLAuthorization::obtainRights(bool allowUserInteraction)
     holdsRights_ = ::geteuid() == 0 ||
                    (checkRight(webcheckRight(), allowUserInteraction) &&
                     checkRight(apachectlRight(), allowUserInteraction));
+    if (!holdsRights_ && allowUserInteraction)
+        releaseRights();
     return holdsRights_;
+}
+
+void KLAuthorization::releaseRights()
+{
+    holdsRights_ = false;
+    runQuietly({pkcheckPath_, "--revoke-temp"});
 }
 
 bool KLAuthorization::checkRight(const std::string& right, bool allowUserInteraction) const

@@ -32,11 +32,14 @@ public:
 
     // Asks polkit for both rights for this process. With allowUserInteraction
     // polkit's agent may ask for an administrator password. True when both
-    // are held; anything else (refusal, no polkit daemon, no pkcheck) is false.
+    // are held; anything else (refusal, no polkit daemon, no pkcheck) is false,
+    // and a refusal after asking revokes what the agent granted on the way.
     bool obtainRights(bool allowUserInteraction);
     bool holdsRights() const { return holdsRights_; }
-    // The lock control was closed: forget the rights.
-    void releaseRights() { holdsRights_ = false; }
+    // The lock control was closed: forget the rights and revoke polkit's
+    // temporary authorization (pkcheck --revoke-temp), so that an unlock lasts
+    // only while the lock shows open.
+    void releaseRights();
 
     // This process's external form; none when /proc or the random source fails.
     static std::optional<ExternalForm> makeExternalForm();

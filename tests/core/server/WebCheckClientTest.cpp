@@ -196,7 +196,7 @@ TEST(WebCheckRightsTest, RightsComeFromPolkitForThisProcess)
         if (!granted.obtainRights(true) || !granted.holdsRights())
             ::_exit(11);
         granted.releaseRights();
-        if (granted.holdsRights() || refused.obtainRights(false) || refused.holdsRights())
+        if (granted.holdsRights() || refused.obtainRights(true) || refused.holdsRights())
             ::_exit(12);
         std::ofstream(folder + "/subject") << ::getpid() << "," << *KLAuthorization::processStartTime(::getpid())
                                              << "," << ::getuid();
@@ -211,7 +211,10 @@ TEST(WebCheckRightsTest, RightsComeFromPolkitForThisProcess)
     ASSERT_EQ(0, WEXITSTATUS(status));
     EXPECT_EQ("--action-id com.quillmoor.fendrel.webcheck --process " + subject + " --allow-user-interaction\n"
               "--action-id com.quillmoor.fendrel.apachectl --process " + subject + " --allow-user-interaction\n"
-              "--action-id com.quillmoor.fendrel.webcheck --process " + subject + "\n",
+              "--revoke-temp\n"
+              "--action-id com.quillmoor.fendrel.webcheck --process " + subject + " --allow-user-interaction\n"
+              "--revoke-temp\n",
               asked)
-        << "both rights asked with interaction; a refusal stops at the first";
+        << "both rights asked with interaction; a refusal stops at the first; releasing the rights or a refusal "
+           "revokes polkit's temporary authorization";
 }

@@ -79,3 +79,26 @@ TEST_F(ServerCommandTest, ControlNeedsTheAdministratorsRights)
     EXPECT_EQ(result.err, "fendrelctl: Not authorized to control the web server\n");
     EXPECT_EQ(runCli({"server", "frobnicate"}).status, 2);
 }
+
+TEST_F(ServerCommandTest, AnInstalledCopyRunsOnlyItsInstalledHelper)
+{
+    // The helper runs as root: a copy planted beside an installed fendrelctl
+    // or named in the environment must not be taken; from the build tree the
+    // environment still names it.
+    TempDir prefix;
+    std::string install = FENDREL_CMAKE_COMMAND " --install '" FENDREL_BINARY_DIR "' --prefix '" + prefix.path() +
+                          "' >/dev/null";
+    ASSERT_EQ(std::system(install.c_str()), 0);
+    prefix.write("src/webcheck/WebCheck", "#!/bin/sh\n");
+    ::setenv("FENDREL_WEBCHECK", prefix.file("bin/WebCheck").c_str(), 1);
+    std::string fromBuildTree = runCli({"--json", "server", "status"}).json()["helper"];
+    std::FILE* pipe = ::popen((prefix.file("bin/fendrelctl") + " --json server status").c_str(), "r");
+    std::string out;
+    for (int c; pipe && (c = std::fgetc(pipe)) != EOF;)
+        out += static_cast<char>(c);
+    ::unsetenv("FENDREL_WEBCHECK");
+    ASSERT_TRUE(pipe && ::pclose(pipe) == 0) << out;
+    EXPECT_EQ(fromBuildTree, prefix.file("bin/WebCheck"));
+    std::string helper = nlohmann::json::parse(out)["helper"];
+    EXPECT_TRUE(helper.empty() || helper == FENDREL_INSTALLED_HELPER) << helper;
+}

@@ -2,7 +2,9 @@
 
 #include "KLAuthorization.h"
 
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,7 +13,9 @@
 #include <fstream>
 #include <grp.h>
 #include <sstream>
+#include <sched.h>
 #include <stdexcept>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -47,6 +51,84 @@ std::string slurp(const std::string& path)
 
 std::string quoted(const std::string& path) { return "'" + path + "'"; }
 
+// Sandboxes hold a set-user-ID root program: the ones of this process go
+// also when it ends through exit() or a signal, and those of test processes
+// that died anyway go when the next one makes its first.
+constexpr const char* kSandboxPrefix = "/tmp/fendrel-webcheck-";
+char liveSandboxes[8][64];
+pid_t sandboxOwner;
+
+// Async-signal-safe: fork and execve only.
+void removeLiveSandboxes()
+{
+    if (::getpid() != sandboxOwner) // a child of the test's keeps its parent's
+        return;
+    for (char* folder : liveSandboxes) {
+        if (!folder[0])
+            continue;
+        pid_t pid = ::fork();
+        if (pid == 0) {
+            char rm[] = "rm", rf[] = "-rf", end[] = "--";
+            char* argv[] = {rm, rf, end, folder, nullptr};
+            char* env[] = {nullptr};
+            ::execve("/bin/rm", argv, env);
+            ::_exit(127);
+        }
+        if (pid > 0)
+            ::waitpid(pid, nullptr, 0);
+        folder[0] = '\0';
+    }
+}
+
+void removeAndDie(int signal)
+{
+    removeLiveSandboxes();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+void removeStaleSandboxes()
+{
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator("/tmp", ec)) {
+        std::string path = entry.path().string();
+        struct stat st{};
+        if (!path.starts_with(kSandboxPrefix) || ::lstat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) ||
+            st.st_uid != ::geteuid())
+            continue;
+        pid_t owner = std::atoi(path.c_str() + std::strlen(kSandboxPrefix));
+        if (owner > 0 && ::kill(owner, 0) != 0 && errno == ESRCH)
+            std::filesystem::remove_all(path, ec);
+    }
+}
+
+void registerSandbox(const std::string& folder)
+{
+    if (sandboxOwner != ::getpid()) {
+        // A forked child's first: the slots it inherited are its parent's.
+        std::memset(liveSandboxes, 0, sizeof liveSandboxes);
+        sandboxOwner = ::getpid();
+        removeStaleSandboxes();
+        std::atexit(removeLiveSandboxes);
+        for (int signal : {SIGINT, SIGTERM, SIGABRT, SIGSEGV})
+            std::signal(signal, removeAndDie);
+    }
+    for (char* slot : liveSandboxes) {
+        if (!slot[0] && folder.size() < sizeof liveSandboxes[0]) {
+            std::strcpy(slot, folder.c_str());
+            return;
+        }
+    }
+    throw std::runtime_error("too many sandboxes at once");
+}
+
+void unregisterSandbox(const std::string& folder)
+{
+    for (char* slot : liveSandboxes)
+        if (folder == slot)
+            slot[0] = '\0';
+}
+
 } // namespace
 
 void WebCheckSandbox::exitUnlessRoot()
@@ -66,10 +148,14 @@ std::string WebCheckSandbox::mainConfName() { return FENDREL_WEBCHECK_CONF_FILE;
 
 WebCheckSandbox::WebCheckSandbox()
 {
-    std::string base = "/tmp/fendrel-webcheck-XXXXXX";
+    // Named after this process, so that a later run knows whose it was.
+    std::string base = kSandboxPrefix + std::to_string(::getpid()) + "-XXXXXX";
     if (!::mkdtemp(base.data()))
         throw std::runtime_error("cannot create a sandbox folder");
-    path_ = base;
+    root_ = base;
+    registerSandbox(root_);
+    path_ = root_ + "/box";
+    std::filesystem::create_directory(path_);
     ::chmod(path_.c_str(), 0755);
     std::filesystem::copy_file(testBuild(), tool());
     ::chmod(tool().c_str(), 0755);
@@ -85,7 +171,20 @@ WebCheckSandbox::WebCheckSandbox()
 WebCheckSandbox::~WebCheckSandbox()
 {
     std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
+    std::filesystem::remove_all(root_, ec);
+    unregisterSandbox(root_);
+}
+
+void WebCheckSandbox::shareWithCaller() const
+{
+    // After unshare, so that the bind mount's source is in this namespace.
+    int box = -1;
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        (box = ::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) < 0 ||
+        ::mount("tmpfs", root_.c_str(), "tmpfs", 0, "mode=0755") != 0 || ::mkdir(path_.c_str(), 0755) != 0 ||
+        ::mount(("/proc/self/fd/" + std::to_string(box)).c_str(), path_.c_str(), nullptr, MS_BIND, nullptr) != 0)
+        ::_exit(119);
+    ::close(box);
 }
 
 void WebCheckSandbox::installSetUID() const
@@ -127,11 +226,18 @@ void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::stri
 
 void WebCheckSandbox::setPkcheckExit(int code) const
 {
-    // Logs who runs it and the tool's parent as pid,start-time.
+    // Logs who runs it and the tool's parent as pid,start-time; a subject
+    // that is not this test process or one of its descendants is refused.
     writeFile(path_ + "/pkcheck",
               "#!/bin/sh\nparent=$(cut -d' ' -f4 /proc/$PPID/stat)\n"
               "echo \"$* by $(id -u) for $parent,$(cut -d' ' -f22 /proc/$parent/stat)\" >> " +
-                  quoted(pkcheckLog()) + "\nexit " + std::to_string(code) + "\n",
+                  quoted(pkcheckLog()) +
+                  "\nwhile [ $# -gt 1 ] && [ \"$1\" != --process ]; do shift; done\n"
+                  "p=${2%%,*}\n"
+                  "while [ \"$p\" != " + std::to_string(::getpid()) + " ]; do\n"
+                  "  case $p in ''|0|1|*[!0-9]*) exit 1;; esac\n"
+                  "  p=$(sed 's/.*) //' /proc/$p/stat | cut -d' ' -f2)\n"
+                  "done\nexit " + std::to_string(code) + "\n",
               0755);
 }
 
@@ -198,6 +304,8 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
         // The caller process.
         if (options.inCaller)
             options.inCaller();
+        if (::geteuid() == 0)
+            shareWithCaller();
         gid_t gid = options.uid;
         if (::setgroups(0, nullptr) != 0 || ::setresgid(gid, gid, gid) != 0 ||
             ::setresuid(options.uid, options.uid, options.uid) != 0)

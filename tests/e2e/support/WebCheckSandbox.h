@@ -6,9 +6,13 @@
 #include <sys/types.h>
 #include <vector>
 
-// A private copy of the test build of WebCheck (WebCheck_test) in a fresh
-// folder below /tmp that every user may traverse. The test build finds its
-// collaborators beside itself, which this folder provides:
+// A private copy of the test build of WebCheck (WebCheck_test) in box/ of a
+// fresh folder /tmp/fendrel-webcheck-<pid of the test>-XXXXXX, mode 0700, so
+// that only the test's caller processes (shareWithCaller()) reach it. It is
+// removed with the object, on exit() and on SIGINT, SIGTERM, SIGABRT or
+// SIGSEGV; sandboxes of test processes that are gone (killed) are removed
+// when the next test makes its first. The test build finds its collaborators
+// beside itself, which box/ provides:
 //   WebCheck                 the copy (installSetUID() makes it root:root 04755)
 //   apachectl                control program: by default a bash stub that appends
 //                            its arguments, ids, umask, descriptors, blocked and
@@ -17,7 +21,9 @@
 //                            replaces it (e.g. to drive a private Apache)
 //   pkcheck                  polkit stub: appends its arguments, "by <its uid>"
 //                            and "for <the tool's parent pid>,<start time>" to
-//                            pkcheckLog() and exits with setPkcheckExit()'s code (0 at first)
+//                            pkcheckLog() and exits with setPkcheckExit()'s code
+//                            (0 at first) when the --process subject is this
+//                            test process or one of its descendants, else 1
 //   a2enmod                  stub that appends its arguments to a2enmodLog();
 //                            realA2enmod() runs Debian's on a copy of the
 //                            machine's mods-available and mods-enabled in conf/
@@ -46,6 +52,7 @@ public:
     WebCheckSandbox(const WebCheckSandbox&) = delete;
     WebCheckSandbox& operator=(const WebCheckSandbox&) = delete;
 
+    // box/, where the tool and everything beside it live.
     const std::string& path() const { return path_; }
     std::string tool() const { return path_ + "/WebCheck"; }
     std::string confDir() const { return path_ + "/conf"; }
@@ -71,6 +78,12 @@ public:
     void realPkcheck() const;
     void realA2enmod() const;
     void pretendSystemd() const;
+    // In a child process running as root, before it takes a caller's ids:
+    // a mount namespace of its own where the 0700 folder is a 0755 tmpfs
+    // holding box/, so the caller and what it starts reach the sandbox at
+    // the same paths and no other process does. Ends the process with 119
+    // when that fails.
+    void shareWithCaller() const;
     // Writes a file of the caller's (owned by uid, mode 0644) in callerDir().
     std::string callerFile(const std::string& name, const std::string& contents, uid_t uid = kNobody) const;
 
@@ -92,7 +105,8 @@ public:
         bool callerToken = false;
     };
     // Runs the tool from a caller process: a child of this process with the
-    // caller's ids that starts the tool (through the wrapper, if any) and
+    // caller's ids (after shareWithCaller() when this process is root) that
+    // starts the tool (through the wrapper, if any) and
     // reaps it and anything handed to it; the status is that of the last
     // process to end. argv excludes argv[0] unless rawArgv, which passes argv
     // exactly (empty: argc 0).
@@ -104,5 +118,6 @@ public:
     static std::uint64_t startTime(pid_t pid);
 
 private:
+    std::string root_;
     std::string path_;
 };

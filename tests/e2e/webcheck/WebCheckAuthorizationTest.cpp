@@ -2,8 +2,11 @@
 
 #include "KLWebCheckClient.h"
 
+#include <csignal>
 #include <fcntl.h>
+#include <functional>
 #include <regex>
+#include <sys/wait.h>
 #include <unistd.h>
 
 // polkit is asked about the calling process as the kernel sees it, only a
@@ -131,4 +134,45 @@ TEST_F(WebCheckAuthorizationTest, ClientInstallsAndDrivesTheTool)
     EXPECT_TRUE(client.isHelperSetUID()) << "installed directly, as this process is root";
     EXPECT_NE(std::string::npos, read(box->controlLog()).find("args: graceful\n"));
     EXPECT_EQ(kUsage, client.webcheckWithArgs({"-operation", "ctl", "-data", "configtest"}));
+}
+
+TEST_F(WebCheckAuthorizationTest, TheSandboxIsClosedToOthersAndGoesWithItsTest)
+{
+    auto inChild = [](const std::function<int()>& body) {
+        pid_t pid = ::fork();
+        if (pid == 0)
+            ::_exit(body());
+        int status = -1;
+        ::waitpid(pid, &status, 0);
+        return status;
+    };
+    int reached = inChild([&]() -> int {
+        if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0)
+            return 2;
+        return ::access(box->tool().c_str(), F_OK) == 0 || errno != EACCES ? 1 : 0;
+    });
+    EXPECT_EQ(0, reached) << "another process of nobody's reaches the set-user-ID copy";
+    std::string pkcheck = box->path() + "/pkcheck --action-id x --process ";
+    EXPECT_EQ(0, std::system((pkcheck + std::to_string(::getpid()) + ",1,0").c_str()));
+    EXPECT_NE(0, std::system((pkcheck + "1,1,0").c_str())) << "pkcheck says yes outside the test";
+
+    // One test process killed, the next ended by a signal: neither leaves its sandbox.
+    int paths[2];
+    ASSERT_EQ(0, ::pipe(paths));
+    for (int signal : {SIGKILL, SIGTERM}) {
+        inChild([&] {
+            WebCheckSandbox doomed;
+            std::string line = doomed.path() + "\n";
+            return ::write(paths[1], line.data(), line.size()) > 0 && ::raise(signal) == 0;
+        });
+    }
+    ::close(paths[1]);
+    std::string killed(4096, '\0');
+    killed.resize(std::max<ssize_t>(0, ::read(paths[0], killed.data(), killed.size())));
+    ::close(paths[0]);
+    std::istringstream lines(killed);
+    int count = 0;
+    for (std::string path; std::getline(lines, path); ++count)
+        EXPECT_FALSE(std::filesystem::exists(path)) << path;
+    EXPECT_EQ(2, count);
 }

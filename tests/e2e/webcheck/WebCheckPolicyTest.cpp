@@ -39,9 +39,13 @@ TEST(WebCheckPolicyTest, PolicyValidatesAgainstPolkitsDtd)
     EXPECT_EQ(0, xmllint(dtd, *policy));
 
     std::string text = readFile(*policy);
-    for (const char* right : {"com.quillmoor.fendrel.webcheck", "com.quillmoor.fendrel.apachectl"}) {
-        std::regex action(std::string("<action id=\"") + right +
-                          "\">[^]*?<allow_any>auth_admin_keep</allow_any>\\s*"
+    // Each message says in plain words what its right allows.
+    for (auto [right, allows] : {std::pair{"com.quillmoor.fendrel.webcheck", "repair the Apache web server configuration "
+                                                                              "so that folder access files take effect, "
+                                                                              "and to turn on the Apache modules they need"},
+                                 std::pair{"com.quillmoor.fendrel.apachectl", "start, stop and restart the Apache web server"}}) {
+        std::regex action(std::string("<action id=\"") + right + "\">[^]*?<message>[^<]*" + allows +
+                          "[^]*?<allow_any>auth_admin_keep</allow_any>\\s*"
                           "<allow_inactive>auth_admin_keep</allow_inactive>\\s*"
                           "<allow_active>auth_admin_keep</allow_active>");
         EXPECT_TRUE(std::regex_search(text, action)) << right;

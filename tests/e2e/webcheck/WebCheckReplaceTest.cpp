@@ -147,13 +147,14 @@ namespace {
 class NobodyHoldingLocks
 {
 public:
-    NobodyHoldingLocks(const std::vector<std::string>& paths)
+    NobodyHoldingLocks(const WebCheckSandbox& box, const std::vector<std::string>& paths)
     {
         int ready[2];
         if (::pipe2(ready, O_CLOEXEC) != 0)
             return;
         pid_ = ::fork();
         if (pid_ == 0) {
+            box.shareWithCaller();
             if (::setgroups(0, nullptr) != 0 || ::setresgid(65534, 65534, 65534) != 0 ||
                 ::setresuid(65534, 65534, 65534) != 0)
                 ::_exit(1);
@@ -196,7 +197,7 @@ TEST_F(WebCheckReplaceTest, AnotherUserCannotStallAReplacement)
 {
     // The first replacement makes the lock file.
     ASSERT_EQ(0, webcheck(kNobody, box->mainConf(), repairData(box->mainConf(), kNobody, "first")).status);
-    NobodyHoldingLocks holder({box->confDir(), box->mainConf(), box->lockFile()});
+    NobodyHoldingLocks holder(*box, {box->confDir(), box->mainConf(), box->lockFile()});
     ASSERT_EQ(2, holder.held()) << "nobody should lock the folder and the file, never the lock file";
 
     // Stalled, the run would end by the sandbox's time limit with SIGKILL.

@@ -71,6 +71,7 @@ protected:
         if (pid == 0) {
             if (::unshare(CLONE_NEWNS) != 0 || std::system(setup.c_str()) != 0)
                 ::_exit(120);
+            box->shareWithCaller();
             if (::setgroups(0, nullptr) != 0 || ::setresgid(kNobody, kNobody, kNobody) != 0 ||
                 ::setresuid(kNobody, kNobody, kNobody) != 0)
                 ::_exit(120);
