@@ -48,6 +48,9 @@ public:
     bool writeUserfile();
     // Whether the users file was there but could not be read or decoded.
     bool couldNotReadFile() const { return unreadableFile_; }
+    // Whether another program changed, made, removed or spoilt the file
+    // since it was last read or written here.
+    bool fileChangedOnDisk() const;
     static std::string encryptPassword(const std::string& password);
     // Whether DES crypt will ignore part of this password (the hash is made
     // all the same; the pane may warn).
@@ -89,9 +92,11 @@ private:
 
     // Carries another program's edits of the file since it was last read or
     // written here into the list before it is written.
-    void mergeChangesOnDisk(const std::string& path);
+    // False, reported, when the file on disk cannot be read.
+    bool mergeChangesOnDisk(const std::string& path);
 
     bool unreadableFile_ = false;
+    std::string readError_;
     std::string diskText_;  // the file as last read or written here
     KLFileStamp diskStamp_;
     mutable std::optional<KLNameIndex> exactNames_;

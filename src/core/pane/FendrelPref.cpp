@@ -1,6 +1,7 @@
 #include "FendrelPref.h"
 
 #include "KLBundle.h"
+#include "KLFileWatcher.h"
 #include "KLFSItem.h"
 #include "KLLayout.h"
 #include "KLLog.h"
@@ -47,6 +48,7 @@ FendrelPref::~FendrelPref()
     // A pending re-edit must not reach a controller that is gone.
     if (reeditTimer_)
         reeditTimer_->cancel();
+    stopWatchingFiles();
     if (g_sharedInstance == this)
         setSharedInstance(nullptr);
 }
