@@ -3,7 +3,11 @@
 #include "KLPlainRunLoop.h"
 #include "PaneFixture.h"
 
+#include <atomic>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 
 namespace {
 
@@ -70,6 +74,22 @@ TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection)
     pref->endNewUser(nullptr);
     EXPECT_EQ(alerts.shown.size(), 1u);
     EXPECT_FALSE(std::filesystem::exists(root.path()));
+}
+
+// A script's fendrelctl run holds the root's lock while it changes files;
+// the pane's writes wait for it.
+TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot)
+{
+    wake();
+    int other = ::open(root.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    std::atomic<bool> written = false;
+    std::thread writer([&] { written = pref->users()->writeUserfile(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(written);
+    ::close(other);
+    writer.join();
+    EXPECT_TRUE(written);
 }
 
 // Files no users, groups or access file can be are never written over; the
