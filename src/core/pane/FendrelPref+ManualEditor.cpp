@@ -21,6 +21,8 @@ constexpr int kSave = 1;
 constexpr int kDontSave = 0;
 constexpr int kCancel = -1;
 constexpr int kErrorReturn = -2;
+constexpr int kReplace = 1;
+constexpr int kReload = 0;
 } // namespace
 
 void FendrelPref::showCustomEditor(void*)
@@ -64,8 +66,10 @@ void FendrelPref::saveCustomEditAsking(std::function<void(bool saved)> done)
         return finish(true);
     // Another program changed the file since the editor was filled: never
     // written over without asking.
-    if (!accessFileChangedUnderEdit_ && !fsItem_->accessFileChangedOnDisk())
-        return writeCustomEdit(), finish(true);
+    if (!accessFileChangedUnderEdit_ && !fsItem_->accessFileChangedOnDisk()) {
+        writeCustomEdit();
+        return finish(true);
+    }
     if (!o_.alerts)
         return finish(false);
     KLAlert alert;
@@ -76,15 +80,15 @@ void FendrelPref::saveCustomEditAsking(std::function<void(bool saved)> done)
     alert.otherButton = "Cancel";
     KLFSItem* item = fsItem_;
     o_.alerts->beginAlertSheet(alert, [this, item, finish](int returnCode) {
-        if (item != fsItem_ || (returnCode != kSave && returnCode != kDontSave))
+        if (item != fsItem_ || (returnCode != kReplace && returnCode != kReload))
             return finish(false);
         accessFileChangedUnderEdit_ = false;
         bool edited = manuallyEdited_;
-        if (returnCode == kDontSave)
+        if (returnCode == kReload)
             manuallyEdited_ = false;
         // Read as it is now: the editor's text replaces that, or shows it.
         item->reloadIfChangedOnDisk();
-        if (returnCode == kSave) {
+        if (returnCode == kReplace) {
             manuallyEdited_ = edited;
             writeCustomEdit();
         } else {
