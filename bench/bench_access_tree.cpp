@@ -87,6 +87,7 @@ public:
     void webOutlineClick(void*) override {}
     void presentManualEditingErrorWithInvocation(KLInvocation) override {}
     void displayError(int) override {}
+    void fileNotWritten(const std::string&, const std::string&) override {}
 };
 
 // The folder tree, made once and removed at exit.

@@ -144,8 +144,12 @@ void KLFolderCommands::printWrittenFolder(KLCliSession& session, KLCliController
                                           const std::string& folder)
 {
     KLFSItem& item = controller.selectFolder(folder);
-    if (!controller.accessFileHolds(item))
-        throw KLCliError(KLExitStatus::Failure, withText(kNotWritten, controller.displayPathOf(item)));
+    if (!controller.accessFileHolds(item)) {
+        // The controller's alert says why, when it knows.
+        std::vector<std::string> told = controller.views().alerts.failures();
+        throw KLCliError(KLExitStatus::Failure,
+                         told.empty() ? withText(kNotWritten, controller.displayPathOf(item)) : told.front());
+    }
     printFolder(session, controller, folder);
 }
 

@@ -30,6 +30,8 @@
 #include <QTabWidget>
 #include <QTest>
 
+#include <fstream>
+
 namespace {
 
 std::string read(const std::string& path)
@@ -437,4 +439,17 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
         return outline.indexAtRow(folderRow(DemoTree::kPublic), 3).data(Qt::ToolTipRole).toString().contains(
             "does not serve this folder at /public/");
     }));
+}
+
+// Another program adds a user while the pane is shown: the table shows it
+// soon, through the Qt run loop, and the selected user stays selected.
+TEST_F(PaneFixture, AUserAddedByAnotherProgramShowsAndTheSelectionStays)
+{
+    KLTableView& users = *pane().userTable();
+    users.selectRow(2, false);
+    ASSERT_EQ(users.tableModel()->index(2, 1).data().toString(), "bob");
+    std::string text = read(file(".htusers"));
+    std::ofstream(file(".htusers")) << "zoe:abJnggxhB/yWI\n" << text;
+    EXPECT_TRUE(PaneTestApp::waitFor([&] { return users.tableModel()->index(3, 1).data().toString() == "bob"; }, 10000));
+    EXPECT_EQ(users.selectedRow(), 3);
 }

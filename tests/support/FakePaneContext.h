@@ -43,6 +43,10 @@ public:
         heldBack.push_back(std::move(invocation));
     }
     void displayError(int code) override { errors.push_back(code); }
+    void fileNotWritten(const std::string& path, const std::string& reason) override
+    {
+        notWritten.push_back(path + ": " + reason);
+    }
 
     // Answers.
     std::string root; // fendrelLocation(4); users and groups files inside it
@@ -62,4 +66,5 @@ public:
     std::vector<void*> outlineClicks;
     std::vector<KLInvocation> heldBack;
     std::vector<int> errors;
+    std::vector<std::string> notWritten; // "path: reason"
 };

@@ -8,6 +8,7 @@
 #include "KLBundle.h"
 #include "KLCollectionExtensions.h"
 #include "KLLog.h"
+#include "KLNotificationCenter.h"
 #include "KLPaneContext.h"
 #include "KLRootLock.h"
 #include "KLTextFile.h"
@@ -177,16 +178,40 @@ void KLFSItem::writeAccessFile()
     // Replaced atomically, so the web server never sees the folder without
     // its file; a failed write keeps the old file and this item's state.
     KLRootLock lock(root().fullPath());
-    mergeChangesOnDisk();
+    if (!mergeChangesOnDisk())
+        return;
     KLAtomicFile::Options options;
     options.defaultMode = 0666;
     if (!KLAtomicFile::write(accessPath_, accessFileText(), options)) {
         KLLog(kWriteFailed + accessPath_ + ": " + KLAtomicFile::lastError());
+        KLPaneContext::reportFileNotWritten(accessPath_, KLAtomicFile::lastReason());
         return;
     }
     KLFileStamp stamp = KLFileStamp::of(accessPath_);
     setStringValue(KLTextFile::read(accessPath_).value_or(""));
     noteDiskText(true, stamp);
+}
+
+bool KLFSItem::reloadIfChangedOnDisk()
+{
+    if (!accessFileChangedOnDisk())
+        return false;
+    KLFileStamp stamp = KLFileStamp::of(accessPath_);
+    if (!accessFileExists(accessPath_)) {
+        // As an item made for a folder without a file.
+        accessText_.clear();
+        parseAccessString();
+        authStatus_ = 0;
+        auth_[kAllowOrDeny] = true;
+        noteDiskText(false, stamp);
+        KLNotificationCenter::defaultCenter().post(kAccessFileDidChange, this);
+        return true;
+    }
+    std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
+    unusableFile_ = !text;
+    setStringValue(text.value_or(""));
+    noteDiskText(true, stamp);
+    return true;
 }
 
 void KLFSItem::noteDiskText(bool exists, const KLFileStamp& stamp)
@@ -202,18 +227,24 @@ bool KLFSItem::accessFileChangedOnDisk() const
         return false;
     if (!accessFileExists(accessPath_))
         return diskHadFile_;
-    std::optional<std::string> text = KLTextFile::read(accessPath_);
-    return text && (!diskHadFile_ || *text != diskText_);
+    std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
+    if (!text || unusableFile_)
+        return !text != unusableFile_;
+    return !diskHadFile_ || *text != diskText_;
 }
 
-void KLFSItem::mergeChangesOnDisk()
+bool KLFSItem::mergeChangesOnDisk()
 {
     // A file that went away is written again from the state as it stands.
-    if (!accessFileExists(accessPath_) || !accessFileChangedOnDisk())
-        return;
-    std::optional<std::string> text = KLTextFile::read(accessPath_);
-    if (!text)
-        return;
+    if (!accessFileExists(accessPath_) || (!unusableFile_ && !diskStamp_.mayHaveChanged(accessPath_)))
+        return true;
+    std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
+    if (!text) {
+        KLPaneContext::reportFileNotWritten(accessPath_, KLTextFile::lastError());
+        return false;
+    }
+    if (diskHadFile_ && !unusableFile_ && *text == diskText_)
+        return true;
     KLLog("Fendrel: the access file " + accessPath_ + " was changed by another program; its changes are kept");
     KLAccessState ours = accessState();
     // Without a file the folder was unprotected, in allow-list mode.
@@ -227,6 +258,8 @@ void KLFSItem::mergeChangesOnDisk()
     accessText_ = *text;
     parseAccessString();
     setAccessState(KLAccessMerge::merged(base, ours, accessState()));
+    unusableFile_ = false;
+    return true;
 }
 
 KLAccessState KLFSItem::accessState() const
@@ -286,6 +319,7 @@ void KLFSItem::deleteAccessFile()
     auth_.clear();
     accessText_.clear();
     ::unlink(accessPath_.c_str());
+    unusableFile_ = false;
     noteDiskText(false, KLFileStamp::of(accessPath_));
     setAuthStatus(0, true);
 }

@@ -98,7 +98,10 @@ void KLFSItem::load()
     setAllow(true);
     if (accessFileExists(accessPath_)) {
         KLFileStamp stamp = KLFileStamp::of(accessPath_);
-        setStringValue(KLTextFile::read(accessPath_).value_or(""));
+        // A file that cannot be used shows as none, and is never written over.
+        std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
+        unusableFile_ = !text;
+        setStringValue(text.value_or(""));
         noteDiskText(true, stamp);
     }
     KLLog(kCreatedFormat + relativePath_);

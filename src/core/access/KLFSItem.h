@@ -114,6 +114,9 @@ public:
     // Whether another program changed, made or removed the access file
     // since this item last read or wrote it.
     bool accessFileChangedOnDisk() const;
+    // Reads the access file again if accessFileChangedOnDisk(); a file that
+    // went away leaves the item as one made without it. Whether it did.
+    bool reloadIfChangedOnDisk();
 
     // --- Tree ------------------------------------------------------------
     // Loads the sub-folders on first use. Empty for a leaf.
@@ -139,7 +142,8 @@ private:
     // Remembers the file as read or written here, for accessFileChangedOnDisk().
     void noteDiskText(bool exists, const KLFileStamp& stamp);
     // Puts the change made here on top of another program's edit of the file.
-    void mergeChangesOnDisk();
+    // False, reported, when the file cannot be read and so not be merged.
+    bool mergeChangesOnDisk();
     KLAccessState accessState() const;
     void setAccessState(KLAccessState state);
     const KLFSItem& root() const;
@@ -162,6 +166,7 @@ private:
     std::string accessText_;
     std::string diskText_; // the file as last read or written here
     bool diskHadFile_ = false;
+    bool unusableFile_ = false; // there, but too large, no text or unreadable
     KLFileStamp diskStamp_;
     std::int32_t authStatus_ = 0;
     bool isDisabled_ = true;

@@ -69,10 +69,11 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
     diskStamp_ = KLFileStamp::of(*path);
     if (!fileExists(*path))
         return emptyRoot();
-    std::optional<std::string> text = KLTextFile::read(*path);
+    std::optional<std::string> text = KLTextFile::readEditable(*path);
     if (!text) {
         unreadableFile_ = true;
-        KLLog("Fendrel: cannot read the groups file " + *path + "; it will not be overwritten");
+        readError_ = KLTextFile::lastError();
+        KLLog("Fendrel: cannot read the groups file " + *path + " (" + readError_ + "); it will not be overwritten");
         return emptyRoot();
     }
     KLNameSet known(users);
@@ -147,15 +148,16 @@ bool KLGroupsDataSource::writeGroupfile()
     if (!path)
         return false;
     if (unreadableFile_) {
-        KLLog("Fendrel: the groups file " + *path + " could not be read and is left as it is");
+        KLPaneContext::reportFileNotWritten(*path, readError_);
         return false;
     }
     if (membersIncomplete_) {
-        KLLog("Fendrel: the groups file " + *path + " is left as it is: the users file could not be read");
+        KLPaneContext::reportFileNotWritten(*path, "the users file could not be read");
         return false;
     }
     KLRootLock lock(stringByDeletingLastPathComponent(*path));
-    mergeChangesOnDisk(*path);
+    if (!mergeChangesOnDisk(*path))
+        return false;
     std::string text = groupfileText(*root_);
     if (!isASCII(text)) {
         KLLog("Fendrel: the groups file " + *path + " is not written: a group or member name is not ASCII");
@@ -163,6 +165,7 @@ bool KLGroupsDataSource::writeGroupfile()
     }
     if (!KLAtomicFile::write(*path, text)) {
         KLLog("Fendrel: cannot write the groups file " + *path + ": " + KLAtomicFile::lastError());
+        KLPaneContext::reportFileNotWritten(*path, KLAtomicFile::lastReason());
         return false;
     }
     diskText_ = std::move(text);
@@ -171,14 +174,18 @@ bool KLGroupsDataSource::writeGroupfile()
     return true;
 }
 
-void KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
+bool KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
 {
-    if (!diskStamp_.mayHaveChanged(path))
-        return;
     // A file that went away is written again from the groups as they stand.
-    std::optional<std::string> text = fileExists(path) ? KLTextFile::read(path) : std::nullopt;
-    if (!text || *text == diskText_)
-        return;
+    if (!diskStamp_.mayHaveChanged(path) || !fileExists(path))
+        return true;
+    std::optional<std::string> text = KLTextFile::readEditable(path);
+    if (!text) {
+        KLPaneContext::reportFileNotWritten(path, KLTextFile::lastError());
+        return false;
+    }
+    if (*text == diskText_)
+        return true;
     KLLog("Fendrel: the groups file " + path + " was changed by another program; its changes are kept");
     KLPaneContext* pane = KLPaneContext::shared();
     auto isUser = [pane](const std::string& name) { return !pane || pane->hasUser(name); };
@@ -189,6 +196,18 @@ void KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
     for (const auto& group : *root_->children())
         group->setParent(root_.get());
     forgetNames();
+    return true;
+}
+
+bool KLGroupsDataSource::fileChangedOnDisk() const
+{
+    std::optional<std::string> path = groupsFilePath();
+    if (!path || !diskStamp_.mayHaveChanged(*path))
+        return false;
+    if (!fileExists(*path))
+        return diskStamp_.exists();
+    std::optional<std::string> text = KLTextFile::readEditable(*path);
+    return text ? unreadableFile_ || *text != diskText_ : !unreadableFile_;
 }
 
 const KLNameIndex& KLGroupsDataSource::names(KLNameIndex::Matching matching) const

@@ -51,6 +51,9 @@ public:
     // The groups were read against users that could not be read, so their
     // members are incomplete: the file is left as it is from now on.
     void setMembersIncomplete() { membersIncomplete_ = true; }
+    // Whether another program changed, made, removed or spoilt the file
+    // since it was last read or written here.
+    bool fileChangedOnDisk() const;
     // A group named so in any letter case, other than the group whose name
     // is being edited in the outline.
     bool containsItem(const std::string& name) const;
@@ -109,9 +112,11 @@ private:
     std::function<void()> action_;
     // Carries another program's edits of the file since it was last read or
     // written here into the groups before they are written.
-    void mergeChangesOnDisk(const std::string& path);
+    // False, reported, when the file on disk cannot be read.
+    bool mergeChangesOnDisk(const std::string& path);
 
     bool unreadableFile_ = false;
+    std::string readError_;
     std::string diskText_; // the file as last read or written here
     KLFileStamp diskStamp_;
     bool membersIncomplete_ = false;

@@ -57,10 +57,11 @@ KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
         }
         return {};
     }
-    std::optional<std::string> text = KLTextFile::read(*path);
+    std::optional<std::string> text = KLTextFile::readEditable(*path);
     if (!text) {
         unreadableFile_ = true;
-        KLLog("Fendrel: cannot read the users file " + *path + "; it will not be overwritten");
+        readError_ = KLTextFile::lastError();
+        KLLog("Fendrel: cannot read the users file " + *path + " (" + readError_ + "); it will not be overwritten");
         return {};
     }
     KLPlist::Array users = parseUsers(*text);
@@ -123,11 +124,12 @@ bool KLUsersDataSource::writeUserfile()
     if (!path)
         return false;
     if (unreadableFile_) {
-        KLLog("Fendrel: the users file " + *path + " could not be read and is left as it is");
+        KLPaneContext::reportFileNotWritten(*path, readError_);
         return false;
     }
     KLRootLock lock(stringByDeletingLastPathComponent(*path));
-    mergeChangesOnDisk(*path);
+    if (!mergeChangesOnDisk(*path))
+        return false;
     std::string text = userfileText(dataArray());
     if (!isASCII(text)) {
         KLLog("Fendrel: the users file " + *path + " is not written: a name or password hash is not ASCII");
@@ -135,6 +137,7 @@ bool KLUsersDataSource::writeUserfile()
     }
     if (!KLAtomicFile::write(*path, text)) {
         KLLog("Fendrel: cannot write the users file " + *path + ": " + KLAtomicFile::lastError());
+        KLPaneContext::reportFileNotWritten(*path, KLAtomicFile::lastReason());
         return false;
     }
     diskText_ = std::move(text);
@@ -143,17 +146,33 @@ bool KLUsersDataSource::writeUserfile()
     return true;
 }
 
-void KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
+bool KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
 {
-    if (!diskStamp_.mayHaveChanged(path))
-        return;
     // A file that went away is written again from the list as it stands.
-    std::optional<std::string> text = fileExists(path) ? KLTextFile::read(path) : std::nullopt;
-    if (!text || *text == diskText_)
-        return;
+    if (!diskStamp_.mayHaveChanged(path) || !fileExists(path))
+        return true;
+    std::optional<std::string> text = KLTextFile::readEditable(path);
+    if (!text) {
+        KLPaneContext::reportFileNotWritten(path, KLTextFile::lastError());
+        return false;
+    }
+    if (*text == diskText_)
+        return true;
     KLLog("Fendrel: the users file " + path + " was changed by another program; its changes are kept");
     dataArray() = KLUsersMerge::merged(parseUsers(diskText_), dataArray(), parseUsers(*text));
     forgetNames();
+    return true;
+}
+
+bool KLUsersDataSource::fileChangedOnDisk() const
+{
+    std::optional<std::string> path = usersFilePath();
+    if (!path || !diskStamp_.mayHaveChanged(*path))
+        return false;
+    if (!fileExists(*path))
+        return diskStamp_.exists();
+    std::optional<std::string> text = KLTextFile::readEditable(*path);
+    return text ? unreadableFile_ || *text != diskText_ : !unreadableFile_;
 }
 
 bool KLUsersDataSource::passwordIsTruncated(const std::string& password)

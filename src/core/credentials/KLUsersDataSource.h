@@ -60,6 +60,9 @@ public:
     }
     // How encryptPassword() makes hashes (libcrypt unless replaced).
     void setPasswordHash(const KLPasswordHash& passwordHash) { passwordHash_ = passwordHash; }
+    // Whether another program changed, made, removed or spoilt the file
+    // since it was last read or written here.
+    bool fileChangedOnDisk() const;
     // Whether DES crypt will ignore part of this password (the hash is made
     // all the same; the pane may warn).
     static bool passwordIsTruncated(const std::string& password);
@@ -100,10 +103,12 @@ private:
 
     // Carries another program's edits of the file since it was last read or
     // written here into the list before it is written.
-    void mergeChangesOnDisk(const std::string& path);
+    // False, reported, when the file on disk cannot be read.
+    bool mergeChangesOnDisk(const std::string& path);
 
     KLPasswordHash passwordHash_;
     bool unreadableFile_ = false;
+    std::string readError_;
     std::string diskText_;  // the file as last read or written here
     KLFileStamp diskStamp_;
     mutable std::optional<KLNameIndex> exactNames_;

@@ -14,9 +14,11 @@
 namespace {
 
 thread_local std::string g_lastError;
+thread_local int g_lastErrno = 0;
 
 bool fail(const std::string& what)
 {
+    g_lastErrno = errno;
     g_lastError = what + ": " + std::strerror(errno);
     return false;
 }
@@ -60,6 +62,11 @@ void removeLeftovers(const std::string& path)
 const std::string& KLAtomicFile::lastError()
 {
     return g_lastError;
+}
+
+std::string KLAtomicFile::lastReason()
+{
+    return std::strerror(g_lastErrno);
 }
 
 bool KLAtomicFile::write(const std::string& path, std::string_view bytes)

@@ -26,4 +26,6 @@ public:
 
     // The reason of the last failure on this thread, for log lines.
     static const std::string& lastError();
+    // Only the system's words for it ("No space left on device"), for people.
+    static std::string lastReason();
 };

@@ -12,9 +12,27 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <memory>
+#include <sys/stat.h>
 
 namespace {
+
+thread_local std::string g_lastError;
+
+std::nullopt_t refuse(std::string why)
+{
+    g_lastError = std::move(why);
+    return std::nullopt;
+}
+
+bool isText(std::string_view text)
+{
+    for (unsigned char c : text)
+        if ((c < 0x20 && c != '\t' && c != '\n' && c != '\v' && c != '\f' && c != '\r' && c != 0x1b) || c == 0x7f)
+            return false;
+    return true;
+}
 
 // ICU's reader refuses what a loose check lets through: overlong forms,
 // surrogates and code points past U+10FFFF. Text holding them is no UTF-8
@@ -113,6 +131,33 @@ std::optional<std::string> KLTextFile::decode(std::string_view bytes)
         return convert(bytes, name);
     }
     return std::nullopt;
+}
+
+std::optional<std::string> KLTextFile::readEditable(const std::string& path)
+{
+    struct stat info{};
+    if (::stat(path.c_str(), &info) != 0)
+        return refuse(std::strerror(errno));
+    // A pipe or device would hold the reader, or never end.
+    if (!S_ISREG(info.st_mode))
+        return refuse(S_ISDIR(info.st_mode) ? "it is a folder" : "it is not a regular file");
+    if (static_cast<std::uint64_t>(info.st_size) > kLargestEditable)
+        return refuse("it is larger than 64 MiB");
+    std::optional<std::string> bytes = readBytes(path);
+    if (!bytes)
+        return refuse(std::strerror(errno));
+    // A file that grew past the limit while it was read.
+    if (bytes->size() > kLargestEditable)
+        return refuse("it is larger than 64 MiB");
+    std::optional<std::string> text = decode(*bytes);
+    if (!text || !isText(*text))
+        return refuse("it is not a text file");
+    return text;
+}
+
+const std::string& KLTextFile::lastError()
+{
+    return g_lastError;
 }
 
 bool KLTextFile::write(const std::string& path, std::string_view text)

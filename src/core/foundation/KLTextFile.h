@@ -17,6 +17,15 @@ public:
     static std::optional<std::string> read(const std::string& path);
     static std::optional<std::string> decode(std::string_view bytes);
 
+    // Reads a file that people and other programs edit beside Fendrel (the
+    // users, groups and access files) as read() does, refusing what no such
+    // file can be: more than kLargestEditable bytes, or no text (control
+    // characters other than tab, line and page ends, escape). Nothing when
+    // it cannot be used; lastError() then says why, for a message.
+    static constexpr std::size_t kLargestEditable = std::size_t{64} << 20;
+    static std::optional<std::string> readEditable(const std::string& path);
+    static const std::string& lastError();
+
     // Writes UTF-8 text atomically (KLAtomicFile).
     static bool write(const std::string& path, std::string_view text);
 };

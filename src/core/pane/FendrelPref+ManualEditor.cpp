@@ -5,18 +5,24 @@
 #include "KLFSItem.h"
 #include "KLListView.h"
 #include "KLLog.h"
+#include "KLStringExtensions.h"
 #include "KLTextView.h"
 
 namespace {
 constexpr const char* kSaveQuestionTitle = "Do you want to save manual editor changes?";
 constexpr const char* kSaveQuestionMessage =
     "If you do not save your manual editor changes, they will be lost when performing this action";
+constexpr const char* kChangedOnDiskTitle = "The access file was changed by another program";
+constexpr const char* kChangedOnDiskFormat =
+    "%s changed on disk while you edited it. Replace it with your text, or reload it and drop your edit?";
 constexpr const char* kSheetEndError = "An error occurred in 'manualEditorSheetDidEnd:returnCode:contextInfo:'";
 
 constexpr int kSave = 1;
 constexpr int kDontSave = 0;
 constexpr int kCancel = -1;
 constexpr int kErrorReturn = -2;
+constexpr int kReplace = 1;
+constexpr int kReload = 0;
 } // namespace
 
 void FendrelPref::showCustomEditor(void*)
@@ -27,6 +33,7 @@ void FendrelPref::showCustomEditor(void*)
         std::string text = fsItem_ ? fsItem_->stringValue() : std::string();
         o_.customViewText->setString(text);
         o_.customViewText->setSelectedRange(0, 0);
+        accessFileChangedUnderEdit_ = false;
     }
     manuallyEdited_ = false;
     if (o_.customSaveButton)
@@ -46,8 +53,54 @@ void FendrelPref::textDidChange()
 
 void FendrelPref::saveCustomEdit(void*)
 {
+    saveCustomEditAsking(nullptr);
+}
+
+void FendrelPref::saveCustomEditAsking(std::function<void(bool saved)> done)
+{
+    auto finish = [done](bool saved) {
+        if (done)
+            done(saved);
+    };
     if (!fsItem_ || !o_.customViewText)
-        return;
+        return finish(true);
+    // Another program changed the file since the editor was filled: never
+    // written over without asking.
+    if (!accessFileChangedUnderEdit_ && !fsItem_->accessFileChangedOnDisk()) {
+        writeCustomEdit();
+        return finish(true);
+    }
+    if (!o_.alerts)
+        return finish(false);
+    KLAlert alert;
+    alert.title = kChangedOnDiskTitle;
+    alert.message = stringWithFormat(kChangedOnDiskFormat, fsItem_->accessPath().c_str());
+    alert.defaultButton = "Replace";
+    alert.alternateButton = "Reload";
+    alert.otherButton = "Cancel";
+    KLFSItem* item = fsItem_;
+    o_.alerts->beginAlertSheet(alert, [this, item, finish](int returnCode) {
+        if (item != fsItem_ || (returnCode != kReplace && returnCode != kReload))
+            return finish(false);
+        accessFileChangedUnderEdit_ = false;
+        bool edited = manuallyEdited_;
+        if (returnCode == kReload)
+            manuallyEdited_ = false;
+        // Read as it is now: the editor's text replaces that, or shows it.
+        item->reloadIfChangedOnDisk();
+        if (returnCode == kReplace) {
+            manuallyEdited_ = edited;
+            writeCustomEdit();
+        } else {
+            showCustomEditor(nullptr);
+            webOutlineClick(nullptr);
+        }
+        finish(true);
+    });
+}
+
+void FendrelPref::writeCustomEdit()
+{
     // The item's change notice refills the editor while the edit flag is
     // still set, which keeps the text and clears the flag.
     fsItem_->setStringValue(o_.customViewText->string());
@@ -83,9 +136,15 @@ void FendrelPref::manualEditorSheetDidEnd(void*, int returnCode, KLInvocation in
 {
     switch (returnCode) {
     case kSave:
-        saveCustomEdit(nullptr);
-        manuallyEdited_ = false;
-        invocation.invoke();
+        saveCustomEditAsking([this, invocation](bool saved) mutable {
+            if (saved) {
+                manuallyEdited_ = false;
+                invocation.invoke();
+            } else if (invocation.selector() == kReplyToShouldUnselect) {
+                invocation.setArgument(false);
+                invocation.invoke();
+            }
+        });
         break;
     case kDontSave:
         manuallyEdited_ = false;

@@ -191,16 +191,19 @@ void FendrelPref::didSelect()
     if (apache_)
         apache_->enable();
     showCustomEditor(nullptr);
+    startWatchingFiles();
 }
 
 void FendrelPref::didUnselect()
 {
     if (o_.helpWindow)
         o_.helpWindow->orderOut();
-    if (users_ && !users_->writeUserfile())
-        displayError(kUsersFileNotWritten);
-    if (groups_ && !groups_->writeGroupfile())
-        displayError(kGroupsFileNotWritten);
+    stopWatchingFiles();
+    // A file that is not written is told by its source.
+    if (users_)
+        users_->writeUserfile();
+    if (groups_)
+        groups_->writeGroupfile();
     if (apache_)
         apache_->disable();
 }

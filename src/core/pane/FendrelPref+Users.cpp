@@ -176,9 +176,9 @@ void FendrelPref::endNewUser(void*)
     }
     if (o_.userTable)
         o_.userTable->reloadData();
-    // The list keeps the change and is written again when the pane is left.
-    if (!users_->writeUserfile())
-        displayError(kUsersFileNotWritten);
+    // The list keeps the change and is written again when the pane is left;
+    // a failed write is told by the source.
+    users_->writeUserfile();
     closeNewUser(nullptr);
     setText(o_.errorField, "");
 }

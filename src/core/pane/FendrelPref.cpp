@@ -2,6 +2,7 @@
 
 #include "KLApacheController.h"
 #include "KLBundle.h"
+#include "KLFileWatcher.h"
 #include "KLFSItem.h"
 #include "KLGroupsDataSource.h"
 #include "KLLayout.h"
@@ -52,6 +53,7 @@ FendrelPref::~FendrelPref()
         reeditTimer_->cancel();
     if (accessCheckTimer_)
         accessCheckTimer_->cancel();
+    stopWatchingFiles();
     if (g_sharedInstance == this)
         setSharedInstance(nullptr);
 }

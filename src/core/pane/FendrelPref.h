@@ -21,6 +21,7 @@ class KLApacheController;
 class KLBundle;
 class KLFSDataSource;
 class KLFSItem;
+class KLFileWatcher;
 class KLGroupsDataSource;
 class KLSUController;
 class KLTimer;
@@ -64,8 +65,6 @@ public:
 
     // Codes of displayError(), indexes of the error table.
     static constexpr int kHelperToolMissing = 1;
-    static constexpr int kUsersFileNotWritten = 2;
-    static constexpr int kGroupsFileNotWritten = 3;
     static constexpr int kPasswordNotHashed = 4;
 
     static FendrelPref* sharedInstance();
@@ -117,6 +116,7 @@ public:
     void webOutlineClick(void* sender) override;
     void presentManualEditingErrorWithInvocation(KLInvocation invocation) override;
     void displayError(int code) override;
+    void fileNotWritten(const std::string& path, const std::string& reason) override;
 
     void setUsers(std::shared_ptr<KLUsersDataSource> users);
     void setGroups(std::shared_ptr<KLGroupsDataSource> groups);
@@ -189,6 +189,15 @@ public:
     void manualEditorSheetDidEnd(void* sheet, int returnCode, KLInvocation invocation);
     bool shouldSelectTabViewItem(KLTabView* tabView, const std::string& identifier) const;
 
+    // Files other programs change while the pane is shown: watched from
+    // didSelect() to didUnselect(), checked on a timer of the main run loop.
+    void startWatchingFiles();
+    void stopWatchingFiles();
+    void checkFilesOnDisk();
+    // Reads again what changed on disk, keeping the selection; a root that
+    // went away is told in one alert.
+    void filesDidChangeOnDisk();
+
     // Numbered errors and the split view's divider limits.
     void sheetDidEnd(void* sheet, int returnCode, void* contextInfo);
     double constrainMinCoordinate(double proposed, int subviewIndex) const;
@@ -244,6 +253,13 @@ protected:
     void runUserSheet(const std::string& firstResponder);
     void rebuildFolderTree();
     std::shared_ptr<KLApacheController> defaultApacheController() const;
+    void watchShownFolders();
+    void reloadCredentialsKeepingSelection();
+    void showRootGone(const std::string& root);
+    // Saves the manual edit, first asking when the file changed on disk
+    // since it was read; done(false) when the person cancelled.
+    void saveCustomEditAsking(std::function<void(bool saved)> done);
+    void writeCustomEdit();
 
     FendrelPrefOutlets o_;
     std::shared_ptr<KLSUController> SWUController_;
@@ -257,6 +273,12 @@ protected:
     std::shared_ptr<KLPlist::Array> addresses_;
     std::shared_ptr<KLAddressDataSource> addressSource_;
     bool manuallyEdited_ = false;
+    bool accessFileChangedUnderEdit_ = false;
+    bool recheckAfterEdit_ = false;
+    bool rootGone_ = false;
+    bool notWrittenShown_ = false;
+    std::unique_ptr<KLFileWatcher> watcher_;
+    std::shared_ptr<KLTimer> watchTimer_;
 
     KLObservation accessFileObservation_;
     KLObservation swuObservation_;

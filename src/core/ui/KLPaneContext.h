@@ -32,6 +32,8 @@ public:
     // Null before the pane exists.
     static KLPaneContext* shared();
     static void setShared(KLPaneContext* context);
+    // Logs that a file was left as it is and tells the shared pane, if any.
+    static void reportFileNotWritten(const std::string& path, const std::string& reason);
 
     // Queries.
     virtual std::optional<std::string> fendrelLocation(int code) const = 0;
@@ -61,4 +63,7 @@ public:
     virtual void webOutlineClick(void* sender) = 0;
     virtual void presentManualEditingErrorWithInvocation(KLInvocation invocation) = 0;
     virtual void displayError(int code) = 0;
+    // A users, groups or access file was left as it is (it could not be
+    // read, or not be replaced); reason says why in words.
+    virtual void fileNotWritten(const std::string& path, const std::string& reason) = 0;
 };

@@ -95,6 +95,35 @@ TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem)
     EXPECT_TRUE(item->isPasswordProtected());
 }
 
+// Another program changed the file while it was edited here: saving asks
+// first, and writes only when told to replace it.
+TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
+{
+    const std::string path = root.file("private/.htaccess");
+    const std::string outside = "Require user alice\nAuthType Basic\n# by hand\n";
+    struct Answer
+    {
+        int code; // Replace, Reload, Cancel
+        bool written, stillEdited;
+    };
+    for (Answer a : {Answer{-1, false, true}, Answer{1, true, false}, Answer{0, false, false}}) {
+        SCOPED_TRACE(a.code);
+        edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
+        writeFile(path, outside);
+        alerts.shown.clear();
+        pref->saveCustomEdit(nullptr);
+        ASSERT_EQ(alerts.shown.size(), 1u);
+        EXPECT_EQ(alerts.shown[0].title, "The access file was changed by another program");
+        EXPECT_EQ(readFile(path), outside);
+        alerts.answer(a.code);
+        EXPECT_EQ(readFile(path).find("Options -Indexes") != std::string::npos, a.written);
+        EXPECT_EQ(readFile(path).find("# by hand") != std::string::npos, !a.written);
+        EXPECT_EQ(pref->hasBeenManuallyEdited(), a.stillEdited);
+        EXPECT_EQ(customViewText.text.find("Options") != std::string::npos, a.stillEdited || a.written);
+        EXPECT_EQ(customViewText.text == readFile(path), !a.stillEdited);
+    }
+}
+
 TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing)
 {
     edit("Require valid-user\n");

@@ -84,8 +84,7 @@ TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving)
         EXPECT_EQ(submit("bob", "pw", "pw"), "");
     }
     ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].message,
-              "An error was encountered by Fendrel in phase 1: " + pref->errors()[FendrelPref::kUsersFileNotWritten]);
+    EXPECT_EQ(alerts.shown[0].message, root.file(".htusers") + " was not changed: File too large.");
     EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob"}));
     EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\n");
 

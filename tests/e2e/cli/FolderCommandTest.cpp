@@ -177,7 +177,7 @@ TEST_F(FolderCommandTest, AccessFileThatCannotBeWrittenFailsTheCommand)
 {
     tree.mkdir("private/.htaccess");
     CliResult blocked = ctl({"protect", "private", "password"});
-    expectRefused(blocked, 1, "The access file of \"private\" could not be written");
+    expectRefused(blocked, 1, tree.file("private/.htaccess") + " was not changed: it is a folder.");
     EXPECT_TRUE(blocked.out.empty());
     EXPECT_EQ(json({"show", "private"})["mode"], "none");
 
@@ -187,9 +187,10 @@ TEST_F(FolderCommandTest, AccessFileThatCannotBeWrittenFailsTheCommand)
     {
         // Any replacement of the file is larger than this.
         FileSizeLimit limit(16);
-        expectRefused(ctl({"revoke", "public", "--any-user"}), 1, "The access file of \"public\" could not be written");
-        expectRefused(ctl({"protect", "public", "all"}), 1, "The access file of \"public\" could not be written");
-        expectRefused(ctl({"protect", "public", "none"}), 1, "The access file of \"public\" could not be written");
+        const std::string tooLarge = tree.file("public/.htaccess") + " was not changed: File too large.";
+        expectRefused(ctl({"revoke", "public", "--any-user"}), 1, tooLarge);
+        expectRefused(ctl({"protect", "public", "all"}), 1, tooLarge);
+        expectRefused(ctl({"protect", "public", "none"}), 1, tooLarge);
     }
     EXPECT_EQ(readFile(tree.file("public/.htaccess")), before);
     nlohmann::json kept = json({"show", "public"});
