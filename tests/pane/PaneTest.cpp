@@ -302,7 +302,7 @@ TEST_F(PaneFixture, TheFilterNarrowsAHundredThousandUsersAndTicksTheRightOne)
     EXPECT_EQ(users.selectedRow(), 42104) << "the selection stays on the user";
 }
 
-TEST_F(PaneFixture, GroupRowsAreAsHighAsUserRowsAndTabReadsTheAccessTab)
+TEST_F(PaneFixture, GroupRowsMatchUserRowsFilterByMemberAndTabInReadingOrder)
 {
     KLTableView& users = *pane().userTable();
     KLOutlineView& groups = *pane().groupOutline();
@@ -313,6 +313,12 @@ TEST_F(PaneFixture, GroupRowsAreAsHighAsUserRowsAndTabReadsTheAccessTab)
         EXPECT_EQ(groups.visualRect(groups.indexAtRow(row, 1)).height(), users.rowHeight(0)) << row;
     EXPECT_GE(users.rowHeight(0), std::max(users.fontMetrics().height(), NSImageAndTextCell::kImageSize));
     EXPECT_FALSE(groups.indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
+
+    QTest::keyClicks(pane().groupFilter(), "CAR");
+    ASSERT_EQ(groups.numberOfRows(), 2) << "guests stays for its member carol";
+    EXPECT_EQ(nodeName(groups, 1), "carol");
+    QTest::keyClick(pane().groupFilter(), Qt::Key_Escape);
+    EXPECT_EQ(groups.numberOfRows(), 5);
 
     const char* order[] = {"userFilterField", "userTable", "addUserButton", "userDeleteButton", "userEditButton",
                            "groupFilterField", "groupOutline", "addGroupButton"};
