@@ -103,15 +103,15 @@ void KLOutlineView::applyFilter()
     auto nameOf = [&](const QModelIndex& index) { return fromQt(index.siblingAtColumn(column).data().toString()); };
     for (int row = 0; row < model_->rowCount(); ++row) {
         QModelIndex group = model_->index(row, 0);
-        bool groupShown = filter_.matches(nameOf(group));
-        bool memberShown = false;
+        std::string groupName = nameOf(group);
+        std::vector<std::string> members;
         for (int child = 0; child < model_->rowCount(group); ++child) {
-            bool shown = filter_.matches(nameOf(model_->index(child, 0, group)));
-            memberShown = memberShown || shown;
-            setRowHidden(child, group, !shown && !groupShown);
+            members.push_back(nameOf(model_->index(child, 0, group)));
+            setRowHidden(child, group, !filter_.showsMember(groupName, members.back()));
         }
-        setRowHidden(row, QModelIndex(), !groupShown && !memberShown);
-        if (filter_.isActive() && memberShown && !groupShown)
+        setRowHidden(row, QModelIndex(), !filter_.showsGroup(groupName, members));
+        // Members found under a group whose own name does not match are shown.
+        if (filter_.isActive() && !filter_.matches(groupName) && filter_.showsGroup(groupName, members))
             expand(group);
     }
 }

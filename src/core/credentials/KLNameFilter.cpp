@@ -30,6 +30,17 @@ bool KLNameFilter::matches(std::string_view name) const
     return KLNameIndex::folded(name).find(folded_) != std::string::npos;
 }
 
+bool KLNameFilter::showsMember(std::string_view group, std::string_view member) const
+{
+    return matches(group) || matches(member);
+}
+
+bool KLNameFilter::showsGroup(std::string_view group, const std::vector<std::string>& members) const
+{
+    return matches(group) ||
+           std::any_of(members.begin(), members.end(), [this](const std::string& member) { return matches(member); });
+}
+
 void KLNameFilter::setText(const std::string& text, int count, const NameAt& nameAt)
 {
     bool caseSensitive = caseSensitiveCompare();

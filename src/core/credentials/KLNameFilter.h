@@ -22,6 +22,10 @@ public:
     const std::string& text() const { return text_; }
     bool isActive() const { return !text_.empty(); }
     bool matches(std::string_view name) const;
+    // In a list of groups with their members: a member stays when its name
+    // or its group's matches, a group when its name or a member's does.
+    bool showsMember(std::string_view group, std::string_view member) const;
+    bool showsGroup(std::string_view group, const std::vector<std::string>& members) const;
 
     // Rows shown out of `count` rows of the list.
     int count(int count) const;
