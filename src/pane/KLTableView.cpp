@@ -181,6 +181,14 @@ void KLTableView::setNeedsDisplay()
     viewport()->update();
 }
 
+// The rows follow the font, as the groups outline's do.
+void KLTableView::changeEvent(QEvent* event)
+{
+    QTableView::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
+}
+
 void KLTableView::keyPressEvent(QKeyEvent* event)
 {
     if (state() != QAbstractItemView::EditingState && KLListKeys::isDeleteKey(*event)) {

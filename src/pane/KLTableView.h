@@ -70,6 +70,7 @@ signals:
     void selectionDidChange();
 
 protected:
+    void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void startDrag(Qt::DropActions supportedActions) override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;

@@ -309,9 +309,15 @@ TEST_F(PaneFixture, GroupRowsMatchUserRowsFilterByMemberAndTabInReadingOrder)
     groups.expandAll();
     PaneTestApp::settle();
     ASSERT_EQ(groups.numberOfRows(), 5);
-    for (int row = 0; row < groups.numberOfRows(); ++row)
-        EXPECT_EQ(groups.visualRect(groups.indexAtRow(row, 1)).height(), users.rowHeight(0)) << row;
-    EXPECT_GE(users.rowHeight(0), std::max(users.fontMetrics().height(), NSImageAndTextCell::kImageSize));
+    QFont font = pane().font();
+    for (double scale : {1.0, 1.5}) {
+        font.setPointSizeF(pane().font().pointSizeF() * scale);
+        pane().setFont(font);
+        PaneTestApp::settle();
+        for (int row = 0; row < groups.numberOfRows(); ++row)
+            EXPECT_EQ(groups.visualRect(groups.indexAtRow(row, 1)).height(), users.rowHeight(0)) << scale << row;
+        EXPECT_GE(users.rowHeight(0), std::max(users.fontMetrics().height(), NSImageAndTextCell::kImageSize)) << scale;
+    }
     EXPECT_FALSE(groups.indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
 
     QTest::keyClicks(pane().groupFilter(), "CAR");
