@@ -32,6 +32,7 @@ bench: configure
 screenshots: configure
 	cmake --build --preset default --target fendrel-screenshots
 	QT_QPA_PLATFORM=offscreen $(BUILD)/tools/fendrel-screenshots docs/screenshots
+	QT_QPA_PLATFORM=offscreen $(BUILD)/tools/fendrel-screenshots docs/screenshots scaled
 
 # The pane over a private Apache on 127.0.0.1 serving a demo tree.
 demo: configure

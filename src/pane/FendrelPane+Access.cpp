@@ -1,12 +1,14 @@
 #include "FendrelPane.h"
 
 #include "KLButtonCell.h"
+#include "KLFilterField.h"
 #include "KLFSDataSource.h"
 #include "KLOutlineView.h"
 #include "KLPopUpCell.h"
 #include "KLTableView.h"
 #include "KLUsersDataSource.h"
 #include "NSImageAndTextCell.h"
+#include "QtCellDelegate.h"
 #include "QtImages.h"
 #include "QtStrings.h"
 #include "QtTabView.h"
@@ -44,7 +46,10 @@ constexpr const char* kEditTitle = "Edit\u2026";
 constexpr const char* kAddUserTip = "Add a user";
 constexpr const char* kEditUserTip = "Set a new password for the selected user";
 constexpr const char* kDeleteUserTip = "Delete the selected user";
-constexpr const char* kAddGroupTip = "Add a group; drag users onto it to make them members";
+constexpr const char* kAddGroupTip =
+    "Add a group; drag users onto it, or choose Add to Group in a user's menu (Ctrl+G), to make them members";
+constexpr const char* kFilterUsersText = "Find users";
+constexpr const char* kFilterGroupsText = "Find groups";
 constexpr const char* kAddAddressTip = "Add an address";
 constexpr const char* kRemoveAddressTip = "Remove the selected addresses";
 constexpr const char* kAllowTitle = "Allow the ticked addresses";
@@ -160,6 +165,7 @@ QWidget* FendrelPane::makeAccessTab()
 
     auto* layout = new QVBoxLayout(tab);
     layout->addWidget(splitView_);
+    setAccessTabOrder(tab);
     return tab;
 }
 
@@ -180,6 +186,9 @@ QWidget* FendrelPane::makeUsersPage()
     userTable_->horizontalHeader()->setStretchLastSection(false);
     userTable_->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
     userTable_->horizontalHeader()->setSectionResizeMode(2, QHeaderView::ResizeToContents);
+    userTable_->setContextMenuPolicy(Qt::CustomContextMenu);
+    userFilter_ = new KLFilterField("userFilterField", kFilterUsersText);
+    connect(userFilter_, &QLineEdit::textChanged, userTable_, &KLTableView::setFilterText);
 
     QtColumns groupColumns = {
         {"active", "", QtColumn::Kind::Check},
@@ -191,6 +200,11 @@ QWidget* FendrelPane::makeUsersPage()
     groupOutline_->setDragTypes(false, {KLPasteboard::kFendrelUserType});
     groupOutline_->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
     groupOutline_->header()->setStretchLastSection(true);
+    // Rows and icons as in the users table beside it.
+    groupOutline_->setProperty(QtCellDelegate::kTableRowsProperty, true);
+    groupOutline_->setContextMenuPolicy(Qt::CustomContextMenu);
+    groupFilter_ = new KLFilterField("groupFilterField", kFilterGroupsText);
+    connect(groupFilter_, &QLineEdit::textChanged, groupOutline_, &KLOutlineView::setFilterText);
 
     auto* userButtons = new QHBoxLayout;
     userButtons->addWidget(smallButton(kAddTitle, "addUserButton", kAddUserTip));
@@ -203,9 +217,11 @@ QWidget* FendrelPane::makeUsersPage()
     groupButtons->addStretch();
 
     auto* users = new QVBoxLayout;
+    users->addWidget(userFilter_);
     users->addWidget(userTable_);
     users->addLayout(userButtons);
     auto* groups = new QVBoxLayout;
+    groups->addWidget(groupFilter_);
     groups->addWidget(groupOutline_);
     groups->addLayout(groupButtons);
     auto* layout = new QHBoxLayout(usersPage);
@@ -280,4 +296,27 @@ QWidget* FendrelPane::makeManualPage()
     layout->addWidget(customViewText_);
     layout->addLayout(buttons);
     return manualPage;
+}
+
+// Tab goes through the access tab as it reads: the folders and their
+// buttons, then the tabs beside them, each list after its filter field and
+// before its buttons.
+void FendrelPane::setAccessTabOrder(QWidget* tab)
+{
+    const char* order[] = {"webDirOutline", "webRefreshButton", "viewOnWebButton", "userAddressTabs",
+                           "userFilterField", "userTable", "addUserButton", "userDeleteButton",
+                           "userEditButton", "groupFilterField", "groupOutline",
+                           "addGroupButton", "groupDeleteButton", "addressModeAllow", "addressModeDeny",
+                           "addressTable", "addAddressButton", "addressDeleteButton", "addressDiscoverSwitch",
+                           "customViewText", "customRevertButton", "customSaveButton"};
+    QWidget* previous = nullptr;
+    for (const char* name : order) {
+        auto* widget = tab->findChild<QWidget*>(name);
+        if (!widget)
+            continue;
+        widget->setFocusPolicy(static_cast<Qt::FocusPolicy>(widget->focusPolicy() | Qt::TabFocus));
+        if (previous)
+            setTabOrder(previous, widget);
+        previous = widget;
+    }
 }

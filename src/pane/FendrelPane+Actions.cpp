@@ -12,6 +12,7 @@
 #include "KLSUController.h"
 #include "KLTableView.h"
 #include "KLUpdatePanel.h"
+#include "KLUserItem.h"
 #include "KLUserSheet.h"
 #include "QtColumn.h"
 #include "QtOutlineModel.h"
@@ -20,6 +21,7 @@
 #include <QAbstractButton>
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QAction>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QMenu>
@@ -33,6 +35,15 @@ constexpr const char* kProtectionMenuTitle = "Protection";
 constexpr const char* kViewOnWebTitle = "View in Browser";
 constexpr const char* kRefreshTitle = "Refresh";
 constexpr const char* kFolderMenuName = "folderMenu";
+constexpr const char* kUserMenuName = "userMenu";
+constexpr const char* kGroupMenuName = "groupMenu";
+constexpr const char* kAddToGroupTitle = "Add to Group";
+constexpr const char* kNoGroupsTitle = "No Groups";
+constexpr const char* kSetPasswordTitle = "Set Password\u2026";
+constexpr const char* kDeleteUserTitle = "Delete User";
+constexpr const char* kRemoveFromGroupTitle = "Remove from Group";
+constexpr const char* kDeleteGroupTitle = "Delete Group";
+constexpr const char* kAddGroupTitle = "Add Group";
 // Widths the divider limits are worked out against.
 constexpr double kSplitReference = 1000;
 } // namespace
@@ -91,12 +102,22 @@ void FendrelPane::connectAccessActions()
     onClick("addUserButton", [pref] { pref->addUser(nullptr); });
     onClick("userEditButton", [pref] { pref->editUser(nullptr); });
     onClick("userDeleteButton", [pref] { pref->deleteUser(nullptr); });
+    connect(userTable_, &QWidget::customContextMenuRequested, this, &FendrelPane::showUserMenu);
+    // Ctrl+G: the user menu at the selected row, for joining a group
+    // without dragging.
+    auto* addToGroupKey = new QAction(userTable_);
+    addToGroupKey->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_G));
+    addToGroupKey->setShortcutContext(Qt::WidgetShortcut);
+    userTable_->addAction(addToGroupKey);
+    connect(addToGroupKey, &QAction::triggered, this,
+            [this] { showUserMenu(userTable_->visualRect(userTable_->currentIndex()).center()); });
     userSheet_->setActions([pref] { pref->endNewUser(nullptr); }, [pref] { pref->closeNewUser(nullptr); });
     connect(userSheet_->passField(), &QLineEdit::textChanged, this, [pref] { pref->passwordDidChange(nullptr); });
 
     connect(groupOutline_, &KLOutlineView::selectionDidChange, this, [pref] { pref->groupClick(nullptr); });
     onClick("addGroupButton", [pref] { pref->addGroup(nullptr); });
     onClick("groupDeleteButton", [pref] { pref->deleteGroup(nullptr); });
+    connect(groupOutline_, &QWidget::customContextMenuRequested, this, &FendrelPane::showGroupMenu);
 
     connect(addressTable_, &KLTableView::selectionDidChange, this, [this, pref] { pref->addressClick(addressTable_); });
     onClick("addAddressButton", [pref] { pref->addAddress(nullptr); });
@@ -210,6 +231,58 @@ void FendrelPane::showFolderMenu(const QPoint& where)
     menu->addAction(kViewOnWebTitle, this, [pref] { pref->viewSelectionOnWeb(nullptr); });
     menu->addAction(kRefreshTitle, this, [pref] { pref->webRefresh(nullptr); });
     menu->popup(webDirOutline_->viewport()->mapToGlobal(where));
+}
+
+void FendrelPane::fillAddToGroupMenu(QMenu* menu)
+{
+    menu->clear();
+    std::vector<std::string> groups = pref_ ? pref_->groupArray().value_or(std::vector<std::string>{})
+                                            : std::vector<std::string>{};
+    if (groups.empty())
+        menu->addAction(kNoGroupsTitle)->setEnabled(false);
+    FendrelPref* pref = pref_.get();
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        int index = static_cast<int>(i);
+        QAction* group = menu->addAction(toQt(groups[i]).replace('&', "&&"), this,
+                                         [pref, index] { pref->addUserToGroup(index); });
+        group->setEnabled(pref->canAddUserToGroup(index));
+    }
+}
+
+// Right click or the menu key in the users table: the actions on the
+// selected user, among them joining a group.
+void FendrelPane::showUserMenu(const QPoint& where)
+{
+    FendrelPref* pref = pref_.get();
+    if (!pref)
+        return;
+    auto* menu = new QMenu(userTable_);
+    menu->setObjectName(kUserMenuName);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    fillAddToGroupMenu(menu->addMenu(kAddToGroupTitle));
+    menu->addSeparator();
+    menu->addAction(kSetPasswordTitle, this, [pref] { pref->editUser(nullptr); })
+        ->setEnabled(findChild<QAbstractButton*>("userEditButton")->isEnabled());
+    menu->addAction(kDeleteUserTitle, this, [pref] { pref->deleteUser(nullptr); })
+        ->setEnabled(findChild<QAbstractButton*>("userDeleteButton")->isEnabled());
+    menu->popup(userTable_->viewport()->mapToGlobal(where));
+}
+
+// Right click or the menu key in the groups outline: a member leaves its
+// group, a group is deleted, as the delete key does (asking first).
+void FendrelPane::showGroupMenu(const QPoint& where)
+{
+    FendrelPref* pref = pref_.get();
+    if (!pref)
+        return;
+    auto* menu = new QMenu(groupOutline_);
+    menu->setObjectName(kGroupMenuName);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    if (auto* node = static_cast<KLUserItem*>(groupOutline_->itemAtRow(groupOutline_->selectedRow())))
+        menu->addAction(node->hasChildren() ? kDeleteGroupTitle : kRemoveFromGroupTitle, this,
+                        [pref] { pref->deleteGroup(nullptr); });
+    menu->addAction(kAddGroupTitle, this, [pref] { pref->addGroup(nullptr); });
+    menu->popup(groupOutline_->viewport()->mapToGlobal(where));
 }
 
 // The divider keeps the folder side and the rules side as wide as the

@@ -15,6 +15,7 @@ class KLApacheController;
 
 class KLApachePage;
 class KLButtonCell;
+class KLFilterField;
 class KLHelpWindow;
 class KLOutlineView;
 class KLPopUpCell;
@@ -24,6 +25,7 @@ class KLUserSheet;
 class QButtonGroup;
 class QComboBox;
 class QLabel;
+class QMenu;
 class QPlainTextEdit;
 class QProgressBar;
 class QSplitter;
@@ -58,6 +60,8 @@ public:
     KLOutlineView* webDirOutline() const { return webDirOutline_; }
     KLTableView* userTable() const { return userTable_; }
     KLOutlineView* groupOutline() const { return groupOutline_; }
+    KLFilterField* userFilter() const { return userFilter_; }
+    KLFilterField* groupFilter() const { return groupFilter_; }
     KLTableView* addressTable() const { return addressTable_; }
     QTabWidget* userAddressTabs() const { return userAddressTabs_; }
     KLApachePage* apachePage() const { return apachePage_; }
@@ -82,6 +86,11 @@ private:
     void connectOptionActions();
     void connectApacheActions();
     void showFolderMenu(const QPoint& where);
+    void showUserMenu(const QPoint& where);
+    void showGroupMenu(const QPoint& where);
+    // The groups the selected user may join, each joining it when chosen.
+    void fillAddToGroupMenu(QMenu* menu);
+    void setAccessTabOrder(QWidget* tab);
     void applySplitLimits();
 
     // Keeps an adapter alive as long as the pane and returns it.
@@ -102,6 +111,8 @@ private:
     QTabWidget* userAddressTabs_ = nullptr;
     KLTableView* userTable_ = nullptr;
     KLOutlineView* groupOutline_ = nullptr;
+    KLFilterField* userFilter_ = nullptr;
+    KLFilterField* groupFilter_ = nullptr;
     KLTableView* addressTable_ = nullptr;
     QButtonGroup* addressModeGroup_ = nullptr;
     QWidget* addressMode_ = nullptr;

@@ -85,11 +85,50 @@ void KLOutlineView::setDataSource(KLOutlineDataSource* source)
     model_->setDataSource(source);
 }
 
+void KLOutlineView::setFilterText(const QString& text)
+{
+    std::vector<int> before = selectedRows();
+    filter_.setText(fromQt(text), 0, {});
+    applyFilter();
+    if (selectedRows() != before)
+        notifySelection();
+}
+
+void KLOutlineView::applyFilter()
+{
+    const QtColumns& columns = model_->columns();
+    auto text = std::find_if(columns.begin(), columns.end(),
+                             [](const QtColumn& c) { return c.kind == QtColumn::Kind::Text; });
+    int column = text == columns.end() ? 0 : static_cast<int>(text - columns.begin());
+    auto nameOf = [&](const QModelIndex& index) { return fromQt(index.siblingAtColumn(column).data().toString()); };
+    for (int row = 0; row < model_->rowCount(); ++row) {
+        QModelIndex group = model_->index(row, 0);
+        std::string groupName = nameOf(group);
+        std::vector<std::string> members;
+        for (int child = 0; child < model_->rowCount(group); ++child) {
+            members.push_back(nameOf(model_->index(child, 0, group)));
+            setRowHidden(child, group, !filter_.showsMember(groupName, members.back()));
+        }
+        setRowHidden(row, QModelIndex(), !filter_.showsGroup(groupName, members));
+        // Members found under a group whose own name does not match are shown.
+        if (filter_.isActive() && !filter_.matches(groupName) && filter_.showsGroup(groupName, members))
+            expand(group);
+    }
+}
+
+QModelIndex KLOutlineView::firstRow() const
+{
+    for (int row = 0; row < model_->rowCount(); ++row)
+        if (!isRowHidden(row, QModelIndex()))
+            return model_->index(row, 0);
+    return {};
+}
+
 QModelIndex KLOutlineView::indexAtRow(int row, int column) const
 {
     if (row < 0)
         return {};
-    QModelIndex index = model_->index(0, 0);
+    QModelIndex index = firstRow();
     for (int i = 0; i < row && index.isValid(); ++i)
         index = indexBelow(index);
     return index.isValid() ? index.siblingAtColumn(column) : QModelIndex();
@@ -101,7 +140,7 @@ int KLOutlineView::rowForIndex(const QModelIndex& target) const
         return -1;
     QModelIndex wanted = target.siblingAtColumn(0);
     int row = 0;
-    for (QModelIndex index = model_->index(0, 0); index.isValid(); index = indexBelow(index), ++row)
+    for (QModelIndex index = firstRow(); index.isValid(); index = indexBelow(index), ++row)
         if (index == wanted)
             return row;
     return -1;
@@ -121,6 +160,8 @@ void KLOutlineView::reloadData()
     quiet_ = true;
     model_->reload();
     restoreExpansion(expanded, QModelIndex());
+    if (filter_.isActive())
+        applyFilter();
     for (int row : before)
         if (QModelIndex index = indexAtRow(row); index.isValid())
             selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
@@ -154,7 +195,7 @@ void KLOutlineView::reloadItem(KLItem item)
 int KLOutlineView::numberOfRows() const
 {
     int rows = 0;
-    for (QModelIndex index = model_->index(0, 0); index.isValid(); index = indexBelow(index))
+    for (QModelIndex index = firstRow(); index.isValid(); index = indexBelow(index))
         ++rows;
     return rows;
 }
@@ -229,7 +270,7 @@ int KLOutlineView::rowForItem(KLItem item) const
     if (!item)
         return -1;
     int row = 0;
-    for (QModelIndex index = model_->index(0, 0); index.isValid(); index = indexBelow(index), ++row)
+    for (QModelIndex index = firstRow(); index.isValid(); index = indexBelow(index), ++row)
         if (model_->itemForIndex(index) == item)
             return row;
     return -1;
@@ -247,6 +288,9 @@ void KLOutlineView::expandItem(KLItem item)
         return;
     }
     QModelIndex index = model_->indexForItem(item);
+    // Since a reload the model knows only the rows that were shown.
+    if (!index.isValid())
+        index = indexAtRow(rowForItem(item));
     if (index.isValid())
         expand(index);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KLListView.h"
+#include "KLNameFilter.h"
 #include "QtColumn.h"
 
 #include <QPointer>
@@ -16,7 +17,9 @@ class QtOutlineModel;
 // delete the selected row (-1 when none); Return ends an edit and keeps the
 // row; a data source with text validation decides whether an edit may end;
 // the source may refuse a selection the user makes. The edit key on a row
-// edits its first editable column, whichever column is current.
+// edits its first editable column, whichever column is current. A filter
+// hides the rows whose name does not contain its text: a group stays when
+// its name or a member's does, and opens to show the members that do.
 class KLOutlineView : public QTreeView, public KLListView
 {
     Q_OBJECT
@@ -30,6 +33,7 @@ public:
     bool isEditing() const { return state() == QAbstractItemView::EditingState; }
     void setDragTypes(bool dragItems, const QStringList& dropTypes);
     void setIntercellSpacing(const QSize& spacing);
+    void setFilterText(const QString& text);
 
     QModelIndex indexAtRow(int row, int column = 0) const;
     // Selects a row as the user's choice: the source may refuse it.
@@ -80,11 +84,15 @@ protected:
 
 private:
     void notifySelection();
+    void applyFilter();
+    // The first row shown, or an invalid index.
+    QModelIndex firstRow() const;
     void endReleasedEdit(QAbstractItemDelegate::EndEditHint hint);
     void expandPending();
     void restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent);
 
     QtOutlineModel* model_;
+    KLNameFilter filter_;
     bool quiet_ = false;
     bool painting_ = false;
     std::set<KLItem> pendingExpansion_;

@@ -16,13 +16,6 @@
 
 #include <algorithm>
 
-namespace {
-// Rows as high as a line of text and a check box need, not the style's
-// roomier default.
-constexpr int kRowPadding = 6;
-constexpr int kMinimumRowHeight = 20;
-} // namespace
-
 KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* parent)
     : QTableView(parent), model_(new QtTableModel(*this, std::move(columns), this))
 {
@@ -33,11 +26,13 @@ KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* 
     setSelectionMode(QAbstractItemView::SingleSelection);
     setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                     QAbstractItemView::SelectedClicked);
+    // Tab leaves the table for the next control instead of walking its cells.
+    setTabKeyNavigation(false);
     setShowGrid(false);
     setAlternatingRowColors(true);
     setWordWrap(false);
     verticalHeader()->hide();
-    verticalHeader()->setDefaultSectionSize(std::max(fontMetrics().height() + kRowPadding, kMinimumRowHeight));
+    verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
 }
@@ -84,15 +79,25 @@ void KLTableView::setDataSource(KLTableDataSource* source)
 // the controller hears of it only when it changed.
 void KLTableView::reloadData()
 {
+    keepingSelection([this] { model_->reload(); });
+}
+
+void KLTableView::setFilterText(const QString& text)
+{
+    keepingSelection([this, &text] { model_->setFilterText(text); });
+}
+
+void KLTableView::keepingSelection(const std::function<void()>& change)
+{
     std::vector<int> before = selectedRows();
-    int current = currentIndex().isValid() ? currentIndex().row() : -1;
+    int current = currentIndex().isValid() ? model_->sourceRow(currentIndex().row()) : -1;
     quiet_ = true;
-    model_->reload();
+    change();
     for (int row : before)
-        if (row < model_->rowCount())
-            selectionModel()->select(model_->index(row, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    if (current >= 0 && current < model_->rowCount())
-        selectionModel()->setCurrentIndex(model_->index(current, 0), QItemSelectionModel::NoUpdate);
+        if (int shown = model_->shownRow(row); shown >= 0 && shown < model_->rowCount())
+            selectionModel()->select(model_->index(shown, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    if (int shown = model_->shownRow(current); current >= 0 && shown >= 0 && shown < model_->rowCount())
+        selectionModel()->setCurrentIndex(model_->index(shown, 0), QItemSelectionModel::NoUpdate);
     quiet_ = false;
     if (selectedRows() != before)
         emit selectionDidChange();
@@ -105,14 +110,14 @@ void KLTableView::reloadItem(KLItem)
 
 int KLTableView::numberOfRows() const
 {
-    return model_->rowCount();
+    return model_->sourceRowCount();
 }
 
 int KLTableView::selectedRow() const
 {
     QModelIndex current = currentIndex();
     if (current.isValid() && selectionModel()->isRowSelected(current.row(), QModelIndex()))
-        return current.row();
+        return model_->sourceRow(current.row());
     std::vector<int> rows = selectedRows();
     return rows.empty() ? -1 : rows.front();
 }
@@ -121,13 +126,14 @@ std::vector<int> KLTableView::selectedRows() const
 {
     std::vector<int> rows;
     for (const QModelIndex& index : selectionModel()->selectedRows())
-        rows.push_back(index.row());
+        rows.push_back(model_->sourceRow(index.row()));
     std::sort(rows.begin(), rows.end());
     return rows;
 }
 
-void KLTableView::selectRow(int row, bool extendSelection)
+void KLTableView::selectRow(int sourceRow, bool extendSelection)
 {
+    int row = model_->shownRow(sourceRow);
     if (row < 0 || row >= model_->rowCount())
         return;
     auto flags = (extendSelection ? QItemSelectionModel::Select : QItemSelectionModel::ClearAndSelect) |
@@ -144,14 +150,20 @@ void KLTableView::deselectAll()
 void KLTableView::editColumn(const std::string& column, int row)
 {
     int col = model_->columnIndex(column);
-    if (col < 0 || row < 0 || row >= model_->rowCount())
+    int shown = model_->shownRow(row);
+    if (col < 0 || row < 0 || shown < 0 || shown >= model_->rowCount())
         return;
-    QModelIndex index = model_->index(row, col);
+    QModelIndex index = model_->index(shown, col);
     scrollTo(index);
     setCurrentIndex(index);
     if (edit(index, QAbstractItemView::AllEditTriggers, nullptr))
         if (auto* editor = qobject_cast<QLineEdit*>(indexWidget(index)))
             editor->selectAll();
+}
+
+int KLTableView::editedRow() const
+{
+    return isEditing() ? model_->sourceRow(currentIndex().row()) : -1;
 }
 
 KLItem KLTableView::itemAtRow(int) const
@@ -167,6 +179,14 @@ int KLTableView::rowForItem(KLItem) const
 void KLTableView::setNeedsDisplay()
 {
     viewport()->update();
+}
+
+// The rows follow the font, as the groups outline's do.
+void KLTableView::changeEvent(QEvent* event)
+{
+    QTableView::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
 }
 
 void KLTableView::keyPressEvent(QKeyEvent* event)
@@ -191,7 +211,7 @@ QPixmap KLTableView::dragImageForRows(const std::vector<int>& rows) const
 {
     if (rows.empty())
         return {};
-    QString text = model_->index(rows.front(), 0).data(QtColumn::kSummaryRole).toString();
+    QString text = model_->index(model_->shownRow(rows.front()), 0).data(QtColumn::kSummaryRole).toString();
     QFont font = QApplication::font();
     font.setPointSize(kDragFontSize);
     QFontMetrics metrics(font);
@@ -214,7 +234,7 @@ void KLTableView::startDrag(Qt::DropActions supportedActions)
         return;
     QModelIndexList indexes;
     for (int row : rows)
-        indexes << model_->index(row, 0);
+        indexes << model_->index(model_->shownRow(row), 0);
     QMimeData* data = model_->mimeData(indexes);
     if (!data)
         return;

@@ -5,12 +5,16 @@
 
 #include <QTableView>
 
+#include <functional>
+
 class QtTableModel;
 
 // The pane's table: a QTableView over a QtTableModel that is also the
 // KLListView its data source and the controller talk to. The delete key
 // asks the pane to delete the selected row (-1 when none); Return ends an
-// edit and keeps the row; a drag shows the row's summary text.
+// edit and keeps the row; a drag shows the row's summary text. Rows given
+// to and asked of it as a KLListView are the source's rows, whatever the
+// filter hides.
 class KLTableView : public QTableView, public KLListView
 {
     Q_OBJECT
@@ -26,6 +30,10 @@ public:
     bool isEditing() const { return state() == QAbstractItemView::EditingState; }
     // Lets rows be dragged, and drops of these types land on rows.
     void setDragTypes(bool dragRows, const QStringList& dropTypes);
+
+    // Shows only the rows whose name contains `text`, keeping the selection
+    // where it is still shown.
+    void setFilterText(const QString& text);
 
     // The image a drag of these rows shows.
     QPixmap dragImageForRows(const std::vector<int>& rows) const;
@@ -49,7 +57,7 @@ public:
     void selectRow(int row, bool extendSelection) override;
     void deselectAll() override;
     void editColumn(const std::string& column, int row) override;
-    int editedRow() const override { return isEditing() ? currentIndex().row() : -1; }
+    int editedRow() const override;
     KLItem itemAtRow(int row) const override;
     int rowForItem(KLItem item) const override;
     void expandItem(KLItem) override {}
@@ -62,11 +70,16 @@ signals:
     void selectionDidChange();
 
 protected:
+    void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void startDrag(Qt::DropActions supportedActions) override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
 
 private:
+    // Runs a change of the rows and selects the source rows selected before,
+    // as far as they are shown.
+    void keepingSelection(const std::function<void()>& change);
+
     QtTableModel* model_;
     bool quiet_ = false;
 };

@@ -63,7 +63,7 @@ QSize NSImageAndTextCell::sizeHint(const QStyleOptionViewItem& option, const QMo
     QStyle* style = opt.widget ? opt.widget->style() : QApplication::style();
     QSize text = style->sizeFromContents(QStyle::CT_ItemViewItem, &opt, QSize(), opt.widget);
     int width = text.width() + (hasImage ? kImageSize + kMargin : kMargin);
-    int height = std::max(text.height(), hasImage ? kImageSize : 0) + verticalSpacing(option);
+    int height = rowHeight(option, std::max(text.height(), hasImage ? kImageSize : 0));
     return {width, height};
 }
 

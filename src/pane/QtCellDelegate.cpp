@@ -7,10 +7,29 @@
 #include <QStyle>
 #include <QVariant>
 
+#include <algorithm>
+
+namespace {
+constexpr int kRowPadding = 6;
+constexpr int kMinimumRowHeight = 20;
+} // namespace
+
+int QtCellDelegate::tableRowHeight(const QWidget* view)
+{
+    return std::max(view->fontMetrics().height() + kRowPadding, kMinimumRowHeight);
+}
+
+int QtCellDelegate::rowHeight(const QStyleOptionViewItem& option, int height)
+{
+    if (option.widget && option.widget->property(kTableRowsProperty).toBool())
+        return tableRowHeight(option.widget);
+    return height + verticalSpacing(option);
+}
+
 QSize QtCellDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
     QSize size = QStyledItemDelegate::sizeHint(option, index);
-    return {size.width(), size.height() + verticalSpacing(option)};
+    return {size.width(), rowHeight(option, size.height())};
 }
 
 void QtCellDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const

@@ -33,18 +33,39 @@ void QtTableModel::reload()
 {
     beginResetModel();
     rows_ = source_ ? std::max(0, source_->numberOfRows(view_)) : 0;
+    if (filter_.isActive())
+        filter_.refresh(rows_, nameAt());
+    endResetModel();
+}
+
+KLNameFilter::NameAt QtTableModel::nameAt() const
+{
+    auto column = std::find_if(columns_.begin(), columns_.end(),
+                               [](const QtColumn& c) { return c.kind == QtColumn::Kind::Text; });
+    if (!source_ || column == columns_.end())
+        return [](int) { return std::string(); };
+    return [this, identifier = column->identifier](int row) {
+        return source_->objectValue(view_, identifier, row).description();
+    };
+}
+
+void QtTableModel::setFilterText(const QString& text)
+{
+    beginResetModel();
+    filter_.setText(fromQt(text), rows_, nameAt());
     endResetModel();
 }
 
 void QtTableModel::rowChanged(int row)
 {
-    if (row >= 0 && row < rows_ && !columns_.empty())
-        emit dataChanged(index(row, 0), index(row, static_cast<int>(columns_.size()) - 1));
+    int shown = shownRow(row);
+    if (shown >= 0 && shown < rowCount() && !columns_.empty())
+        emit dataChanged(index(shown, 0), index(shown, static_cast<int>(columns_.size()) - 1));
 }
 
 int QtTableModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : rows_;
+    return parent.isValid() ? 0 : filter_.count(rows_);
 }
 
 int QtTableModel::columnCount(const QModelIndex& parent) const
@@ -54,15 +75,17 @@ int QtTableModel::columnCount(const QModelIndex& parent) const
 
 // A source changes its rows first and reloads its view after; until then
 // the rows past its new end are not asked for.
-bool QtTableModel::isLive(int row) const
+bool QtTableModel::isLive(int shown) const
 {
+    int row = sourceRow(shown);
     return source_ && row >= 0 && row < rows_ && row < source_->numberOfRows(view_);
 }
 
 KLCell QtTableModel::cellAt(const QModelIndex& index) const
 {
     KLCell cell;
-    source_->willDisplayCell(view_, cell, columns_[static_cast<std::size_t>(index.column())].identifier, index.row());
+    source_->willDisplayCell(view_, cell, columns_[static_cast<std::size_t>(index.column())].identifier,
+                             sourceRow(index.row()));
     return cell;
 }
 
@@ -72,8 +95,8 @@ QVariant QtTableModel::data(const QModelIndex& index, int role) const
         return {};
     const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
     if (role == QtColumn::kSummaryRole)
-        return toQt(source_->summaryTextForRow(index.row()));
-    KLPlist value = source_->objectValue(view_, column.identifier, index.row());
+        return toQt(source_->summaryTextForRow(sourceRow(index.row())));
+    KLPlist value = source_->objectValue(view_, column.identifier, sourceRow(index.row()));
     return QtCellData::data(column, value, cellAt(index), role);
 }
 
@@ -85,7 +108,7 @@ bool QtTableModel::setData(const QModelIndex& index, const QVariant& value, int 
     auto edit = QtCellData::valueForEdit(column, value, role);
     if (!edit)
         return false;
-    int row = index.row();
+    int row = sourceRow(index.row());
     // The source may reload the view from here; the index is not used after.
     source_->setObjectValue(view_, *edit, column.identifier, row);
     rowChanged(row);
@@ -109,7 +132,7 @@ Qt::ItemFlags QtTableModel::flags(const QModelIndex& index) const
         return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
     const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
     bool editable = column.kind == QtColumn::Kind::Text && column.editable &&
-                    source_->shouldEdit(view_, column.identifier, index.row());
+                    source_->shouldEdit(view_, column.identifier, sourceRow(index.row()));
     Qt::ItemFlags flags = QtCellData::flags(column, cellAt(index), editable) | Qt::ItemNeverHasChildren;
     if (dragEnabled_)
         flags |= Qt::ItemIsDragEnabled;
@@ -130,7 +153,7 @@ QMimeData* QtTableModel::mimeData(const QModelIndexList& indexes) const
     std::set<int> unique;
     for (const QModelIndex& index : indexes)
         if (isLive(index.row()))
-            unique.insert(index.row());
+            unique.insert(sourceRow(index.row()));
     std::vector<int> rows(unique.begin(), unique.end());
     KLPasteboard pasteboard;
     if (rows.empty() || !source_->writeRows(view_, rows, pasteboard))
@@ -151,9 +174,10 @@ Qt::DropActions QtTableModel::supportedDropActions() const
 std::pair<int, KLDropOperation> QtTableModel::dropTarget(int row, const QModelIndex& parent) const
 {
     if (parent.isValid())
-        return {parent.row(), KLDropOperation::On};
+        return {sourceRow(parent.row()), KLDropOperation::On};
     // Below the last row: above the row that would follow it.
-    return {row < 0 ? rows_ : row, KLDropOperation::Above};
+    int above = row < 0 || row >= rowCount() ? rows_ : sourceRow(row);
+    return {above, KLDropOperation::Above};
 }
 
 bool QtTableModel::canDropMimeData(const QMimeData* data, Qt::DropAction, int row, int, const QModelIndex& parent) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KLNameFilter.h"
 #include "KLTableDataSource.h"
 #include "QtColumn.h"
 
@@ -10,7 +11,9 @@ class KLListView;
 // A Qt table model over any KLTableDataSource: rows and cell values come
 // from the source, cell looks from its willDisplayCell, edits and check
 // box clicks go back to it, and drags carry the pasteboard it fills. The
-// row count is taken at each reload, as the source's views expect.
+// row count is taken at each reload, as the source's views expect. A filter
+// on the first text column hides rows: the model's rows are the shown ones,
+// sourceRow() and shownRow() map them to the rows the source knows.
 class QtTableModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -22,8 +25,13 @@ public:
     const QtColumns& columns() const { return columns_; }
     int columnIndex(const std::string& identifier) const;
     void reload();
-    // Tells the view that a row's cells may have changed.
+    // Tells the view that a source row's cells may have changed.
     void rowChanged(int row);
+    // Shows only the rows whose name contains `text` (all when empty).
+    void setFilterText(const QString& text);
+    int sourceRowCount() const { return rows_; }
+    int sourceRow(int shownRow) const { return filter_.rowAt(shownRow); }
+    int shownRow(int sourceRow) const { return filter_.shownRow(sourceRow); }
 
     // Whether rows may be dragged out and "KLFendrelUser" drops taken.
     void setDragEnabled(bool enabled) { dragEnabled_ = enabled; }
@@ -48,6 +56,7 @@ public:
 private:
     bool isLive(int row) const;
     KLCell cellAt(const QModelIndex& index) const;
+    KLNameFilter::NameAt nameAt() const;
     // Where a Qt drop lands, as the source sees it.
     std::pair<int, KLDropOperation> dropTarget(int row, const QModelIndex& parent) const;
 
@@ -55,6 +64,7 @@ private:
     QtColumns columns_;
     KLTableDataSource* source_ = nullptr;
     int rows_ = 0;
+    KLNameFilter filter_;
     bool dragEnabled_ = false;
     QStringList dropTypes_;
 };

@@ -6,9 +6,12 @@
 #include "KLPopUpCell.h"
 #include "KLFSDataSource.h"
 #include "KLFSItem.h"
+#include "KLFilterField.h"
 #include "KLUserDefaults.h"
+#include "KLUserItem.h"
 #include "KLUserSheet.h"
 #include "LoopbackHTTPServer.h"
+#include "NSImageAndTextCell.h"
 #include "QtImages.h"
 #include "QtOutlineModel.h"
 #include "QtTableModel.h"
@@ -30,6 +33,7 @@
 #include <QTabWidget>
 #include <QTest>
 
+#include <cstdio>
 #include <fstream>
 
 namespace {
@@ -37,6 +41,23 @@ namespace {
 std::string read(const std::string& path)
 {
     return readFile(path);
+}
+
+// Presses keys in whatever menu is open, as the user would.
+void pressInMenu(std::initializer_list<Qt::Key> keys)
+{
+    for (Qt::Key key : keys) {
+        QWidget* menu = QApplication::activePopupWidget();
+        ASSERT_TRUE(menu);
+        QTest::keyClick(menu, key);
+        PaneTestApp::settle();
+    }
+}
+
+std::string nodeName(KLOutlineView& outline, int row)
+{
+    auto* node = static_cast<KLUserItem*>(outline.itemAtRow(row));
+    return node ? node->value() : std::string();
 }
 
 TEST_F(PaneFixture, EveryOutletIsAWidgetOfThatName)
@@ -177,6 +198,150 @@ TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
     EXPECT_EQ(staff.rfind("staff:", 0), 0u) << groupsFile;
     EXPECT_NE(staff.find(" carol"), std::string::npos) << groupsFile;
     EXPECT_NE(staff.find(" alice"), std::string::npos) << groupsFile;
+}
+
+TEST_F(PaneFixture, AUserJoinsAndLeavesAGroupByKeyboardOnly)
+{
+    KLTableView& users = *pane().userTable();
+    KLOutlineView& groups = *pane().groupOutline();
+    users.setFocus();
+    QTest::keyClick(&users, Qt::Key_Home);
+    QTest::keyClick(&users, Qt::Key_End, Qt::ControlModifier);
+    ASSERT_EQ(users.selectedRow(), 3) << "carol";
+    QTest::keyClick(&users, Qt::Key_G, Qt::ControlModifier);
+    PaneTestApp::settle();
+    auto* menu = users.findChild<QMenu*>("userMenu");
+    ASSERT_TRUE(menu && menu->isVisible());
+    QMenu* join = menu->actions().front()->menu();
+    ASSERT_TRUE(join);
+    ASSERT_EQ(join->actions().size(), 2);
+    EXPECT_TRUE(join->actions()[0]->isEnabled()) << "staff";
+    EXPECT_FALSE(join->actions()[1]->isEnabled()) << "carol is in guests already, as a drop would find";
+    pressInMenu({Qt::Key_Down, Qt::Key_Right, Qt::Key_Return});
+    EXPECT_EQ(read(file(".htgroups")), "staff: carol alice bob \nguests: carol \n") << "written as a drop writes it";
+
+    // The new member is shown under its group; the menu key and Return leave.
+    groups.setFocus();
+    QTest::keyClick(&groups, Qt::Key_Home);
+    QTest::keyClick(&groups, Qt::Key_Down);
+    ASSERT_EQ(nodeName(groups, groups.selectedRow()), "carol");
+    QPoint at = groups.visualRect(groups.currentIndex()).center();
+    QContextMenuEvent request(QContextMenuEvent::Keyboard, at, groups.viewport()->mapToGlobal(at));
+    QApplication::sendEvent(groups.viewport(), &request);
+    PaneTestApp::settle();
+    auto* groupMenu = groups.findChild<QMenu*>("groupMenu");
+    ASSERT_TRUE(groupMenu);
+    EXPECT_EQ(groupMenu->actions().front()->text(), "Remove from Group");
+    pressInMenu({Qt::Key_Down, Qt::Key_Return});
+    QMessageBox* box = openAlert();
+    ASSERT_TRUE(box);
+    EXPECT_TRUE(box->informativeText().contains("remove the user \"carol\" from the group \"staff\""));
+    QTest::keyClick(box, Qt::Key_Return);
+    PaneTestApp::settle();
+    EXPECT_EQ(read(file(".htgroups")), "staff: alice bob \nguests: carol \n");
+
+    // Delete on a member does the same.
+    groups.setFocus();
+    QTest::keyClick(&groups, Qt::Key_Home);
+    QTest::keyClick(&groups, Qt::Key_Down);
+    ASSERT_EQ(nodeName(groups, groups.selectedRow()), "alice");
+    QTest::keyClick(&groups, Qt::Key_Delete);
+    PaneTestApp::settle();
+    ASSERT_TRUE(openAlert());
+    QTest::keyClick(openAlert(), Qt::Key_Return);
+    PaneTestApp::settle();
+    EXPECT_EQ(read(file(".htgroups")), "staff: bob \nguests: carol \n");
+}
+
+TEST_F(PaneFixture, TheFilterNarrowsAHundredThousandUsersAndTicksTheRightOne)
+{
+    std::ofstream usersFile(file(".htusers"), std::ios::trunc);
+    for (int i = 0; i < 100000; ++i) {
+        char line[32];
+        std::snprintf(line, sizeof line, "user%06d:abcdefghijklm\n", i);
+        usersFile << line;
+    }
+    usersFile.close();
+    pref().reloadUsersAndGroups();
+    clickFolder(DemoTree::kPrivate);
+    KLTableView& users = *pane().userTable();
+    KLFilterField& filter = *pane().userFilter();
+    ASSERT_EQ(users.tableModel()->rowCount(), 100001);
+
+    struct Case
+    {
+        const char* typed;
+        bool caseSensitive;
+        int rows;
+        const char* first;
+    } cases[] = {
+        {"USER04210", false, 10, "user042100"},
+        {"USER04210", true, 0, ""},
+        {"user04210\b", true, 100, "user042100"}, // a shorter text widens again
+        {"valid", false, 1, "Any Valid User"},
+    };
+    for (const Case& c : cases) {
+        KLUserDefaults::standardUserDefaults().setBool(c.caseSensitive, "Case Sensitive Compare");
+        filter.clear();
+        QTest::keyClicks(&filter, c.typed);
+        EXPECT_EQ(users.tableModel()->rowCount(), c.rows) << c.typed;
+        EXPECT_EQ(users.tableModel()->index(0, 1).data().toString(), c.first) << c.typed;
+    }
+
+    filter.clear();
+    QTest::keyClicks(&filter, "user04210");
+    QModelIndex shown = users.tableModel()->index(3, 0);
+    ASSERT_EQ(shown.siblingAtColumn(1).data().toString(), "user042103");
+    users.setFocus();
+    users.setCurrentIndex(shown);
+    QTest::keyClick(&users, Qt::Key_Space);
+    PaneTestApp::settle();
+    std::string access = read(file("private/.htaccess"));
+    EXPECT_NE(access.find("Require user alice user042103\n"), std::string::npos) << access;
+    EXPECT_EQ(users.selectedRow(), 42104) << "the source's row: the pseudo-user is row 0";
+    EXPECT_TRUE(pane().findChild<QAbstractButton*>("userEditButton")->isEnabled());
+
+    QTest::keyClick(&filter, Qt::Key_Escape);
+    EXPECT_TRUE(filter.text().isEmpty());
+    EXPECT_EQ(users.tableModel()->rowCount(), 100001);
+    EXPECT_EQ(users.selectedRow(), 42104) << "the selection stays on the user";
+}
+
+TEST_F(PaneFixture, GroupRowsMatchUserRowsFilterByMemberAndTabInReadingOrder)
+{
+    KLTableView& users = *pane().userTable();
+    KLOutlineView& groups = *pane().groupOutline();
+    groups.expandAll();
+    PaneTestApp::settle();
+    ASSERT_EQ(groups.numberOfRows(), 5);
+    QFont font = pane().font();
+    for (double scale : {1.0, 1.5}) {
+        font.setPointSizeF(pane().font().pointSizeF() * scale);
+        pane().setFont(font);
+        PaneTestApp::settle();
+        for (int row = 0; row < groups.numberOfRows(); ++row)
+            EXPECT_EQ(groups.visualRect(groups.indexAtRow(row, 1)).height(), users.rowHeight(0)) << scale << row;
+        EXPECT_GE(users.rowHeight(0), std::max(users.fontMetrics().height(), NSImageAndTextCell::kImageSize)) << scale;
+    }
+    EXPECT_FALSE(groups.indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
+
+    QTest::keyClicks(pane().groupFilter(), "CAR");
+    ASSERT_EQ(groups.numberOfRows(), 2) << "guests stays for its member carol";
+    EXPECT_EQ(nodeName(groups, 1), "carol");
+    QTest::keyClick(pane().groupFilter(), Qt::Key_Escape);
+    EXPECT_EQ(groups.numberOfRows(), 5);
+
+    const char* order[] = {"userFilterField", "userTable", "addUserButton", "userDeleteButton", "userEditButton",
+                           "groupFilterField", "groupOutline", "addGroupButton"};
+    users.selectRow(1, false); // the user buttons take the keyboard only when they act
+    window->activateWindow();
+    pane().findChild<QWidget*>("userFilterField")->setFocus();
+    for (const char* name : order) {
+        QWidget* focus = QApplication::focusWidget();
+        ASSERT_TRUE(focus);
+        EXPECT_EQ(focus->objectName(), name);
+        QTest::keyClick(focus, Qt::Key_Tab);
+    }
 }
 
 TEST_F(PaneFixture, TheManualEditorsQuestionHoldsBackAnotherFolder)

@@ -1,10 +1,12 @@
 // Renders the pane's main views into PNG files for the documentation:
-//   fendrel-screenshots <folder>
-// Run it on the offscreen platform (or under Xvfb).
+//   fendrel-screenshots <folder> [scaled]
+// Run it on the offscreen platform (or under Xvfb). "scaled" draws the
+// access tab once at 1.5 times the size, as a large-print desktop would.
 
 #include "DemoTree.h"
 #include "FendrelHostWindow.h"
 #include "FendrelPref.h"
+#include "KLFilterField.h"
 #include "KLApachePage.h"
 #include "KLOutlineView.h"
 #include "KLRunLoop.h"
@@ -22,12 +24,18 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
+// At 1.5 times the size only the users page is kept, under its own name.
+bool scaled = false;
+
 bool save(const QImage& image, const QDir& folder, const char* name)
 {
-    QString path = folder.filePath(QString(name) + ".png");
+    if (scaled && std::string(name) != "access-users")
+        return true;
+    QString path = folder.filePath(QString(name) + (scaled ? "-1.5x" : "") + ".png");
     if (!image.save(path)) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
         return false;
@@ -67,11 +75,14 @@ void showTab(QTabWidget* tabs, const char* identifier)
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: fendrel-screenshots <folder>\n");
+    scaled = argc == 3 && std::string(argv[2]) == "scaled";
+    if (argc != 2 && !scaled) {
+        std::fprintf(stderr, "usage: fendrel-screenshots <folder> [scaled]\n");
         return 2;
     }
     ::setenv("FENDREL_LAYOUT", "debian", 1);
+    if (scaled)
+        ::setenv("QT_SCALE_FACTOR", "1.5", 1);
     QApplication app(argc, argv);
     QApplication::setStyle("Fusion");
     KLRunLoop::setMain(std::make_shared<QtRunLoop>(&app));
@@ -97,6 +108,13 @@ int main(int argc, char** argv)
         pane.groupOutline()->expandAll();
         showTab(pane.userAddressTabs(), "users");
         ok &= save(stage.shot(), folder, "access-users");
+
+        pane.userFilter()->setText("al");
+        pane.groupFilter()->setText("al");
+        ScreenshotStage::settle();
+        ok &= save(stage.shot(), folder, "access-users-filtered");
+        pane.userFilter()->clear();
+        pane.groupFilter()->clear();
 
         selectFolder(outline, DemoTree::kIntranet);
         showTab(pane.userAddressTabs(), "addresses");

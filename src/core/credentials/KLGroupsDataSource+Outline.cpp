@@ -2,6 +2,7 @@
 
 #include "KLFSItem.h"
 #include "KLLog.h"
+#include "KLUsersDataSource.h"
 
 #include <algorithm>
 
@@ -84,6 +85,9 @@ void KLGroupsDataSource::setGroupActive(bool on, KLUserItem* group)
 
 void KLGroupsDataSource::willDisplayCell(KLListView&, KLCell& cell, const std::string& column, KLItem item)
 {
+    // A member shows the icon the users table gives the same user.
+    if (column == kGroupColumn && item && !node(item)->children())
+        cell.imageName = KLUsersDataSource::kUserIcon;
     if (column != kActiveColumn || !item)
         return;
     if (node(item)->children()) {

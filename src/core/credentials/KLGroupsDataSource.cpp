@@ -398,24 +398,34 @@ KLDragOperation KLGroupsDataSource::validateDrop(KLListView&, const KLPasteboard
     return KLDragOperation::None;
 }
 
-bool KLGroupsDataSource::acceptDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item, int childIndex)
+std::optional<std::string> KLGroupsDataSource::droppedMember(const KLPasteboard& pasteboard, KLItem item) const
 {
     std::optional<std::string> dragged = pasteboard.stringForType(KLPasteboard::kFendrelUserType);
     KLUserItem* group = node(item);
     if (!dragged || !group || !group->children())
-        return false;
+        return std::nullopt;
     // The users table sends "name:..."; only the name counts. Other programs
     // can offer the type too: a name that would split the member list or its
     // line is not one of ours.
     std::string name = dragged->substr(0, dragged->find(':'));
     if (name.empty() || KLScanner::containsWhitespaceOrNewline(name))
-        return false;
-    KLUserItem::Children& members = *group->children();
+        return std::nullopt;
+    const KLUserItem::Children& members = *group->children();
     if (std::any_of(members.begin(), members.end(), [&](const auto& member) { return member->value() == name; }))
+        return std::nullopt;
+    return name;
+}
+
+bool KLGroupsDataSource::acceptDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item, int childIndex)
+{
+    std::optional<std::string> name = droppedMember(pasteboard, item);
+    if (!name)
         return false;
+    KLUserItem* group = node(item);
+    KLUserItem::Children& members = *group->children();
     std::size_t index = std::clamp<std::size_t>(static_cast<std::size_t>(std::max(childIndex, 0)), 0, members.size());
     members.insert(members.begin() + static_cast<std::ptrdiff_t>(index),
-                   KLUserItem::itemWithValue(name, group, std::nullopt));
+                   KLUserItem::itemWithValue(*name, group, std::nullopt));
     view.reloadData();
     writeGroupfile();
     return true;

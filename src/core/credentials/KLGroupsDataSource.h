@@ -95,6 +95,9 @@ public:
     KLDragOperation validateDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item,
                                  int childIndex) override;
     bool acceptDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item, int childIndex) override;
+    // The member a drop of `pasteboard` on `item` adds, or nothing when the
+    // drop is refused (not a group, a foreign name, already a member).
+    std::optional<std::string> droppedMember(const KLPasteboard& pasteboard, KLItem item) const;
 
 private:
     static KLUserItem* node(KLItem item) { return static_cast<KLUserItem*>(item); }

@@ -5,6 +5,7 @@
 #include "KLCollectionExtensions.h"
 #include "KLGroupsDataSource.h"
 #include "KLListView.h"
+#include "KLPasteboard.h"
 #include "KLScanner.h"
 #include "KLStringExtensions.h"
 #include "KLTextField.h"
@@ -327,4 +328,38 @@ void FendrelPref::groupClick(void*)
     else
         o_.groupDeleteButton->setToolTip(stringWithFormat(kMemberToolTip, node->value().c_str(),
                                                           node->parent() ? node->parent()->value().c_str() : ""));
+}
+
+bool FendrelPref::userDragToGroup(int groupIndex, KLPasteboard& pasteboard, KLUserItem*& group) const
+{
+    if (!users_ || !groups_ || !o_.userTable || !o_.groupOutline)
+        return false;
+    KLUserItem::Children& list = groups_->rootArray();
+    if (groupIndex < 0 || static_cast<std::size_t>(groupIndex) >= list.size())
+        return false;
+    group = list[static_cast<std::size_t>(groupIndex)].get();
+    if (!users_->writeRows(*o_.userTable, {o_.userTable->selectedRow()}, pasteboard))
+        return false;
+    return groups_->validateDrop(*o_.groupOutline, pasteboard, group, -1) != KLDragOperation::None &&
+           groups_->droppedMember(pasteboard, group);
+}
+
+bool FendrelPref::canAddUserToGroup(int groupIndex) const
+{
+    KLPasteboard pasteboard;
+    KLUserItem* group = nullptr;
+    return userDragToGroup(groupIndex, pasteboard, group);
+}
+
+bool FendrelPref::addUserToGroup(int groupIndex)
+{
+    KLPasteboard pasteboard;
+    KLUserItem* group = nullptr;
+    if (!userDragToGroup(groupIndex, pasteboard, group))
+        return false;
+    // A drop on the group's row: the member goes first, as when dragged.
+    if (!groups_->acceptDrop(*o_.groupOutline, pasteboard, group, -1))
+        return false;
+    o_.groupOutline->expandItem(group);
+    return true;
 }

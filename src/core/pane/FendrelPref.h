@@ -23,8 +23,10 @@ class KLFSDataSource;
 class KLFSItem;
 class KLFileWatcher;
 class KLGroupsDataSource;
+class KLPasteboard;
 class KLSUController;
 class KLTimer;
+class KLUserItem;
 class KLUsersDataSource;
 
 // The host's answer to shouldUnselect(): leave now, stay, or wait for
@@ -217,6 +219,12 @@ public:
     void deleteGroup(void* sheet, int returnCode, void* contextInfo);
     void userClick(void* sender);
     void groupClick(void* sender);
+    // "Add to Group" (menu and keyboard): the selected user joins group
+    // `groupIndex` (groupArray order) as a drop of its row on the group's
+    // row does, with the same checks; false when that drop is refused.
+    bool addUserToGroup(int groupIndex);
+    // Whether addUserToGroup would be taken: the menu offers only these.
+    bool canAddUserToGroup(int groupIndex) const;
 
     // Folders.
     void setAddressViewsForItem(KLFSItem* item);
@@ -251,6 +259,9 @@ protected:
     KLInvocation heldBackAction(const std::string& selector, KLPlist argument);
     void storeAddresses();
     void runUserSheet(const std::string& firstResponder);
+    // The drag of the selected user's row onto group `groupIndex`, when the
+    // groups source would take it.
+    bool userDragToGroup(int groupIndex, KLPasteboard& pasteboard, KLUserItem*& group) const;
     void rebuildFolderTree();
     std::shared_ptr<KLApacheController> defaultApacheController() const;
     void watchShownFolders();
