@@ -2,7 +2,7 @@
 BUILD := build
 DEPS_STAMP := $(BUILD)/.deps-installed
 
-.PHONY: all run test bench deps configure build clean screenshots demo fuzz
+.PHONY: all run test bench deps configure build clean screenshots demo fuzz package package-test
 
 all: build
 
@@ -48,5 +48,27 @@ fuzz: deps
 	cmake --build $(FUZZ_BUILD) -j2
 	scripts/fuzz $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
+# The Debian package fendrel_<version>_<arch>.deb, from a build of its own
+# for /usr with Debian's hardening flags.
+PKG_BUILD := build-package
+package: deps
+	@test -f $(PKG_BUILD)/CMakeCache.txt || { export DEB_BUILD_MAINT_OPTIONS=hardening=+all; \
+	  CFLAGS="$$(dpkg-buildflags --get CFLAGS) $$(dpkg-buildflags --get CPPFLAGS)" \
+	  CXXFLAGS="$$(dpkg-buildflags --get CXXFLAGS) $$(dpkg-buildflags --get CPPFLAGS)" \
+	  LDFLAGS="$$(dpkg-buildflags --get LDFLAGS)" \
+	  cmake -S . -B $(PKG_BUILD) -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr \
+	    -DFENDREL_PACKAGED=ON -DFENDREL_BUILD_TESTS=OFF -DFENDREL_BUILD_BENCH=OFF; }
+	cmake --build $(PKG_BUILD) -j2
+	cd $(PKG_BUILD) && cpack
+	appstreamcli validate --no-net resources/com.quillmoor.fendrel.metainfo.xml
+	cp $(PKG_BUILD)/fendrel_*.deb .
+	lintian --fail-on error fendrel_*.deb
+
+# Installs the package into a fresh Debian 12 root (debootstrap, cached in
+# $(PKG_BUILD)/debian12.tar), runs it there, removes it and checks that
+# nothing is left. Needs root.
+package-test: package
+	scripts/package-test $(PKG_BUILD) fendrel_*.deb
+
 clean:
-	rm -rf $(BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(FUZZ_BUILD) $(PKG_BUILD) fendrel_*.deb

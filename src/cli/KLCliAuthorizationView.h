@@ -17,6 +17,7 @@ public:
     void updateStatus() override;
     bool isAuthorized() const override { return authorization_.holdsRights(); }
     void deauthorize() override;
+    void askForRights() override { authorize(true); }
 
     // Opens the lock as a click on it would; true when the rights are held.
     bool authorize(bool allowUserInteraction);

@@ -193,6 +193,7 @@ void FendrelPane::connectApacheActions()
     onClick(page->configCheckButton(), [](KLApacheController& apache) { apache.checkApacheConfig(); });
     onClick(page->logDisplayButton(), [](KLApacheController& apache) { apache.displayLog(); });
     onClick(page->webcheckButton(), [](KLApacheController& apache) { apache.webcheck(); });
+    onClick(accessNoticeButton_, [](KLApacheController& apache) { apache.fixServerProblem(); });
 }
 
 void FendrelPane::showFolderMenu(const QPoint& where)

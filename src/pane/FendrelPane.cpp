@@ -51,7 +51,9 @@ FendrelPane::FendrelPane(QWidget* parent) : QWidget(parent)
 
     tabs_ = new QTabWidget;
     tabs_->setObjectName("tabs");
-    tabs_->addTab(makeAccessTab(), kAccessTabTitle);
+    QWidget* accessTab = makeAccessTab();
+    accessTab->layout()->addWidget(makeServerNoticeLine());
+    tabs_->addTab(accessTab, kAccessTabTitle);
     tabs_->addTab(makeOptionsTab(), kOptionsTabTitle);
     // Third, because that is where the controller puts the web server tab
     // back when the server is local again.
@@ -95,6 +97,26 @@ QWidget* FendrelPane::makeStatusLine()
     layout->setContentsMargins(4, 0, 4, 0);
     layout->addWidget(fendrelStatus_, 1);
     layout->addWidget(help);
+    return line;
+}
+
+// The bottom line of the access tab: what keeps Apache from serving the
+// protected folders, with the button that fixes it. The web server
+// controller fills it in; hidden while all is well.
+QWidget* FendrelPane::makeServerNoticeLine()
+{
+    auto* line = new QWidget;
+    accessNotice_ = new QLabel;
+    accessNotice_->setObjectName("accessNotice");
+    accessNotice_->setWordWrap(true);
+    accessNotice_->hide();
+    accessNoticeButton_ = new QPushButton;
+    accessNoticeButton_->setObjectName("accessNoticeButton");
+    accessNoticeButton_->hide();
+    auto* layout = new QHBoxLayout(line);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(accessNotice_, 1);
+    layout->addWidget(accessNoticeButton_);
     return line;
 }
 
@@ -163,6 +185,8 @@ void FendrelPane::makeOutlets()
     o.workspace = keep(std::make_shared<QtWorkspace>());
 
     apacheOutlets_ = apachePage_->outlets(o.workspace);
+    apacheOutlets_.accessNotice = keep(std::make_shared<QtTextField>(accessNotice_));
+    apacheOutlets_.accessNoticeButton = keep(std::make_shared<QtButton>(accessNoticeButton_));
     o.apache = &apacheOutlets_;
     swuOutlets_ = updatePanel_->outlets(o.alerts, o.workspace);
     o.swu = &swuOutlets_;

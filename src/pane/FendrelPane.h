@@ -14,6 +14,7 @@ class FendrelPref;
 class KLApacheController;
 
 class KLApachePage;
+class QPushButton;
 class KLButtonCell;
 class KLFilterField;
 class KLHelpWindow;
@@ -80,6 +81,7 @@ private:
     QWidget* makeOptionsTab();
     QWidget* makeAboutTab();
     QWidget* makeStatusLine();
+    QWidget* makeServerNoticeLine();
     void makeOutlets();
     void connectActions();
     void connectAccessActions();
@@ -125,6 +127,8 @@ private:
     QProgressBar* versionCheckProgress_ = nullptr;
     QLabel* lastCheckText_ = nullptr;
     QLabel* fendrelStatus_ = nullptr;
+    QLabel* accessNotice_ = nullptr;
+    QPushButton* accessNoticeButton_ = nullptr;
     KLUserSheet* userSheet_ = nullptr;
     KLHelpWindow* helpWindow_ = nullptr;
     KLUpdatePanel* updatePanel_ = nullptr;

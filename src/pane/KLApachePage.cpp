@@ -100,7 +100,13 @@ KLApachePage::KLApachePage(QWidget* parent) : QWidget(parent)
     lockButton_ = named(new QToolButton, "authView");
     authView_ = std::make_unique<QtAuthorizationView>(lockButton_);
 
+    // What keeps the server from serving the protected folders, first thing.
+    serverNotice_ = named(new QLabel, "serverNotice");
+    serverNotice_->setWordWrap(true);
+    serverNotice_->hide();
+
     auto* layout = new QVBoxLayout(this);
+    layout->addWidget(serverNotice_);
     layout->addWidget(serverBox);
     layout->addWidget(logBox);
     layout->addWidget(repairBox);
@@ -122,6 +128,7 @@ KLApachePage::KLApachePage(QWidget* parent) : QWidget(parent)
     outlets_.logDisplayButton = keep(std::make_shared<QtButton>(logDisplayButton_));
     outlets_.webcheckButton = keep(std::make_shared<QtButton>(webcheckButton_));
     outlets_.moduleProblems = keep(std::make_shared<QtTextField>(moduleProblems_));
+    outlets_.serverNotice = keep(std::make_shared<QtTextField>(serverNotice_));
     outlets_.authView = authView_.get();
 
     // Nothing can be done before the lock is open and logs are found.

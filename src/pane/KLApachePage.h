@@ -38,6 +38,7 @@ public:
     QComboBox* logPicker() const { return logPicker_; }
     QPlainTextEdit* configErrorView() const { return configErrorView_; }
     QLabel* moduleProblems() const { return moduleProblems_; }
+    QLabel* serverNotice() const { return serverNotice_; }
     QtAuthorizationView* authorizationView() const { return authView_.get(); }
 
 private:
@@ -51,6 +52,7 @@ private:
     QPushButton* logDisplayButton_;
     QPushButton* webcheckButton_;
     QLabel* moduleProblems_;
+    QLabel* serverNotice_;
     QToolButton* lockButton_;
 
     std::unique_ptr<QtAuthorizationView> authView_;

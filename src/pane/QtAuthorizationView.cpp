@@ -41,6 +41,12 @@ void QtAuthorizationView::deauthorize()
         tell();
 }
 
+void QtAuthorizationView::askForRights()
+{
+    if (!authorized_)
+        ask(true);
+}
+
 void QtAuthorizationView::clicked()
 {
     if (asking_)

@@ -23,6 +23,7 @@ public:
     void updateStatus() override;
     bool isAuthorized() const override { return authorized_; }
     void deauthorize() override;
+    void askForRights() override;
 
     // The program asked for the rights (pkcheck's command line).
     void setPkcheckPath(std::string path) { pkcheckPath_ = std::move(path); }

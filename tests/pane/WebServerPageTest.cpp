@@ -120,8 +120,15 @@ TEST_F(WebServerPageTest, ModulesThatAreOffAreNamedAndRepairTurnsThemOn)
 
 TEST_F(WebServerPageTest, StartAndStopGoThroughTheHelperAndTheStatusFollows)
 {
+    // At once, before the first poll: both tabs say the server is stopped,
+    // and the access tab's button starts it.
+    auto* notice = pane().findChild<QLabel*>("accessNotice");
+    EXPECT_TRUE(notice->text().startsWith("Apache is stopped")) << notice->text().toStdString();
+    EXPECT_FALSE(notice->isHidden());
+    EXPECT_EQ(page().serverNotice()->text(), notice->text());
     openLock();
-    page().toggleButton()->click();
+    pane().findChild<QPushButton*>("accessNoticeButton")->click();
+    EXPECT_FALSE(notice->text().startsWith("Apache is stopped"));
     ASSERT_EQ(helper->runs.size(), 1u);
     EXPECT_EQ(helper->runs[0], (std::vector<std::string>{"-operation", "ctl", "-data", "start"}));
     EXPECT_EQ(page().toggleButton()->text(), "Stop Apache");

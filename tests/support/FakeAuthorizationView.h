@@ -15,6 +15,7 @@ public:
         tell();
     }
     bool isAuthorized() const override { return authorized; }
+    void askForRights() override { ++rightsRequests; }
     void deauthorize() override
     {
         ++deauthorizations;
@@ -32,6 +33,7 @@ public:
     bool authorized = false;
     int statusUpdates = 0;
     int deauthorizations = 0;
+    int rightsRequests = 0;
 
 private:
     void tell()

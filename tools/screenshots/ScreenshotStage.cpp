@@ -106,7 +106,9 @@ std::shared_ptr<KLApacheController> ScreenshotStage::makeApacheController()
     auto apache = std::make_shared<KLApacheController>(std::shared_ptr<KLHelperTool>());
     apache->setControlProgram(base_ + "/configtest");
     apache->setProcessName(kServerName);
-    apache->setProcessLister([] { return std::vector<std::string>{"init", kServerName}; });
+    apache->setProcessLister([this] {
+        return running_ ? std::vector<std::string>{"init", kServerName} : std::vector<std::string>{"init"};
+    });
     return apache;
 }
 
@@ -141,6 +143,32 @@ void ScreenshotStage::serveSite()
         } catch (const KLSocketException&) {
         }
     }
+}
+
+void ScreenshotStage::setServer(bool running, bool ignoresAccessFiles)
+{
+    namespace fs = std::filesystem;
+    running_ = running;
+    KLAtomicFile::write(base_ + "/apache2.conf", std::string("<Directory />\n\tAllowOverride ") +
+                                                     (ignoresAccessFiles ? "None" : "All") + "\n</Directory>\n");
+    fs::create_directories(base_ + "/mods-available");
+    fs::create_directories(base_ + "/mods-enabled");
+    // As installed, Debian leaves the last two off.
+    for (const std::string module : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host",
+                                     "access_compat", "authz_groupfile", "userdir"}) {
+        const std::string load = base_ + "/mods-enabled/" + module + ".load";
+        if (ignoresAccessFiles && (module == "authz_groupfile" || module == "userdir"))
+            fs::remove(load);
+        else
+            KLAtomicFile::write(load, "");
+    }
+    if (KLApacheController* apache = window_->pane()->controller()->apache()) {
+        apache->disable();
+        apache->enable();
+        apache->showModuleProblems();
+        apache->checkApacheStatus();
+    }
+    settle();
 }
 
 void ScreenshotStage::settle()

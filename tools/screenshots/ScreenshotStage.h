@@ -27,6 +27,12 @@ public:
     bool setUp(QString& error);
     FendrelHostWindow& window() { return *window_; }
 
+    // The server as a first run may find it: running or stopped, its
+    // configuration obeying or ignoring access files (AllowOverride None,
+    // authz_groupfile and userdir off, as Debian installs it). The window is
+    // told at once.
+    void setServer(bool running, bool ignoresAccessFiles);
+
     // Lets queued work and painting happen.
     static void settle();
     // The window as shown, with an open sheet drawn on it as the desktop
@@ -42,6 +48,7 @@ private:
 
     std::string base_;
     std::string root_;
+    bool running_ = true;
     std::unique_ptr<FendrelHostWindow> window_;
     std::unique_ptr<Socket> site_;
     std::atomic<bool> stopping_{false};

@@ -149,6 +149,15 @@ int main(int argc, char** argv)
         ok &= save(stage.shot(), folder, "user-sheet");
         sheet.reject();
         ScreenshotStage::settle();
+
+        // First runs: the access tab's last line and the web server tab say
+        // what keeps the folders from being served, with the fixing button.
+        stage.setServer(false, false);
+        ok &= save(stage.shot(), folder, "first-run-stopped");
+        stage.setServer(true, true);
+        ok &= save(stage.shot(), folder, "first-run-ignored");
+        showTab(pane.tabs(), "apache");
+        ok &= save(stage.shot(), folder, "first-run-ignored-web-server");
     }
     KLRunLoop::setMain(nullptr);
     return ok ? 0 : 1;

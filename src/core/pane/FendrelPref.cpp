@@ -22,6 +22,12 @@ FendrelPref* g_sharedInstance = nullptr;
 
 constexpr const char* kErrorsResource = "errors";
 
+#ifdef FENDREL_PACKAGED
+constexpr bool kChecksForUpdatesByDefault = false; // updates come through the package manager
+#else
+constexpr bool kChecksForUpdatesByDefault = true;
+#endif
+
 // The error table: an array of message strings. Anything else leaves it empty.
 std::vector<std::string> loadErrorTable(const KLBundle& bundle)
 {
@@ -71,7 +77,7 @@ KLPlist::Dictionary FendrelPref::registeredDefaults()
     std::string desktop = std::string(home ? home : "") + "/Desktop";
     return {
         {"Address Array", KLPlist::stringArray({"127.0.0.1"})},
-        {"Check for Updates", true},
+        {"Check for Updates", kChecksForUpdatesByDefault},
         {"Should Discover Addresses", true},
         {"Show Delete Dialog", true},
         {"User Delete Dialog", true},

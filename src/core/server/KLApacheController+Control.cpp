@@ -15,6 +15,9 @@
 #include "KLUserDefaults.h"
 
 #include <algorithm>
+#include <utility>
+
+#include <unistd.h>
 
 namespace {
 
@@ -71,9 +74,53 @@ void KLApacheController::webcheck()
     for (const std::string& module : missingModules())
         enabled |= webcheckWithArgs({"-operation", "module", "-data", module}) == 0;
     showModuleProblems();
+    ignoresAccessFiles_ = needsRepair();
     checkApacheStatus();
     if (isGraceful_ || (enabled && isApacheRunning_))
         apachectl("graceful");
+}
+
+bool KLApacheController::isApacheInstalled() const
+{
+    return ::access(controlProgram_.c_str(), X_OK) == 0;
+}
+
+void KLApacheController::showServerNotice(bool running)
+{
+    serverNotice_ = KLServerNotice::forServer(isApacheInstalled(), running, ignoresAccessFiles_);
+    const bool hidden = serverNotice_.text.empty() || !isEnabled();
+    for (KLTextField* field : {outlets_.serverNotice, outlets_.accessNotice}) {
+        if (!field)
+            continue;
+        setStatus(field, serverNotice_.text, kApacheNotConfigured);
+        field->setHidden(hidden);
+    }
+    if (KLButton* button = outlets_.accessNoticeButton) {
+        button->setTitle(serverNotice_.actionTitle);
+        button->setHidden(hidden || serverNotice_.action == KLServerNotice::Action::None);
+    }
+}
+
+void KLApacheController::fixServerProblem()
+{
+    // The button works with the lock closed: it opens it first, and acts
+    // once the rights are held.
+    if (serverNotice_.action != KLServerNotice::Action::None && outlets_.authView &&
+        !outlets_.authView->isAuthorized()) {
+        fixOnAuthorization_ = true;
+        outlets_.authView->askForRights();
+        return;
+    }
+    switch (serverNotice_.action) {
+    case KLServerNotice::Action::StartApache:
+        apachectl("start");
+        break;
+    case KLServerNotice::Action::RepairConfiguration:
+        webcheck();
+        break;
+    case KLServerNotice::Action::None:
+        break;
+    }
 }
 
 void KLApacheController::apachectl(const std::string& command)
@@ -124,8 +171,13 @@ void KLApacheController::toggleGraceful(const KLButton& sender)
 
 void KLApacheController::checkApacheStatus()
 {
+    setApacheState(serverIsRunning() ? 1 : 0);
+}
+
+bool KLApacheController::serverIsRunning() const
+{
     const std::vector<std::string> names = processLister_();
-    setApacheState(std::find(names.begin(), names.end(), processName_) != names.end() ? 1 : 0);
+    return std::find(names.begin(), names.end(), processName_) != names.end();
 }
 
 void KLApacheController::setApacheState(int state)
@@ -138,12 +190,14 @@ void KLApacheController::setApacheState(int state)
         setEnabled(outlets_.restartButton, authorized);
         setEnabled(outlets_.gracefulSwitch, authorized);
         setStatus(apacheStatus_, kRunningStatus, kStatusFine);
+        showServerNotice(true);
     } else if (state == 0) {
         if (outlets_.toggleButton)
             outlets_.toggleButton->setTitle(kStartTitle);
         setEnabled(outlets_.restartButton, false);
         setEnabled(outlets_.gracefulSwitch, false);
         setStatus(apacheStatus_, kStoppedStatus, kApacheNotRunning);
+        showServerNotice(false);
     }
 }
 
@@ -168,9 +222,12 @@ void KLApacheController::enable()
 {
     if (apacheT_)
         return;
-    // The first check comes one interval after enabling.
+    // The first check comes one interval after enabling; what is wrong with
+    // the server is said at once.
     apacheT_ = KLRunLoop::main().scheduleRepeating(KLUserDefaults::standardUserDefaults().doubleForKey(kCheckIntervalKey),
                                                    [this] { checkApacheStatus(); });
+    ignoresAccessFiles_ = needsRepair();
+    showServerNotice(serverIsRunning());
 }
 
 void KLApacheController::disable()
@@ -180,6 +237,7 @@ void KLApacheController::disable()
     if (apacheT_)
         apacheT_->cancel();
     apacheT_.reset();
+    showServerNotice(isApacheRunning_); // hides it: a disabled controller says nothing
 }
 
 void KLApacheController::authorizationViewDidAuthorize(KLAuthorizationView&)
@@ -188,6 +246,8 @@ void KLApacheController::authorizationViewDidAuthorize(KLAuthorizationView&)
     setEnabled(outlets_.webcheckButton, true);
     setEnabled(outlets_.restartButton, isApacheRunning_);
     setEnabled(outlets_.gracefulSwitch, isApacheRunning_);
+    if (std::exchange(fixOnAuthorization_, false))
+        fixServerProblem();
 }
 
 void KLApacheController::authorizationViewDidDeauthorize(KLAuthorizationView&)
@@ -196,4 +256,5 @@ void KLApacheController::authorizationViewDidDeauthorize(KLAuthorizationView&)
     setEnabled(outlets_.restartButton, false);
     setEnabled(outlets_.gracefulSwitch, false);
     setEnabled(outlets_.webcheckButton, false);
+    fixOnAuthorization_ = false;
 }

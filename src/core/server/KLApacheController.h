@@ -4,6 +4,7 @@
 #include "KLAuthorizationView.h"
 #include "KLConfParser.h"
 #include "KLRunLoop.h"
+#include "KLServerNotice.h"
 
 #include <cstdint>
 #include <functional>
@@ -90,6 +91,12 @@ public:
     // Whether a repair would change either configuration file or turn a
     // module on; changes nothing on disk.
     bool needsRepair();
+    // What the window says about the server now, and its action (the
+    // access tab's button), which starts Apache or repairs the configuration.
+    const KLServerNotice& serverNotice() const { return serverNotice_; }
+    void fixServerProblem();
+    // Whether the server's control program is installed.
+    bool isApacheInstalled() const;
     // Whether the last repair changed the configuration or turned a module on.
     bool lastRepairChanged() const { return lastRepairChanged_; }
 
@@ -136,6 +143,8 @@ private:
     void listLogDirectory(const std::string& dir);
     std::vector<KLAuthorizationRight> authorizationRights() const;
     void setStatus(KLTextField* field, const std::string& text, const std::string& statusName);
+    void showServerNotice(bool running);
+    bool serverIsRunning() const;
 
     std::string tabIdentifier_ = kTabIdentifier;
     KLApacheControllerOutlets outlets_;
@@ -147,6 +156,9 @@ private:
     std::vector<std::shared_ptr<KLTimer>> rechecks_; // the status checks after a command
     bool isGraceful_ = true;
     bool lastRepairChanged_ = false;
+    bool ignoresAccessFiles_ = false; // needsRepair(), as of enabling or the last repair
+    KLServerNotice serverNotice_;
+    bool fixOnAuthorization_ = false; // the notice's button waits for the lock to open
     bool errorPanelIsVisible_ = false;
     std::vector<std::string> validCommands_;
     std::map<std::string, std::string> colors_;

@@ -21,6 +21,12 @@ struct KLApacheControllerOutlets
     KLButton* logDisplayButton = nullptr;
     KLButton* webcheckButton = nullptr;
     KLTextField* moduleProblems = nullptr; // what the repair would still fix; hidden when nothing
+    // Why Apache cannot serve the protected folders yet (KLServerNotice):
+    // a line in this tab, and a line with its one fixing button at the
+    // bottom of the access tab. Hidden when there is nothing to say.
+    KLTextField* serverNotice = nullptr;
+    KLTextField* accessNotice = nullptr;
+    KLButton* accessNoticeButton = nullptr;
     KLAuthorizationView* authView = nullptr;
     KLWorkspace* workspace = nullptr;
 };

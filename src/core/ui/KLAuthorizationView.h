@@ -34,5 +34,7 @@ public:
     virtual void updateStatus() = 0;
     // Whether the rights are held now (the lock is open).
     virtual bool isAuthorized() const = 0;
+    // Opens the lock as a click on it would; the delegate hears the answer.
+    virtual void askForRights() = 0;
     virtual void deauthorize() = 0;
 };

@@ -167,7 +167,8 @@ TEST_F(ApacheControlTest, PollingRunsWhileEnabled)
     controller.enable();
     controller.enable();
     EXPECT_TRUE(controller.isEnabled());
-    EXPECT_EQ(listings, 0) << "the first check comes one interval later";
+    EXPECT_EQ(listings, 1) << "one look for the notice at once";
+    EXPECT_EQ(status.stringValue(), "") << "the status line's first check comes one interval later";
     ASSERT_TRUE(loop->runUntil([&] { return listings >= 5; }, 10));
     authView.setAuthorized(true);
     controller.disable();
@@ -280,6 +281,58 @@ TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningSe
     EXPECT_TRUE(helper->calls.empty()) << "nothing to turn on (userdir only with a personal web folder), no restart";
     EXPECT_FALSE(controller.lastRepairChanged());
     EXPECT_TRUE(problems.isHidden());
+}
+
+// At once, in the web server tab and the access tab's line: the first of
+// missing, stopped, ignoring access files, with the button that fixes it.
+TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt)
+{
+    struct Row
+    {
+        bool installed, running;
+        const char* conf;
+        const char* text;     // the notice begins so; empty: hidden
+        const char* button;   // empty: hidden
+        const char* operation; // what the button asks of the helper
+    };
+    const char* ignored = "<Directory />\nAllowOverride None\n</Directory>\n";
+    const char* obeyed = "<Directory />\nAllowOverride All\n</Directory>\n";
+    const Row rows[] = {
+        {false, false, ignored, "Apache is not installed", "", ""},
+        {true, false, ignored, "Apache is stopped", "Start Apache", "ctl"},
+        {true, true, ignored, "Apache ignores the access files", "Repair Configuration", "webcheck"},
+        {true, true, obeyed, "", "", ""},
+    };
+    FakeTextField serverNotice, accessNotice;
+    FakeButton accessButton;
+    outlets.serverNotice = &serverNotice;
+    outlets.accessNotice = &accessNotice;
+    outlets.accessNoticeButton = &accessButton;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        dir.write("httpd.conf", row.conf);
+        processes = row.running ? std::vector<std::string>{"httpd"} : std::vector<std::string>{};
+        KLApacheController& controller = makeAwake();
+        controller.setControlProgram(row.installed ? script("apachectl", "exit 0") : dir.path() + "/none");
+        controller.enable();
+        for (FakeTextField* field : {&serverNotice, &accessNotice}) {
+            EXPECT_EQ(field->isHidden(), !*row.text);
+            EXPECT_EQ(field->stringValue().rfind(row.text, 0), 0u) << field->stringValue();
+        }
+        EXPECT_EQ(accessButton.isHidden(), !*row.button);
+        EXPECT_EQ(accessButton.title(), row.button);
+        // With the lock closed the button asks for the rights and acts once they come.
+        helper->calls.clear();
+        authView.rightsRequests = 0;
+        controller.fixServerProblem();
+        EXPECT_TRUE(helper->calls.empty());
+        EXPECT_EQ(authView.rightsRequests, *row.operation ? 1 : 0);
+        authView.setAuthorized(true);
+        EXPECT_EQ(helper->calls.empty() ? "" : helper->calls[0][1], row.operation);
+        authView.setAuthorized(false);
+        controller.disable();
+        EXPECT_TRUE(serverNotice.isHidden() && accessNotice.isHidden() && accessButton.isHidden());
+    }
 }
 
 TEST_F(ApacheControlTest, PendingRechecksDieWithTheController)
