@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -179,12 +180,17 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
             return true;
         };
     };
-    auto endsWith = [](std::string end) { return [end](const std::string& text) { return text.ends_with(end); }; };
+    auto endsWith = [](std::vector<std::string> ends) {
+        return [ends](const std::string& text) {
+            return std::any_of(ends.begin(), ends.end(), [&](const std::string& end) { return text.ends_with(end); });
+        };
+    };
     const std::vector<std::pair<std::string, std::function<bool(const std::string&)>>> files = {
         {root + "/.htusers", lines([](std::string_view l) { return l.find(':') != l.npos && l.find(':') + 14 == l.size(); })},
         {root + "/.htgroups", lines([](std::string_view l) { return l.find(':') != l.npos && l.ends_with(' '); })},
-        {root + "/private/.htaccess", endsWith("Satisfy all\n")},
-        {settings, endsWith("</plist>\n")}};
+        // The managed block ends with its Satisfy line, switched on or off.
+        {root + "/private/.htaccess", endsWith({"\nSatisfy all\n", "\n#Satisfy any\n", "\nSatisfy any\n", "\n#Satisfy all\n"})},
+        {settings, endsWith({"</plist>\n"})}};
     auto command = [](int i) -> std::pair<std::vector<std::string>, std::string> {
         std::string name = "user" + std::to_string(i);
         switch (i % 4) {
