@@ -86,6 +86,18 @@ TEST_P(RepairJudgedTest, TheRepairAloneMakesTheProtectionWork)
     }
     ASSERT_TRUE(apache->start()) << apache->error();
     EXPECT_EQ(apache->status(url), s.before) << apache->errorLog();
+    // verify asks at the folder's place below a root it knows; a personal
+    // folder of another login than this process's is not one of them.
+    auto verify = [&] { return runCli({"--root", root, "verify", "secret"}); };
+    if (!s.personal) {
+        const std::string logs = apache->errorLogPath().substr(0, apache->errorLogPath().rfind('/'));
+        ctl({"settings", "set", "Apache Site Address", "127.0.0.1:" + std::to_string(apache->port())});
+        ctl({"settings", "set", "Override Log Directory", "true"});
+        ctl({"settings", "set", "Apache Log Directory", logs});
+        CliResult before = verify();
+        EXPECT_EQ(before.status, 6) << before.out << before.err;
+        EXPECT_EQ(before.out.find("Invalid command 'AuthGroupFile'") != std::string::npos, s.group) << before.out;
+    }
 
     CliResult repair = runCli({"--json", "server", "repair"}, {}, 90);
     ASSERT_EQ(repair.status, 0) << repair.err;
@@ -93,6 +105,8 @@ TEST_P(RepairJudgedTest, TheRepairAloneMakesTheProtectionWork)
     EXPECT_TRUE(apache->waitForStatus(url, 401, 20)) << apache->errorLog();
     EXPECT_EQ(apache->status(url, "alice", "wonder"), 200);
     EXPECT_EQ(apache->status(url, "bob", "builder"), 401);
+    if (!s.personal)
+        EXPECT_EQ(verify().status, 0);
 
     CliResult again = runCli({"server", "repair"}, {}, 90);
     EXPECT_EQ(again.out, "Nothing to repair: access files already take effect\n") << again.err;
