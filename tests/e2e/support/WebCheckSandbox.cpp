@@ -310,7 +310,7 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
         if (::setgroups(0, nullptr) != 0 || ::setresgid(gid, gid, gid) != 0 ||
             ::setresuid(options.uid, options.uid, options.uid) != 0)
             ::_exit(120);
-        std::string input = options.callerToken ? tokenFor(options.uid) : options.input;
+        std::string input = options.callerToken ? tokenFor(options.tokenUid.value_or(options.uid)) : options.input;
         int pipe[2];
         // Small inputs fit the pipe, so they go in before the tool starts.
         if (::pipe2(pipe, O_CLOEXEC) != 0 ||

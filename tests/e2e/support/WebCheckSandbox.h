@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -103,6 +104,8 @@ public:
         // The caller writes its own token (the one the tool expects from it)
         // instead of input.
         bool callerToken = false;
+        // With callerToken: the uid the token names, when not the caller's.
+        std::optional<uid_t> tokenUid;
     };
     // Runs the tool from a caller process: a child of this process with the
     // caller's ids (after shareWithCaller() when this process is root) that

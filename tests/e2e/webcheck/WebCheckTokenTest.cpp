@@ -80,3 +80,17 @@ TEST_F(WebCheckTokenTest, AHelperWhoseCallerExitedIsRefused)
     }
     EXPECT_FALSE(controlRan());
 }
+
+TEST_F(WebCheckTokenTest, AHelperStartedForAnotherUserThanItsCallerIsRefused)
+{
+    // Root starts the tool as nobody with a token that names nobody: the
+    // token and the tool agree, but the caller runs as someone else.
+    WebCheckSandbox::Options options;
+    options.callerToken = true;
+    options.tokenUid = kNobody;
+    options.wrapper = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+    EXPECT_EQ(kTokenRefused, result.status) << result.err;
+    EXPECT_NE(result.err.find("the caller runs as another user"), std::string::npos) << result.err;
+    EXPECT_FALSE(controlRan());
+}
