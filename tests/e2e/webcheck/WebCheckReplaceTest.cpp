@@ -119,13 +119,17 @@ TEST_F(WebCheckReplaceTest, ConcurrentRepairsTakeTurnsAndOnlyTheFirstFindsItsFil
     EXPECT_EQ((std::vector<std::string>{}), strays(box->confDir(), {WebCheckSandbox::mainConfName(), "users"}));
 }
 
-TEST_F(WebCheckReplaceTest, ReplacementWaitsForTheLock)
+TEST_F(WebCheckReplaceTest, ReplacementWaitsForTheLockButNotForever)
 {
     std::string old = read(box->mainConf());
     std::string data = repairData(box->mainConf());
     int lock = ::open(box->lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_LE(0, lock);
     ASSERT_EQ(0, ::flock(lock, LOCK_EX));
+    auto given = webcheck(kNobody, box->mainConf(), data);
+    EXPECT_EQ(kReplaceFailed, given.status) << "a holder that never lets go: the tool gives up " << given.err;
+    EXPECT_EQ(old, read(box->mainConf()));
+
     int status = -1;
     std::thread writer([&] { status = webcheck(kNobody, box->mainConf(), data).status; });
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
