@@ -105,8 +105,9 @@ TEST_P(RepairJudgedTest, TheRepairAloneMakesTheProtectionWork)
     EXPECT_TRUE(apache->waitForStatus(url, 401, 20)) << apache->errorLog();
     EXPECT_EQ(apache->status(url, "alice", "wonder"), 200);
     EXPECT_EQ(apache->status(url, "bob", "builder"), 401);
-    if (!s.personal)
+    if (!s.personal) {
         EXPECT_EQ(verify().status, 0);
+    }
 
     CliResult again = runCli({"server", "repair"}, {}, 90);
     EXPECT_EQ(again.out, "Nothing to repair: access files already take effect\n") << again.err;

@@ -176,7 +176,7 @@ ApacheSandbox::ApacheSandbox(Setup setup)
         writeConfig();
         std::vector<std::string> argv{kA2enmod, "-q"};
         argv.insert(argv.end(), std::begin(kAccessModules), std::end(kAccessModules));
-        if (!run(argv, {"APACHE_CONFDIR=" + conf_}))
+        if (!run(argv, a2enmodEnvironment()))
             throw std::runtime_error("a2enmod could not enable the access modules in " + conf_);
     }
 }
@@ -294,9 +294,16 @@ std::string ApacheSandbox::controlProgram() const
     return path;
 }
 
+std::vector<std::string> ApacheSandbox::a2enmodEnvironment() const
+{
+    // a2enmod keeps records of what it enabled: in the sandbox, never in the
+    // machine's /var/lib/apache2.
+    return {"APACHE_CONFDIR=" + conf_, "APACHE_STATE_DIRECTORY=" + root_ + "/state"};
+}
+
 bool ApacheSandbox::enableModule(const std::string& name) const
 {
-    return run({kA2enmod, "-q", name}, {"APACHE_CONFDIR=" + conf_}).has_value();
+    return run({kA2enmod, "-q", name}, a2enmodEnvironment()).has_value();
 }
 
 bool ApacheSandbox::isModuleEnabled(const std::string& name) const
@@ -344,7 +351,7 @@ void ApacheSandbox::makeReadable() const
             addPermissions(p, fs::perms::others_exec);
     }
     std::error_code ec;
-    for (const std::string tree : {root_ + "/www", root_ + "/home"}) {
+    for (const std::string& tree : {root_ + "/www", root_ + "/home"}) {
         addPermissions(tree, fs::perms::others_read | fs::perms::others_exec);
         for (auto it = fs::recursive_directory_iterator(tree, ec); !ec && it != fs::recursive_directory_iterator();
              it.increment(ec)) {

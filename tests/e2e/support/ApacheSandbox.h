@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 #include <sys/types.h>
 
 // A private Apache for end-to-end tests, built from the machine's own
@@ -105,6 +106,7 @@ public:
 
 private:
     void copyInstalledConfiguration();
+    std::vector<std::string> a2enmodEnvironment() const;
     void rewrite(const std::string& file, const std::string& from, const std::string& to) const;
     bool launch();
     bool waitForPort(double seconds);

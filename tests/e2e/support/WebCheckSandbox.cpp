@@ -220,7 +220,10 @@ void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::stri
     std::filesystem::remove_all(confDir());
     std::filesystem::create_directory_symlink(serverRoot, confDir());
     setControlProgram("echo \"args: $*\" >> " + quoted(controlLog()) + "\nexec " + quoted(controlProgram) + " \"$@\"\n");
-    writeFile(path_ + "/a2enmod", "#!/bin/sh\nAPACHE_CONFDIR=" + quoted(serverRoot) + " exec /usr/sbin/a2enmod \"$@\"\n",
+    // a2enmod keeps its own records beside the configuration, not in the machine's.
+    writeFile(path_ + "/a2enmod",
+              "#!/bin/sh\nAPACHE_CONFDIR=" + quoted(serverRoot) + " APACHE_STATE_DIRECTORY=" + quoted(serverRoot + "/state") +
+                  " exec /usr/sbin/a2enmod \"$@\"\n",
               0755);
 }
 
