@@ -59,6 +59,12 @@ CliProcess::CliProcess(const std::vector<std::string>& args, const std::string& 
 
 void CliProcess::send(const std::string& text)
 {
+    // A run that ends without reading its input must not take the test down
+    // with SIGPIPE: the signal is held for this thread and then discarded.
+    sigset_t brokenPipe, old;
+    ::sigemptyset(&brokenPipe);
+    ::sigaddset(&brokenPipe, SIGPIPE);
+    ::pthread_sigmask(SIG_BLOCK, &brokenPipe, &old);
     // Small inputs fit the pipe.
     std::size_t written = 0;
     while (inFd_ >= 0 && written < text.size()) {
@@ -67,6 +73,10 @@ void CliProcess::send(const std::string& text)
             break;
         written += static_cast<std::size_t>(n);
     }
+    const timespec now{};
+    while (::sigtimedwait(&brokenPipe, nullptr, &now) == SIGPIPE) {
+    }
+    ::pthread_sigmask(SIG_SETMASK, &old, nullptr);
 }
 
 void CliProcess::finishInput(const std::string& text)
