@@ -65,8 +65,8 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
     std::optional<std::string> path = groupsFilePath();
     if (!path)
         return emptyRoot();
-    diskText_.clear();
-    diskStamp_ = KLFileStamp::of(*path);
+    const KLFileStamp stamp = KLFileStamp::of(*path);
+    disk_.remember({}, stamp);
     if (!fileExists(*path))
         return emptyRoot();
     std::optional<std::string> text = KLTextFile::readEditable(*path);
@@ -78,7 +78,7 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
     }
     KLNameSet known(users);
     auto root = parseGroups(*text, [&known](const std::string& name) { return known.contains(name); });
-    diskText_ = std::move(*text);
+    disk_.remember(std::move(*text), stamp);
     return root;
 }
 
@@ -168,31 +168,27 @@ bool KLGroupsDataSource::writeGroupfile()
         KLPaneContext::reportFileNotWritten(*path, KLAtomicFile::lastReason());
         return false;
     }
-    diskText_ = std::move(text);
-    diskStamp_ = KLFileStamp::of(*path);
+    disk_.remember(std::move(text), KLFileStamp::of(*path));
     KLNotificationCenter::defaultCenter().post(kGroupsFileDidChange, this);
     return true;
 }
 
 bool KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
 {
-    // A file that went away is written again from the groups as they stand.
-    if (!diskStamp_.mayHaveChanged(path) || !fileExists(path))
-        return true;
-    std::optional<std::string> text = KLTextFile::readEditable(path);
-    if (!text) {
+    std::optional<std::string> theirs;
+    if (!disk_.outsideText(path, theirs)) {
         KLPaneContext::reportFileNotWritten(path, KLTextFile::lastError());
         return false;
     }
-    if (*text == diskText_)
+    if (!theirs)
         return true;
     KLLog("Fendrel: the groups file " + path + " was changed by another program; its changes are kept");
     KLPaneContext* pane = KLPaneContext::shared();
     auto isUser = [pane](const std::string& name) { return !pane || pane->hasUser(name); };
-    std::shared_ptr<KLUserItem> theirs = parseGroups(*text, isUser);
-    KLGroupsMerge::mergeInto(*parseGroups(diskText_, isUser), *root_, *theirs);
+    std::shared_ptr<KLUserItem> merged = parseGroups(*theirs, isUser);
+    KLGroupsMerge::mergeInto(*parseGroups(disk_.text(), isUser), *root_, *merged);
     // The outline keeps the root it was given: its groups are replaced.
-    *root_->children() = std::move(*theirs->children());
+    *root_->children() = std::move(*merged->children());
     for (const auto& group : *root_->children())
         group->setParent(root_.get());
     forgetNames();
@@ -202,12 +198,7 @@ bool KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
 bool KLGroupsDataSource::fileChangedOnDisk() const
 {
     std::optional<std::string> path = groupsFilePath();
-    if (!path || !diskStamp_.mayHaveChanged(*path))
-        return false;
-    if (!fileExists(*path))
-        return diskStamp_.exists();
-    std::optional<std::string> text = KLTextFile::readEditable(*path);
-    return text ? unreadableFile_ || *text != diskText_ : !unreadableFile_;
+    return path && disk_.changedOnDisk(*path, unreadableFile_);
 }
 
 const KLNameIndex& KLGroupsDataSource::names(KLNameIndex::Matching matching) const

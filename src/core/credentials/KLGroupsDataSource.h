@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KLFileStamp.h"
+#include "KLDiskCopy.h"
 #include "KLNameIndex.h"
 #include "KLOutlineDataSource.h"
 #include "KLUserItem.h"
@@ -120,8 +120,7 @@ private:
 
     bool unreadableFile_ = false;
     std::string readError_;
-    std::string diskText_; // the file as last read or written here
-    KLFileStamp diskStamp_;
+    KLDiskCopy disk_; // the file as last read or written here
     bool membersIncomplete_ = false;
     mutable std::optional<KLNameIndex> exactNames_;
     mutable std::optional<KLNameIndex> foldedNames_;

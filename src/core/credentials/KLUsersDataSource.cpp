@@ -51,10 +51,8 @@ KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
         *path += KLUserDefaults::standardUserDefaults().stringForKey(kNewFileExtensionKey).value_or("");
     KLFileStamp stamp = KLFileStamp::of(*path);
     if (!fileExists(*path)) {
-        if (!useNewFile) {
-            diskText_.clear();
-            diskStamp_ = stamp;
-        }
+        if (!useNewFile)
+            disk_.remember({}, stamp);
         return {};
     }
     std::optional<std::string> text = KLTextFile::readEditable(*path);
@@ -65,10 +63,8 @@ KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
         return {};
     }
     KLPlist::Array users = parseUsers(*text);
-    if (!useNewFile) {
-        diskText_ = std::move(*text);
-        diskStamp_ = stamp;
-    }
+    if (!useNewFile)
+        disk_.remember(std::move(*text), stamp);
     return users;
 }
 
@@ -140,26 +136,22 @@ bool KLUsersDataSource::writeUserfile()
         KLPaneContext::reportFileNotWritten(*path, KLAtomicFile::lastReason());
         return false;
     }
-    diskText_ = std::move(text);
-    diskStamp_ = KLFileStamp::of(*path);
+    disk_.remember(std::move(text), KLFileStamp::of(*path));
     KLNotificationCenter::defaultCenter().post(kUsersFileDidChange, this);
     return true;
 }
 
 bool KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
 {
-    // A file that went away is written again from the list as it stands.
-    if (!diskStamp_.mayHaveChanged(path) || !fileExists(path))
-        return true;
-    std::optional<std::string> text = KLTextFile::readEditable(path);
-    if (!text) {
+    std::optional<std::string> theirs;
+    if (!disk_.outsideText(path, theirs)) {
         KLPaneContext::reportFileNotWritten(path, KLTextFile::lastError());
         return false;
     }
-    if (*text == diskText_)
+    if (!theirs)
         return true;
     KLLog("Fendrel: the users file " + path + " was changed by another program; its changes are kept");
-    dataArray() = KLUsersMerge::merged(parseUsers(diskText_), dataArray(), parseUsers(*text));
+    dataArray() = KLUsersMerge::merged(parseUsers(disk_.text()), dataArray(), parseUsers(*theirs));
     forgetNames();
     return true;
 }
@@ -167,12 +159,7 @@ bool KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
 bool KLUsersDataSource::fileChangedOnDisk() const
 {
     std::optional<std::string> path = usersFilePath();
-    if (!path || !diskStamp_.mayHaveChanged(*path))
-        return false;
-    if (!fileExists(*path))
-        return diskStamp_.exists();
-    std::optional<std::string> text = KLTextFile::readEditable(*path);
-    return text ? unreadableFile_ || *text != diskText_ : !unreadableFile_;
+    return path && disk_.changedOnDisk(*path, unreadableFile_);
 }
 
 bool KLUsersDataSource::passwordIsTruncated(const std::string& password)

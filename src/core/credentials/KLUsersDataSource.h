@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KLFSItem.h"
-#include "KLFileStamp.h"
+#include "KLDiskCopy.h"
 #include "KLNameIndex.h"
 #include "KLPasswordHash.h"
 #include "KLXDataSource.h"
@@ -109,8 +109,7 @@ private:
     KLPasswordHash passwordHash_;
     bool unreadableFile_ = false;
     std::string readError_;
-    std::string diskText_;  // the file as last read or written here
-    KLFileStamp diskStamp_;
+    KLDiskCopy disk_; // the file as last read or written here
     mutable std::optional<KLNameIndex> exactNames_;
     mutable std::optional<KLNameIndex> foldedNames_;
 };

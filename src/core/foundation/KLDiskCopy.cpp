@@ -1,0 +1,27 @@
+#include "KLDiskCopy.h"
+
+#include "KLFileExtensions.h"
+#include "KLTextFile.h"
+
+bool KLDiskCopy::outsideText(const std::string& path, std::optional<std::string>& theirs) const
+{
+    theirs.reset();
+    if (!stamp_.mayHaveChanged(path) || !fileExists(path))
+        return true;
+    std::optional<std::string> text = KLTextFile::readEditable(path);
+    if (!text)
+        return false;
+    if (*text != text_)
+        theirs = std::move(text);
+    return true;
+}
+
+bool KLDiskCopy::changedOnDisk(const std::string& path, bool wasUnreadable) const
+{
+    if (!stamp_.mayHaveChanged(path))
+        return false;
+    if (!fileExists(path))
+        return stamp_.exists();
+    std::optional<std::string> text = KLTextFile::readEditable(path);
+    return text ? wasUnreadable || *text != text_ : !wasUnreadable;
+}
