@@ -9,8 +9,7 @@
 
 // A pane context whose answers the test sets directly; it registers itself
 // as the shared context for its lifetime and records every callback.
-class FakePaneContext : public KLPaneContext
-{
+class FakePaneContext : public KLPaneContext {
 public:
     FakePaneContext();
     ~FakePaneContext() override;
@@ -32,39 +31,27 @@ public:
 
     void deleteRow(KLListView* view, int row) override { deletedRows.emplace_back(view, row); }
     void userWasDeleted(const std::string& user) override { deletedUsers.push_back(user); }
-    void replaceAddressAtIndex(std::size_t index, const std::string& address) override
-    {
-        replacedAddresses.emplace_back(index, address);
-    }
+    void replaceAddressAtIndex(std::size_t i, const std::string& a) override { replacedAddresses.emplace_back(i, a); }
     void addAddressesFromArray(const std::vector<std::string>& list) override;
     void webOutlineClick(void* sender) override { outlineClicks.push_back(sender); }
-    void presentManualEditingErrorWithInvocation(KLInvocation invocation) override
-    {
-        heldBack.push_back(std::move(invocation));
-    }
+    void presentManualEditingErrorWithInvocation(KLInvocation i) override { heldBack.push_back(std::move(i)); }
     void displayError(int code) override { errors.push_back(code); }
-    void fileNotWritten(const std::string& path, const std::string& reason) override
-    {
-        notWritten.push_back(path + ": " + reason);
-    }
+    void fileNotWritten(const std::string& path, const std::string& why) override { notWritten.push_back(path + ": " + why); }
 
     // Answers.
     std::string root; // fendrelLocation(4); users and groups files inside it
     std::string prefix; // put in front of adjusted locations
-    std::optional<std::vector<std::string>> userNames;
-    std::optional<std::vector<std::string>> groupNames;
+    std::optional<std::vector<std::string>> userNames, groupNames;
     KLUsersDataSource* usersSource = nullptr;
     KLPlist::Array addressList;
-    bool discover = true;
+    bool discover = true, manuallyEdited = false;
     KLFSItem* selected = nullptr;
-    bool manuallyEdited = false;
 
     // Calls received.
     std::vector<std::pair<KLListView*, int>> deletedRows;
-    std::vector<std::string> deletedUsers;
     std::vector<std::pair<std::size_t, std::string>> replacedAddresses;
     std::vector<void*> outlineClicks;
     std::vector<KLInvocation> heldBack;
     std::vector<int> errors;
-    std::vector<std::string> notWritten; // "path: reason"
+    std::vector<std::string> deletedUsers, notWritten; // notWritten: "path: reason"
 };

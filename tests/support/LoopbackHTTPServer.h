@@ -15,8 +15,7 @@
 // answering one connection at a time on its own thread. The handler gets
 // the connection and the request (up to its blank line) and writes the
 // reply; the connection is closed after it returns.
-class LoopbackHTTPServer
-{
+class LoopbackHTTPServer {
 public:
     using Handler = std::function<void(Socket& connection, const std::string& request)>;
 

@@ -3,8 +3,7 @@
 #include <string>
 
 // A temporary folder removed (with everything in it) when the object goes away.
-class TempDir
-{
+class TempDir {
 public:
     TempDir();
     ~TempDir();

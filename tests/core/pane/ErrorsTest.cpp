@@ -7,11 +7,9 @@
 
 namespace {
 
-class ErrorsTest : public ::testing::Test
-{
+class ErrorsTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         KLSetLogSink([this](const std::string& line) { log.push_back(line); });
         pref.initWithBundle(KLBundle::main());
         FendrelPrefOutlets outlets;
@@ -25,16 +23,14 @@ protected:
     std::vector<std::string> log;
 };
 
-TEST_F(ErrorsTest, TableComesFromTheBundleWithIndexZeroUnused)
-{
+TEST_F(ErrorsTest, TableComesFromTheBundleWithIndexZeroUnused) {
     ASSERT_GE(pref.errors().size(), 2u);
     EXPECT_EQ(pref.errors()[0], "");
     EXPECT_NE(pref.errors()[1].find("WebCheck"), std::string::npos);
     EXPECT_EQ(FendrelPref::sharedInstance(), &pref);
 }
 
-TEST_F(ErrorsTest, KnownCodeIsLoggedAndShownWithItsText)
-{
+TEST_F(ErrorsTest, KnownCodeIsLoggedAndShownWithItsText) {
     pref.displayError(1);
     ASSERT_EQ(log.size(), 1u);
     EXPECT_EQ(log[0], "[Fendrel] Error 1: " + pref.errors()[1]);
@@ -47,8 +43,7 @@ TEST_F(ErrorsTest, KnownCodeIsLoggedAndShownWithItsText)
     EXPECT_EQ(log.size(), 1u);
 }
 
-TEST_F(ErrorsTest, NegativeCodeLogsItsAbsoluteEntryButIsUnknown)
-{
+TEST_F(ErrorsTest, NegativeCodeLogsItsAbsoluteEntryButIsUnknown) {
     ASSERT_GT(pref.errors().size(), 3u);
     pref.displayError(-3);
     ASSERT_EQ(log.size(), 1u);
@@ -59,8 +54,7 @@ TEST_F(ErrorsTest, NegativeCodeLogsItsAbsoluteEntryButIsUnknown)
     EXPECT_EQ(alerts.shown[0].context, "unknown error");
 }
 
-TEST_F(ErrorsTest, CodesAtOrPastTheTableAreUnknownAndZeroIsNothing)
-{
+TEST_F(ErrorsTest, CodesAtOrPastTheTableAreUnknownAndZeroIsNothing) {
     pref.displayError(0);
     EXPECT_TRUE(log.empty());
     EXPECT_TRUE(alerts.shown.empty());
@@ -78,8 +72,7 @@ TEST_F(ErrorsTest, CodesAtOrPastTheTableAreUnknownAndZeroIsNothing)
     EXPECT_EQ(alerts.shown.back().message, "An unknown error occured");
 }
 
-TEST_F(ErrorsTest, WithoutTheResourceEveryCodeIsUnknown)
-{
+TEST_F(ErrorsTest, WithoutTheResourceEveryCodeIsUnknown) {
     ::setenv("FENDREL_RESOURCES", "/nonexistent", 1);
     FendrelPref bare;
     bare.initWithBundle(KLBundle::main());
@@ -93,8 +86,7 @@ TEST_F(ErrorsTest, WithoutTheResourceEveryCodeIsUnknown)
     EXPECT_EQ(alerts.shown.back().message, "An unknown error occured");
 }
 
-TEST_F(ErrorsTest, DividerLimitsMoveTheProposedCoordinate)
-{
+TEST_F(ErrorsTest, DividerLimitsMoveTheProposedCoordinate) {
     EXPECT_EQ(pref.constrainMinCoordinate(100, 0), 170);
     EXPECT_EQ(pref.constrainMaxCoordinate(500, 1), 360);
 }

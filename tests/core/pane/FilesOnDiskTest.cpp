@@ -11,11 +11,9 @@
 
 namespace {
 
-class FilesOnDiskTest : public PaneTest
-{
+class FilesOnDiskTest : public PaneTest {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         PaneTest::SetUp();
         KLRunLoop::setMain(loop);
         root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\n");
@@ -23,8 +21,7 @@ protected:
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
         root.mkdir("open");
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         pref.reset();
         KLRunLoop::setMain(nullptr);
         PaneTest::TearDown();
@@ -32,15 +29,13 @@ protected:
     std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
 };
 
-TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection)
-{
+TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection) {
     wake();
     pref->startWatchingFiles();
     KLFSItem* open = selectFolder("open");
     KLFSItem* selected = selectFolder("private");
     userTable.selectRow(2, false); // bob
-    struct Step
-    {
+    struct Step {
         const char* file;
         const char* text; // nullptr removes the file
         std::function<bool()> shown;
@@ -78,8 +73,7 @@ TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection)
 
 // A script's fendrelctl run holds the root's lock while it changes files;
 // the pane's writes wait for it.
-TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot)
-{
+TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot) {
     wake();
     int other = ::open(root.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(other, LOCK_EX), 0);
@@ -94,10 +88,8 @@ TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot)
 
 // Files no users, groups or access file can be are never written over; the
 // change that would write them is told in one alert.
-TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre)
-{
-    struct Case
-    {
+TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre) {
+    struct Case {
         const char* file;
         const char* kind;
         const char* reason;

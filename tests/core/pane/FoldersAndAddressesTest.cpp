@@ -9,14 +9,12 @@ namespace {
 
 using FoldersTest = PaneTest;
 
-std::string login()
-{
+std::string login() {
     const passwd* entry = getpwuid(getuid());
     return entry ? entry->pw_name : "";
 }
 
-TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
-{
+TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews) {
     root.write("open/.htaccess", "Allow from 127.0.0.1\nDeny from all\n");
     root.write("shut/.htaccess", "Deny from 127.0.0.1\n");
     root.mkdir("plain");
@@ -43,8 +41,7 @@ TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
     EXPECT_EQ(customViewText.text, "");
 }
 
-TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevel)
-{
+TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevel) {
     defaults().setInteger(0, "Fendrel Protected Folder");
     std::string sites = std::string(std::getenv("HOME")) + "/Sites";
     std::filesystem::create_directories(sites + "/a/b");
@@ -63,8 +60,7 @@ TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevel)
     std::filesystem::remove_all(sites);
 }
 
-TEST_F(FoldersTest, WebAddressOfACustomRootHasNoPersonalPrefix)
-{
+TEST_F(FoldersTest, WebAddressOfACustomRootHasNoPersonalPrefix) {
     root.mkdir("docs");
     defaults().setObject(KLPlist("https"), "Apache Site Protocol");
     defaults().setObject(KLPlist("example.test"), "Apache Site Address");
@@ -74,8 +70,7 @@ TEST_F(FoldersTest, WebAddressOfACustomRootHasNoPersonalPrefix)
     EXPECT_EQ(pref->webAddressOfSelection(), "https://example.test/docs");
 }
 
-TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits)
-{
+TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits) {
     root.write("private/.htaccess", "Require valid-user\n");
     wake();
     selectFolder("private");
@@ -90,8 +85,7 @@ TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits)
     EXPECT_EQ(customViewText.text, "");
 }
 
-TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOn)
-{
+TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOn) {
     root.write("private/.htaccess", "Require valid-user\n");
     wake();
     selectFolder("private");
@@ -111,8 +105,7 @@ TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOn)
     EXPECT_TRUE(defaults().boolForKey("Show Delete Dialog"));
 }
 
-TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection)
-{
+TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection) {
     wake();
     EXPECT_EQ(webDirOutline.rows.size(), 1u);
     root.mkdir("later");
@@ -123,11 +116,9 @@ TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection)
     EXPECT_EQ(webDirOutline.rows.size(), 2u);
 }
 
-class AddressesTest : public PaneTest
-{
+class AddressesTest : public PaneTest {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         PaneTest::SetUp();
         loop = std::make_shared<KLPlainRunLoop>();
         KLRunLoop::setMain(loop);
@@ -136,8 +127,7 @@ protected:
     std::shared_ptr<KLPlainRunLoop> loop;
 };
 
-TEST_F(AddressesTest, MergingLowersDropsDuplicatesAndBadOnes)
-{
+TEST_F(AddressesTest, MergingLowersDropsDuplicatesAndBadOnes) {
     wake();
     pref->addAddressesFromArray({"10.0.0.1", "10.0.0.1", "(null)", "ALL", "Host.Example", "fendreled"});
     EXPECT_EQ(pref->addresses(), (KLPlist::Array{"127.0.0.1", "10.0.0.1", "host.example"}));
@@ -146,8 +136,7 @@ TEST_F(AddressesTest, MergingLowersDropsDuplicatesAndBadOnes)
 
 // Host names, IPv4 and IPv6 addresses and networks and env= forms are
 // addresses; texts that would add or change lines of the access file are not.
-TEST_F(AddressesTest, TextsThatWouldBreakTheAccessFileAreNoAddresses)
-{
+TEST_F(AddressesTest, TextsThatWouldBreakTheAccessFileAreNoAddresses) {
     wake();
     pref->addAddressesFromArray({"10.0.0.0/8", "fe80::1%eth0", "env=let_me_in", "Host-1.example_net",
                                  "10.9.9.9\nAllow from all", "10.0.0.1 10.0.0.2", "10.0.0.3#", "\"q\"", "",
@@ -165,8 +154,7 @@ TEST_F(AddressesTest, TextsThatWouldBreakTheAccessFileAreNoAddresses)
     EXPECT_EQ(stored().back(), KLPlist("192.168.0.0/255.255.0.0"));
 }
 
-TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
-{
+TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped) {
     wake();
     pref->addAddress(nullptr);
     EXPECT_EQ(pref->addresses().back(), KLPlist("host.domain.tld"));
@@ -179,8 +167,7 @@ TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
     EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
 }
 
-TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
-{
+TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain) {
     wake();
     pref->addAddress(nullptr);
     addressTable.deselectAll();
@@ -202,8 +189,7 @@ TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
     }
 }
 
-TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite)
-{
+TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite) {
     // 10.0.0.8 is known from an earlier run; 10.6.6.6 only stands in the file.
     defaults().setObject(KLPlist(KLPlist::Array{"127.0.0.1", "10.0.0.8"}), "Address Array");
     root.write(".htaccess", "Deny from 10.6.6.6 10.0.0.8\n");
@@ -222,8 +208,7 @@ TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite)
         EXPECT_NE(text.find(address), std::string::npos) << address << " lost from\n" << text;
 }
 
-TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder)
-{
+TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder) {
     root.write("lan/.htaccess", "Allow from 10.0.0.1 10.0.0.2\nDeny from all\n");
     wake();
     pref->addAddressesFromArray({"10.0.0.1", "10.0.0.2", "10.0.0.3"});

@@ -7,11 +7,9 @@ namespace {
 // 2023-06-15 21:05:30 in New York (EDT), in seconds since 2001-01-01 UTC.
 constexpr double kNow = 708570330.0;
 
-class LastCheckTest : public PaneTest
-{
+class LastCheckTest : public PaneTest {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         PaneTest::SetUp();
         const char* tz = std::getenv("TZ");
         savedTZ = tz ? std::optional<std::string>(tz) : std::nullopt;
@@ -20,8 +18,7 @@ protected:
         wake();
         pref->setClock([] { return kNow; });
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         if (savedTZ)
             ::setenv("TZ", savedTZ->c_str(), 1);
         else
@@ -29,16 +26,14 @@ protected:
         ::tzset();
         PaneTest::TearDown();
     }
-    std::string shown(double seconds)
-    {
+    std::string shown(double seconds) {
         pref->setSecondsSinceCheck(seconds);
         return lastCheckText.value;
     }
     std::optional<std::string> savedTZ;
 };
 
-TEST_F(LastCheckTest, RecentChecksSayTodayOrYesterday)
-{
+TEST_F(LastCheckTest, RecentChecksSayTodayOrYesterday) {
     EXPECT_EQ(shown(kNow - 30), "Last Check: Today at 9:05 PM");
     EXPECT_EQ(defaults().doubleForKey("Last Version Check"), kNow - 30);
     EXPECT_EQ(shown(708494400.0), "Last Check: Today at 12:00 AM");          // midnight today
@@ -47,8 +42,7 @@ TEST_F(LastCheckTest, RecentChecksSayTodayOrYesterday)
     EXPECT_EQ(shown(708408000.0 - 1), "Last Check: June 13 at 11:59 PM"); // before yesterday
 }
 
-TEST_F(LastCheckTest, OlderChecksShowTheDateAndLastYearTheYear)
-{
+TEST_F(LastCheckTest, OlderChecksShowTheDateAndLastYearTheYear) {
     EXPECT_EQ(shown(707317500.0), "Last Check: June 1 at 9:05 AM");
     EXPECT_EQ(shown(676143900.0), "Last Check: June 5, 2022 at 1:45 PM");
     // The year is counted from the end of November before it, as built.
@@ -56,8 +50,7 @@ TEST_F(LastCheckTest, OlderChecksShowTheDateAndLastYearTheYear)
     EXPECT_EQ(shown(691473600.0), "Last Check: November 29, 2022 at 11:00 PM");
 }
 
-TEST_F(LastCheckTest, ZeroMeansNeverAndIsStored)
-{
+TEST_F(LastCheckTest, ZeroMeansNeverAndIsStored) {
     shown(kNow);
     EXPECT_EQ(shown(0), "Last Check: never");
     EXPECT_EQ(defaults().doubleForKey("Last Version Check"), 0);

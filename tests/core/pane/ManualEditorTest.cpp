@@ -4,11 +4,9 @@ namespace {
 
 constexpr const char* kQuestion = "Do you want to save manual editor changes?";
 
-class ManualEditorTest : public PaneTest
-{
+class ManualEditorTest : public PaneTest {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         PaneTest::SetUp();
         root.write(".htusers", "alice:abcdefghijklm\n");
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
@@ -18,17 +16,14 @@ protected:
         wake();
         selectFolder("private");
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         std::filesystem::remove_all(sites);
         PaneTest::TearDown();
     }
-    static void writeFile(const std::string& path, const std::string& text)
-    {
+    static void writeFile(const std::string& path, const std::string& text) {
         std::ofstream(path) << text;
     }
-    void edit(const std::string& text)
-    {
+    void edit(const std::string& text) {
         customViewText.text = text;
         pref->textDidChange();
     }
@@ -36,8 +31,7 @@ protected:
     std::string sites;
 };
 
-TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons)
-{
+TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons) {
     EXPECT_EQ(customViewText.text, readFile(root.file("private/.htaccess")));
     EXPECT_EQ(customViewText.selection, (std::pair<std::size_t, std::size_t>{0, 0}));
     EXPECT_FALSE(customSaveButton.enabled);
@@ -53,8 +47,7 @@ TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons)
     EXPECT_EQ(customViewText.text, "Require valid-user\n");
 }
 
-TEST_F(ManualEditorTest, OpeningFoldersKeepsAPendingEditPending)
-{
+TEST_F(ManualEditorTest, OpeningFoldersKeepsAPendingEditPending) {
     root.write("late/.htaccess", "Require user alice\n");
     edit("Require valid-user\n");
     // A folder opened now reads its access file and announces it.
@@ -68,8 +61,7 @@ TEST_F(ManualEditorTest, OpeningFoldersKeepsAPendingEditPending)
     EXPECT_EQ(customViewText.text, "Require valid-user\n");
 }
 
-TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit)
-{
+TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit) {
     std::string original = customViewText.text;
     edit("Deny from all\n");
     pref->revertCustomEdit(nullptr);
@@ -81,8 +73,7 @@ TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit)
     EXPECT_EQ(customViewText.text, original);
 }
 
-TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem)
-{
+TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem) {
     KLFSItem* item = pref->selectedItem();
     edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
     pref->saveCustomEdit(nullptr);
@@ -97,12 +88,10 @@ TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem)
 
 // Another program changed the file while it was edited here: saving asks
 // first, and writes only when told to replace it.
-TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
-{
+TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst) {
     const std::string path = root.file("private/.htaccess");
     const std::string outside = "Require user alice\nAuthType Basic\n# by hand\n";
-    struct Answer
-    {
+    struct Answer {
         int code; // Replace, Reload, Cancel
         bool written, stillEdited;
     };
@@ -124,8 +113,7 @@ TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
     }
 }
 
-TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing)
-{
+TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing) {
     edit("Require valid-user\n");
     pref->setWebDirRoot(KLState(0));
     EXPECT_EQ(webDirFolder.selected, 2);
@@ -145,8 +133,7 @@ TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing)
     EXPECT_EQ(readFile(root.file("private/.htaccess")), "Require user alice\nAuthType Basic\n");
 }
 
-TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit)
-{
+TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit) {
     edit("Require valid-user\n");
     pref->setWebDirRoot(KLState(0));
     alerts.answer(0);
@@ -163,8 +150,7 @@ TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit)
     EXPECT_EQ(customViewText.text, "# the personal folder\n");
 }
 
-TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves)
-{
+TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves) {
     edit("Require user alice\nAuthType Basic\n# kept\n");
     pref->setWebDirRoot(KLState(0));
     alerts.answer(1);
@@ -173,8 +159,7 @@ TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves)
     EXPECT_FALSE(pref->hasBeenManuallyEdited());
 }
 
-TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer)
-{
+TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer) {
     std::vector<bool> replies;
     pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
     edit("Require user alice\nAuthType Basic\n# leaving\n");
@@ -192,8 +177,7 @@ TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer)
     EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
 }
 
-TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing)
-{
+TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing) {
     std::vector<bool> replies;
     pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
     edit("x\n");
@@ -206,8 +190,7 @@ TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing)
     EXPECT_TRUE(pref->hasBeenManuallyEdited());
 }
 
-TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack)
-{
+TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack) {
     edit("x\n");
     pref->setManualEditVisible(KLState(0));
     EXPECT_EQ(manualEditCheck.stateValue, 1);
@@ -234,8 +217,7 @@ TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack)
     EXPECT_FALSE(defaults().boolForKey("Allow Custom Web Dir"));
 }
 
-TEST_F(ManualEditorTest, TabSwitchingNeverAsks)
-{
+TEST_F(ManualEditorTest, TabSwitchingNeverAsks) {
     edit("x\n");
     EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users"));
     EXPECT_TRUE(alerts.shown.empty());

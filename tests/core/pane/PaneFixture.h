@@ -27,11 +27,9 @@
 
 // A pane woken up over fake outlets, with a custom protected folder root in
 // a temporary folder (unless a test stores another root before wake()).
-class PaneTest : public ::testing::Test
-{
+class PaneTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         ::setenv("FENDREL_LAYOUT", "macos", 1);
         FendrelPref::initialize();
         for (const auto& [key, value] : defaults().storedValues())
@@ -46,62 +44,34 @@ protected:
         tabs.ids = {"access", "apache", "options", "about"};
         userAddressTabs.ids = {"users", "addresses"};
 
-        o.window = &window;
-        o.tabs = &tabs;
-        o.fendrelStatus = &fendrelStatus;
-        o.userAddPanel = &userAddPanel;
-        o.userField = &userField;
-        o.errorField = &errorField;
-        o.confirmField = &confirmField;
-        o.passField = &passField;
-        o.passwordWarningField = &passwordWarningField;
-        o.passwordHashMenu = &passwordHashMenu;
-        o.webDirOutline = &webDirOutline;
-        o.directoryMenu = &directoryMenu;
-        o.userAddressTabs = &userAddressTabs;
-        o.userTable = &userTable;
-        o.userEditButton = &userEditButton;
-        o.userDeleteButton = &userDeleteButton;
-        o.groupOutline = &groupOutline;
-        o.groupDeleteButton = &groupDeleteButton;
-        o.addressMode = &addressMode;
-        o.addressTable = &addressTable;
-        o.addressDeleteButton = &addressDeleteButton;
-        o.addressDiscoverSwitch = &addressDiscoverSwitch;
-        o.customViewText = &customViewText;
-        o.customSaveButton = &customSaveButton;
-        o.customRevertButton = &customRevertButton;
-        o.userSortCheck = &userSortCheck;
-        o.groupSortCheck = &groupSortCheck;
-        o.accessFileDeleteCheck = &accessFileDeleteCheck;
-        o.userDeleteCheck = &userDeleteCheck;
-        o.groupDeleteCheck = &groupDeleteCheck;
-        o.webDirFolder = &webDirFolder;
-        o.manualEditCheck = &manualEditCheck;
-        o.customDirCheck = &customDirCheck;
-        o.remoteApacheCheck = &remoteApacheCheck;
-        o.nameVersionText = &nameVersionText;
-        o.creditsText = &creditsText;
-        o.versionCheckButton = &versionCheckButton;
-        o.versionCheckProgress = &versionCheckProgress;
-        o.launchVersionCheck = &launchVersionCheck;
-        o.lastCheckText = &lastCheckText;
-        o.helpWindow = &helpWindow;
-        o.helpWebView = &helpWebView;
-        o.alerts = &alerts;
-        o.workspace = &workspace;
+        o = FendrelPrefOutlets{
+            .window = &window, .tabs = &tabs, .fendrelStatus = &fendrelStatus, .userAddPanel = &userAddPanel,
+            .userField = &userField, .errorField = &errorField, .confirmField = &confirmField,
+            .passField = &passField, .passwordWarningField = &passwordWarningField, .webDirOutline = &webDirOutline,
+            .directoryMenu = &directoryMenu, .userAddressTabs = &userAddressTabs, .userTable = &userTable,
+            .userEditButton = &userEditButton, .userDeleteButton = &userDeleteButton, .groupOutline = &groupOutline,
+            .groupDeleteButton = &groupDeleteButton, .addressMode = &addressMode, .addressTable = &addressTable,
+            .addressDeleteButton = &addressDeleteButton, .addressDiscoverSwitch = &addressDiscoverSwitch,
+            .customViewText = &customViewText, .customSaveButton = &customSaveButton,
+            .customRevertButton = &customRevertButton, .userSortCheck = &userSortCheck,
+            .groupSortCheck = &groupSortCheck, .accessFileDeleteCheck = &accessFileDeleteCheck,
+            .userDeleteCheck = &userDeleteCheck, .groupDeleteCheck = &groupDeleteCheck, .webDirFolder = &webDirFolder,
+            .manualEditCheck = &manualEditCheck, .customDirCheck = &customDirCheck,
+            .remoteApacheCheck = &remoteApacheCheck, .passwordHashMenu = &passwordHashMenu,
+            .nameVersionText = &nameVersionText, .creditsText = &creditsText,
+            .versionCheckButton = &versionCheckButton, .versionCheckProgress = &versionCheckProgress,
+            .launchVersionCheck = &launchVersionCheck, .lastCheckText = &lastCheckText, .helpWindow = &helpWindow,
+            .helpWebView = &helpWebView, .alerts = &alerts, .workspace = &workspace};
     }
 
-    void TearDown() override
-    {
+    void TearDown() override {
         pref.reset();
         KLSetLogSink(nullptr);
         ::unsetenv("FENDREL_LAYOUT");
     }
 
     // Creates the pane as the host does and wakes it over the outlets.
-    void wake()
-    {
+    void wake() {
         pref = std::make_unique<FendrelPref>();
         pref->initWithBundle(KLBundle::main());
         pref->setApacheFactory([] { return nullptr; });
@@ -115,8 +85,7 @@ protected:
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
 
     // The outline's rows: every folder of the tree, depth first, all open.
-    void showTree()
-    {
+    void showTree() {
         webDirOutline.rows.clear();
         std::function<void(KLFSItem*)> add = [&](KLFSItem* item) {
             webDirOutline.rows.push_back(item);
@@ -129,8 +98,7 @@ protected:
     // The users table shows the pseudo-row and one row per record.
     void showUsers() { userTable.rowCount = pref->users() ? pref->users()->numberOfRows() : 0; }
     // The groups outline's rows: groups with their members below.
-    void showGroups()
-    {
+    void showGroups() {
         groupOutline.rows.clear();
         if (!pref->groups())
             return;
@@ -142,8 +110,7 @@ protected:
     }
     // Selects a folder by its path below the root ("" for the root) and
     // tells the pane, as a click does.
-    KLFSItem* selectFolder(const std::string& relative)
-    {
+    KLFSItem* selectFolder(const std::string& relative) {
         std::string path = relative.empty() ? root.path() : root.path() + "/" + relative;
         for (std::size_t i = 0; i < webDirOutline.rows.size(); ++i) {
             auto* item = static_cast<KLFSItem*>(webDirOutline.rows[i]);

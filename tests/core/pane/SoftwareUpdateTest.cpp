@@ -6,11 +6,9 @@
 
 namespace {
 
-class SoftwareUpdateTest : public PaneTest
-{
+class SoftwareUpdateTest : public PaneTest {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         PaneTest::SetUp();
         loop = std::make_shared<KLPlainRunLoop>();
         KLRunLoop::setMain(loop);
@@ -26,8 +24,7 @@ protected:
     FakeWindow swuPanel;
 };
 
-TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds)
-{
+TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds) {
     o.swu = &swu;
     wake();
     versionCheckButton.titleText = "Check Now";
@@ -53,8 +50,7 @@ TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds)
     EXPECT_FALSE(versionCheckProgress.animating);
 }
 
-TEST_F(SoftwareUpdateTest, WithoutTheUpdatePanelTheCheckIsUnavailable)
-{
+TEST_F(SoftwareUpdateTest, WithoutTheUpdatePanelTheCheckIsUnavailable) {
     wake();
     try {
         pref->beginSWUCheck(nullptr);

@@ -6,8 +6,7 @@ namespace {
 
 using StartupTest = PaneTest;
 
-TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState)
-{
+TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState) {
     root.write(".htusers", "bob:abcdefghijklm\nalice:nopqrstuvwxyz\n");
     root.write(".htgroups", "staff: alice bob ghost\n");
     root.write("private/.htaccess", "Deny from 10.1.2.3\n");
@@ -41,8 +40,7 @@ TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState)
     EXPECT_EQ(fendrelStatus.value, "Apache status not available"); // no server controller here
 }
 
-TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites)
-{
+TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites) {
     defaults().setInteger(5, "Fendrel Protected Folder");
     wake();
     EXPECT_EQ(webDirFolder.selected, webDirFolder.numberOfItems() - 1);
@@ -53,8 +51,7 @@ TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites)
     EXPECT_EQ(pref->files()->rootPath(), sites);
 }
 
-TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders)
-{
+TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders) {
     defaults().setBool(false, "Allow Custom Web Dir");
     defaults().setInteger(1, "Fendrel Protected Folder");
     webDirFolder.selected = 0; // a menu always shows an item
@@ -71,8 +68,7 @@ TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders)
     EXPECT_EQ(webDirFolder.selected, 0);
 }
 
-TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce)
-{
+TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce) {
     root.write(".htusers", "carol:abcdefghijklm\nalice:abcdefghijklm\nbob:abcdefghijklm\n");
     root.write(".htgroups", "web: alice\nadmin: bob\n");
     wake();
@@ -113,8 +109,7 @@ TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce)
     EXPECT_EQ(groupSortCheck.stateValue, 1);
 }
 
-TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFiles)
-{
+TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFiles) {
     TempDir other;
     other.write(".htusers", "zed:abcdefghijklm\n");
     wake();
@@ -144,8 +139,7 @@ TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFiles)
     EXPECT_EQ(defaults().stringForKey("Web Dir"), other.path());
 }
 
-TEST_F(StartupTest, ANewRootsFoldersAreReadAgainstItsOwnUsersAndGroups)
-{
+TEST_F(StartupTest, ANewRootsFoldersAreReadAgainstItsOwnUsersAndGroups) {
     TempDir other;
     other.write(".htusers", "bob:abcdefghijklm\n");
     other.write(".htgroups", "staff: bob\n");
@@ -167,8 +161,7 @@ TEST_F(StartupTest, ANewRootsFoldersAreReadAgainstItsOwnUsersAndGroups)
     EXPECT_NE(text.find("\nRequire group staff\n"), std::string::npos) << text;
 }
 
-TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
-{
+TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff) {
     wake();
     remoteApacheCheck.stateValue = 1;
     pref->setUsesRemoteApache(KLState(1));
@@ -188,8 +181,7 @@ TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
     EXPECT_EQ(pref->fendrelLocation(4), "/Library/WebServer/Documents/");
 }
 
-TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling)
-{
+TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling) {
     KLRunLoop::setMain(std::make_shared<KLPlainRunLoop>());
     defaults().setBool(true, "Override Conf Directory Location"); // no server binary asked
     tabs.ids = {"access", "options", "about"};
@@ -218,8 +210,7 @@ TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling)
     EXPECT_TRUE(pref->apache()->isEnabled());
 }
 
-TEST_F(StartupTest, ManualEditorTabFollowsItsCheck)
-{
+TEST_F(StartupTest, ManualEditorTabFollowsItsCheck) {
     wake();
     EXPECT_EQ(userAddressTabs.indexOfItemWithIdentifier("custom"), -1);
     pref->setManualEditVisible(KLState(1));
@@ -234,8 +225,7 @@ TEST_F(StartupTest, ManualEditorTabFollowsItsCheck)
 
 // Groups read against users that could not be read have lost their members
 // on the way in; writing them back would empty every group.
-TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre)
-{
+TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre) {
     const std::string users = "\xEF\xBB\xBF" "alice:abcdefghijklm\n\xFF";
     root.write(".htusers", users);
     root.write(".htgroups", "staff: alice \n");
@@ -248,8 +238,7 @@ TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre)
     EXPECT_EQ(alerts.shown[0].message, root.file(".htusers") + " was not changed: it is not a text file.");
 }
 
-TEST_F(StartupTest, LeavingThePaneWritesBothFilesAndHidesHelp)
-{
+TEST_F(StartupTest, LeavingThePaneWritesBothFilesAndHidesHelp) {
     wake();
     pref->help(nullptr);
     EXPECT_TRUE(helpWindow.visible);

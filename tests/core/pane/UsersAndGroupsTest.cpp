@@ -5,41 +5,35 @@
 
 namespace {
 
-class UsersTest : public PaneTest
-{
+class UsersTest : public PaneTest {
 protected:
     // Fills the sheet and presses OK.
-    std::string submit(const std::string& name, const std::string& password, const std::string& confirm)
-    {
+    std::string submit(const std::string& name, const std::string& password, const std::string& confirm) {
         userField.value = name;
         passField.value = password;
         confirmField.value = confirm;
         pref->endNewUser(nullptr);
         return errorField.value;
     }
-    std::string hashOf(const std::string& name) const
-    {
+    std::string hashOf(const std::string& name) const {
         for (const KLPlist& record : pref->users()->dataArray())
             if (record["user"].description() == name)
                 return record["basic password"].description();
         return {};
     }
-    static bool verifies(const std::string& hash, const std::string& password)
-    {
+    static bool verifies(const std::string& hash, const std::string& password) {
         crypt_data data{};
         const char* result = crypt_r(password.c_str(), hash.c_str(), &data);
         return result && hash == result;
     }
-    int rowOf(const std::string& name) const
-    {
+    int rowOf(const std::string& name) const {
         std::vector<std::string> names = userNames();
         auto it = std::find(names.begin(), names.end(), name);
         return it == names.end() ? -1 : static_cast<int>(it - names.begin()) + 1;
     }
 };
 
-TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
-{
+TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen) {
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     pref->addUser(nullptr);
@@ -74,8 +68,7 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
     EXPECT_FALSE(userAddPanel.visible);
 }
 
-TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving)
-{
+TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving) {
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     pref->addUser(nullptr);
@@ -93,8 +86,7 @@ TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving)
     EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n");
 }
 
-TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart)
-{
+TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart) {
     const std::string warning = "Only the first 8 characters of this password count with DES hashes. Choose bcrypt "
                                 "in Options to use all of it.";
     root.write(".htusers", "alice:abcdefghijklm\n");
@@ -138,8 +130,7 @@ TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart)
     EXPECT_EQ(window.sheets.size(), 1u);
 }
 
-TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
-{
+TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder) {
     root.write(".htusers", "bob:abcdefghijklm\ncarol:abcdefghijklm\nalice:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice bob\n");
     defaults().setBool(true, "Sort Users");
@@ -169,8 +160,7 @@ TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
     EXPECT_TRUE(verifies(hashOf("alice"), "new-pw"));
 }
 
-TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted)
-{
+TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted) {
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     userTable.selectRow(0, false);
@@ -186,8 +176,7 @@ TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted)
     EXPECT_TRUE(userDeleteButton.enabled);
 }
 
-TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff)
-{
+TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff) {
     root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\ncarol:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice bob\n");
     wake();
@@ -217,8 +206,7 @@ TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff)
     EXPECT_EQ(readFile(root.file(".htusers")), "bob:abcdefghijklm\n");
 }
 
-TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited)
-{
+TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited) {
     root.write(".htgroups", "Group 1:\nGroup 3:\n");
     wake();
     pref->addGroup(nullptr);
@@ -229,8 +217,7 @@ TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited)
     EXPECT_EQ(groupOutline.selection, std::vector<int>{groupOutline.edits[0].second});
 }
 
-TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode)
-{
+TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode) {
     root.write(".htusers", "alice:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice\nweb:\n");
     wake();

@@ -18,8 +18,7 @@ namespace {
 using Verdict = KLAccessCheck::Verdict;
 
 // One protected folder, what the server answers for it, and the verdict.
-struct Row
-{
+struct Row {
     std::int32_t status; // the folder's protection bits
     bool allowMode;
     std::vector<std::string> allowFrom, denyFrom;
@@ -29,19 +28,16 @@ struct Row
     std::string reasonPart;
 };
 
-KLPlist::Array array(const std::vector<std::string>& names)
-{
+KLPlist::Array array(const std::vector<std::string>& names) {
     KLPlist::Array out;
     for (const std::string& name : names)
         out.push_back(name);
     return out;
 }
 
-class AccessVerifierTest : public ::testing::Test
-{
+class AccessVerifierTest : public ::testing::Test {
 protected:
-    AccessVerifierTest()
-    {
+    AccessVerifierTest() {
         KLRunLoop::setMain(loop);
         pane.root = dir.path();
         pane.addressList = array({"10.0.0.1", "127.0.0.0/8", "127.0.0", "env=trusted", "127.0.0.1/32"});
@@ -50,8 +46,7 @@ protected:
     ~AccessVerifierTest() override { KLRunLoop::setMain(nullptr); }
 
     KLAccessVerifier::Result verify(const std::vector<KLFSItem*>& items, std::uint16_t port,
-                                    const std::vector<std::string>& logs = {})
-    {
+                                    const std::vector<std::string>& logs = {}) {
         KLAccessVerifier::Result result;
         bool done = false;
         verifier.verify(items, *root, KLAccessVerifier::Site{port, "127.0.0.1", "/"}, logs,
@@ -68,8 +63,7 @@ protected:
     KLAccessVerifier verifier;
 };
 
-TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
-{
+TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
     const std::vector<Row> rows = {
         {1, true, {}, {}, 401, 401, Verdict::Enforced, "asks for a password"},
         {1, true, {}, {}, 200, 401, Verdict::NotEnforced, "(AllowOverride)"},
@@ -127,8 +121,7 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
         EXPECT_EQ(request.find("Authorization"), std::string::npos) << request;
 }
 
-TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain)
-{
+TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain) {
     std::uint16_t port;
     {
         LoopbackHTTPServer gone([](Socket&, const std::string&) {});
@@ -149,8 +142,7 @@ TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain)
         EXPECT_EQ(std::make_pair(check.status, check.verdict), std::make_pair(0, Verdict::CannotJudge));
 }
 
-TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses)
-{
+TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses) {
     const passwd* entry = ::getpwuid(::getuid());
     const std::string login = entry ? entry->pw_name : "";
     auto inner = KLFSItem::create(dir.mkdir("a b/in"), KLFSItem::create(dir.path() + "/a b", root));
@@ -164,8 +156,7 @@ TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses)
     KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
     ::setenv("FENDREL_LAYOUT", "debian", 1);
     const std::string home = std::getenv("HOME");
-    struct Site
-    {
+    struct Site {
         std::string address, port, root;
         std::uint16_t expectedPort;
         std::string prefix;

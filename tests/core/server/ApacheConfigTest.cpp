@@ -12,18 +12,15 @@ namespace {
 
 using ApacheConfigTest = ApacheControllerTest;
 
-std::vector<std::string> sorted(std::vector<std::string> v)
-{
+std::vector<std::string> sorted(std::vector<std::string> v) {
     std::sort(v.begin(), v.end());
     return v;
 }
 
-TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
-{
+TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary) {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(false, "Override Conf Directory Location");
-    struct Case
-    {
+    struct Case {
         std::string report;
         std::string dir;
         std::string name;
@@ -48,8 +45,7 @@ TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
     EXPECT_EQ(make().httpdConfFile(), "");
 }
 
-TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile)
-{
+TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile) {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setObject("/etc/httpd/", "Apache Conf Directory");
     KLApacheController& controller = make();
@@ -66,8 +62,7 @@ TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile)
     d.removeDefaultForKey("Apache User Conf Directory");
 }
 
-TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes)
-{
+TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes) {
     const std::string logs = dir.mkdir("logs");
     for (const char* name : {"error_log", "access_log", "nested log", "unquoted_log", "included_log"})
         dir.write(std::string("logs/") + name, "x");
@@ -112,8 +107,7 @@ TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes)
     }
 }
 
-TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged)
-{
+TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged) {
     // Each file includes the next one twice: 2^30 scans unless bounded.
     dir.write("logs/l", "x");
     dir.write("httpd.conf", "Include \"" + dir.path() + "/f1.conf\"\n");
@@ -131,16 +125,14 @@ TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged)
               1);
 }
 
-TEST_F(ApacheConfigTest, WithoutAConfigurationNoLogIsFound)
-{
+TEST_F(ApacheConfigTest, WithoutAConfigurationNoLogIsFound) {
     KLApacheController& controller = makeAwake();
     EXPECT_TRUE(controller.logs().empty());
     EXPECT_FALSE(logPicker.isEnabled());
     EXPECT_FALSE(logDisplayButton.isEnabled());
 }
 
-TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs)
-{
+TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs) {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(true, "Override Log Directory");
     const std::string logs = dir.mkdir("logs");
@@ -161,16 +153,14 @@ TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs)
     EXPECT_EQ(workspace.files, std::vector<std::string>{controller.logs()[1]});
 }
 
-struct RepairCase
-{
+struct RepairCase {
     std::string layout;
     std::string input;
     std::string expected;
     bool changed;
 };
 
-TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
-{
+TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks) {
     const RepairCase cases[] = {
         {"macos", "<Directory />\n  AllowOverride None\n</Directory>\nAllowOverride None",
          "<Directory />\n  AllowOverride All\n</Directory>\nAllowOverride None\n", true},
@@ -206,8 +196,7 @@ TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
     }
 }
 
-TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper)
-{
+TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper) {
     const std::string conf = dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
     helper->result = 3;
     KLApacheController& controller = make();
@@ -228,8 +217,7 @@ TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper)
     EXPECT_EQ(helper->replacements.back(), "ServerName x\n\n");
 }
 
-TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse)
-{
+TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse) {
     KLApacheController& controller = make();
     EXPECT_EQ(controller.repairConfFile(dir.file("missing.conf")), 4);
     EXPECT_EQ(controller.repairConfFile(dir.write("empty.conf", "")), 9);
@@ -239,8 +227,7 @@ TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse)
     EXPECT_TRUE(helper->calls.empty());
 }
 
-TEST_F(ApacheConfigTest, CheckReportsTheUserFileAndChangesNothing)
-{
+TEST_F(ApacheConfigTest, CheckReportsTheUserFileAndChangesNothing) {
     const std::string broken = "<Directory />\nAllowOverride None\n</Directory>\n";
     const std::string conf = dir.write("httpd.conf", broken);
     KLApacheController& controller = make();

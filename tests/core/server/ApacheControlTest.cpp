@@ -8,8 +8,7 @@ using ApacheControlTest = ApacheControllerTest;
 
 const std::vector<std::string> kStop{"-operation", "ctl", "-data", "stop"};
 
-TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours)
-{
+TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours) {
     KLApacheController& controller = makeAwake();
     authView.setAuthorized(true);
     controller.setApacheState(1);
@@ -46,8 +45,7 @@ TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours)
     EXPECT_NE(controller.colors().at("configSuccess"), controller.colors().at("configError"));
 }
 
-TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning)
-{
+TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning) {
     KLApacheController& controller = make();
     processes = {"bash", "httpd-worker", "xhttpd", "Httpd"};
     controller.checkApacheStatus();
@@ -66,8 +64,7 @@ TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning)
     EXPECT_EQ(status.stringValue(), "Apache status: Running");
 }
 
-TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater)
-{
+TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater) {
     KLApacheController& controller = makeAwake();
     processes = {"httpd"};
     controller.setApacheState(1);
@@ -96,8 +93,7 @@ TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLat
     EXPECT_EQ(helper->calls.back().back(), "start");
 }
 
-TEST_F(ApacheControlTest, RestartIsGracefulAsTheSettingSays)
-{
+TEST_F(ApacheControlTest, RestartIsGracefulAsTheSettingSays) {
     KLApacheController& controller = makeAwake();
     EXPECT_EQ(gracefulSwitch.state(), 1);
     controller.resetApache();
@@ -114,8 +110,7 @@ TEST_F(ApacheControlTest, RestartIsGracefulAsTheSettingSays)
     EXPECT_EQ(gracefulSwitch.state(), 0);
 }
 
-TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
-{
+TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors) {
     KLApacheController& controller = make();
     for (const char* command : {"graceful;id", "-k", "Stop", ""}) {
         try {
@@ -131,8 +126,7 @@ TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
               (std::vector<std::string>{"start", "stop", "restart", "graceful", "configtest"}));
 }
 
-TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput)
-{
+TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput) {
     KLApacheController& controller = makeAwake();
     EXPECT_TRUE(configErrorView.isHidden());
     controller.setControlProgram(script("apachectl", "echo \"stdout is not shown\"\n"
@@ -160,8 +154,7 @@ TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput)
     EXPECT_TRUE(helper->calls.empty()) << "the test runs without the helper";
 }
 
-TEST_F(ApacheControlTest, PollingRunsWhileEnabled)
-{
+TEST_F(ApacheControlTest, PollingRunsWhileEnabled) {
     KLUserDefaults::standardUserDefaults().setDouble(0.02, "ApacheCheckInterval");
     KLApacheController& controller = makeAwake();
     controller.enable();
@@ -180,8 +173,7 @@ TEST_F(ApacheControlTest, PollingRunsWhileEnabled)
     EXPECT_EQ(listings, seen);
 }
 
-TEST_F(ApacheControlTest, TheLockControlEnablesTheActions)
-{
+TEST_F(ApacheControlTest, TheLockControlEnablesTheActions) {
     helper->setUID = false;
     KLApacheController& controller = makeAwake();
     const std::string id = KLBundle::main().identifier();
@@ -214,8 +206,7 @@ TEST_F(ApacheControlTest, TheLockControlEnablesTheActions)
     EXPECT_EQ(authView.rights.size(), 2u);
 }
 
-TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully)
-{
+TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully) {
     dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
     KLApacheController& controller = makeAwake();
     controller.webcheck();
@@ -241,14 +232,12 @@ TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully)
     EXPECT_EQ(helper->calls.size(), 1u);
 }
 
-TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningServer)
-{
+TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningServer) {
     dir.write("httpd.conf", "");
     ::mkdir((dir.path() + "/mods-available").c_str(), 0755);
     for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host"})
         dir.write(std::string("mods-enabled/") + on + ".load", "");
-    struct Home
-    {
+    struct Home {
         std::string saved = std::getenv("HOME");
         ~Home() { ::setenv("HOME", saved.c_str(), 1); }
     } home;
@@ -285,10 +274,8 @@ TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningSe
 
 // At once, in the web server tab and the access tab's line: the first of
 // missing, stopped, ignoring access files, with the button that fixes it.
-TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt)
-{
-    struct Row
-    {
+TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt) {
+    struct Row {
         bool installed, running;
         const char* conf;
         const char* text;     // the notice begins so; empty: hidden
@@ -335,8 +322,7 @@ TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFix
     }
 }
 
-TEST_F(ApacheControlTest, PendingRechecksDieWithTheController)
-{
+TEST_F(ApacheControlTest, PendingRechecksDieWithTheController) {
     make().apachectl("start");
     ASSERT_EQ(loop->once.size(), 1u);
     std::shared_ptr<KLTimer> recheck = loop->once.back().second;

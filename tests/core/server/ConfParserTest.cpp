@@ -12,8 +12,7 @@ namespace {
 
 using Parser = KLConfParser;
 
-struct Hit
-{
+struct Hit {
     std::string token;
     std::string line;
     std::int32_t number;
@@ -21,42 +20,35 @@ struct Hit
     bool operator==(const Hit&) const = default;
 };
 
-std::ostream& operator<<(std::ostream& out, const Hit& hit)
-{
+std::ostream& operator<<(std::ostream& out, const Hit& hit) {
     return out << hit.token << " @" << hit.number << " [" << hit.line << "] " << hit.file.value_or("(null)");
 }
 
-class Recorder : public KLConfParserDelegate
-{
+class Recorder : public KLConfParserDelegate {
 public:
     void parsedToken(KLConfParser&, const std::string& token, const std::string& line, std::int32_t number,
-                     const std::optional<std::string>& file) override
-    {
+                     const std::optional<std::string>& file) override {
         hits.push_back({token, line, number, file});
     }
     std::vector<Hit> hits;
 };
 
 // Counts its calls in a counter that outlives it.
-class CountingRecorder : public KLConfParserDelegate
-{
+class CountingRecorder : public KLConfParserDelegate {
 public:
     explicit CountingRecorder(std::shared_ptr<int> calls) : calls(std::move(calls)) {}
     void parsedToken(KLConfParser&, const std::string&, const std::string&, std::int32_t,
-                     const std::optional<std::string>&) override
-    {
+                     const std::optional<std::string>&) override {
         ++*calls;
     }
     std::shared_ptr<int> calls;
 };
 
-class ConfParserTest : public ::testing::Test
-{
+class ConfParserTest : public ::testing::Test {
 protected:
     // Waits for the scan's end without running the main loop, so its hits
     // are still queued.
-    static bool scannedButUndelivered(const KLConfParser& p)
-    {
+    static bool scannedButUndelivered(const KLConfParser& p) {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (p.isParsing() && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -66,16 +58,14 @@ protected:
     void SetUp() override { KLRunLoop::setMain(loop); }
     void TearDown() override { KLRunLoop::setMain(nullptr); }
 
-    std::shared_ptr<KLConfParser> parser(const std::string& conf, std::vector<std::string> tokens = {"Include"})
-    {
+    std::shared_ptr<KLConfParser> parser(const std::string& conf, std::vector<std::string> tokens = {"Include"}) {
         auto p = KLConfParser::initWithString(conf);
         p->setTokens(std::move(tokens));
         p->setDelegate(recorder);
         return p;
     }
     // Scans and delivers every hit.
-    std::vector<Hit> scan(const std::shared_ptr<KLConfParser>& p)
-    {
+    std::vector<Hit> scan(const std::shared_ptr<KLConfParser>& p) {
         recorder->hits.clear();
         p->parse();
         EXPECT_TRUE(loop->runUntil([&] { return !p->isParsing() && !p->hasUndeliveredHits(); }, 30));
@@ -86,16 +76,14 @@ protected:
     std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
 };
 
-struct StripCase
-{
+struct StripCase {
     std::uint32_t comments;
     std::uint32_t quotes;
     std::string line;
     std::string expected;
 };
 
-std::string stripOne(const StripCase& c)
-{
+std::string stripOne(const StripCase& c) {
     auto p = KLConfParser::initWithString("x");
     p->setCommentType(c.comments);
     p->setQuoteType(c.quotes);
@@ -106,8 +94,7 @@ constexpr std::uint32_t kAllLineComments = Parser::KLConfCommentHash | Parser::K
                                            Parser::KLConfCommentDoubleSlash;
 constexpr std::uint32_t kBothQuotes = Parser::KLConfQuoteSingle | Parser::KLConfQuoteDouble;
 
-TEST_F(ConfParserTest, LineCommentsKeepTheFirstCharacterOfTwoCharacterMarkers)
-{
+TEST_F(ConfParserTest, LineCommentsKeepTheFirstCharacterOfTwoCharacterMarkers) {
     const StripCase cases[] = {
         {1, 3, "a # b", "a "},
         {1, 3, "#whole", ""},
@@ -124,8 +111,7 @@ TEST_F(ConfParserTest, LineCommentsKeepTheFirstCharacterOfTwoCharacterMarkers)
         EXPECT_EQ(stripOne(c), c.expected) << c.line << " with comments " << c.comments;
 }
 
-TEST_F(ConfParserTest, QuotesAndEscapesHideCommentMarkers)
-{
+TEST_F(ConfParserTest, QuotesAndEscapesHideCommentMarkers) {
     const StripCase cases[] = {
         // A "#" inside a quoted path stays with the rest of the line.
         {1, kBothQuotes, R"(DocumentRoot "/srv/a#b" # c)", R"(DocumentRoot "/srv/a#b" )"},
@@ -148,8 +134,7 @@ TEST_F(ConfParserTest, QuotesAndEscapesHideCommentMarkers)
         EXPECT_EQ(stripOne(c), c.expected) << c.line;
 }
 
-TEST_F(ConfParserTest, BlockCommentsOnOneLine)
-{
+TEST_F(ConfParserTest, BlockCommentsOnOneLine) {
     const std::uint32_t slash = Parser::KLConfCommentHash | Parser::KLConfCommentSlashStar;
     const std::uint32_t paren = Parser::KLConfCommentHash | Parser::KLConfCommentParenStar;
     const StripCase cases[] = {
@@ -165,8 +150,7 @@ TEST_F(ConfParserTest, BlockCommentsOnOneLine)
         EXPECT_EQ(stripOne(c), c.expected) << c.line;
 }
 
-TEST_F(ConfParserTest, BlockCommentCarriesOverLinesAndScans)
-{
+TEST_F(ConfParserTest, BlockCommentCarriesOverLinesAndScans) {
     auto p = KLConfParser::initWithString("x");
     p->setCommentType(Parser::KLConfCommentHash | Parser::KLConfCommentSlashStar);
     EXPECT_EQ(p->stripComments("a /* b"), "a ");
@@ -191,8 +175,7 @@ TEST_F(ConfParserTest, BlockCommentCarriesOverLinesAndScans)
     EXPECT_EQ(scan(scanned), (std::vector<Hit>{{"Include", "Include c", 3, std::nullopt}}));
 }
 
-TEST_F(ConfParserTest, HitsAreLinesBeginningWithTheKeyword)
-{
+TEST_F(ConfParserTest, HitsAreLinesBeginningWithTheKeyword) {
     EXPECT_EQ(scan(parser("   Include a.conf\n", {"include"})),
               (std::vector<Hit>{{"include", "Include a.conf", 1, std::nullopt}}));
     EXPECT_TRUE(scan(parser("Foo Include a.conf\n")).empty());
@@ -215,8 +198,7 @@ TEST_F(ConfParserTest, HitsAreLinesBeginningWithTheKeyword)
     EXPECT_TRUE(scan(parser("Kee\xC3\xA9\n", {"keep"})).empty());
 }
 
-TEST_F(ConfParserTest, OnlyLinesWithContentAreCounted)
-{
+TEST_F(ConfParserTest, OnlyLinesWithContentAreCounted) {
     const std::string conf = "# Include a.conf\n"
                              "\n"
                              "   \t\n"
@@ -231,8 +213,7 @@ TEST_F(ConfParserTest, OnlyLinesWithContentAreCounted)
     EXPECT_EQ(scan(parser("\n\nInclude z")), (std::vector<Hit>{{"Include", "Include z", 1, std::nullopt}}));
 }
 
-TEST_F(ConfParserTest, HitsArriveInOrderWithTheFile)
-{
+TEST_F(ConfParserTest, HitsArriveInOrderWithTheFile) {
     TempDir dir;
     std::string conf;
     for (int i = 1; i <= 2000; ++i)
@@ -252,8 +233,7 @@ TEST_F(ConfParserTest, HitsArriveInOrderWithTheFile)
     }
 }
 
-TEST_F(ConfParserTest, FilesAreReadWithTheirEncoding)
-{
+TEST_F(ConfParserTest, FilesAreReadWithTheirEncoding) {
     TempDir dir;
     EXPECT_EQ(KLConfParser::initWithFile(dir.file("missing.conf")), nullptr);
 
@@ -266,8 +246,7 @@ TEST_F(ConfParserTest, FilesAreReadWithTheirEncoding)
     EXPECT_EQ(p->conf(), "Include \"/x\"\n");
 }
 
-TEST_F(ConfParserTest, ParseNeedsDelegateKeywordsAndText)
-{
+TEST_F(ConfParserTest, ParseNeedsDelegateKeywordsAndText) {
     EXPECT_TRUE(scan(parser("")).empty());
     auto noTokens = parser("Include x", {});
     noTokens->parse();
@@ -278,8 +257,7 @@ TEST_F(ConfParserTest, ParseNeedsDelegateKeywordsAndText)
     EXPECT_FALSE(noDelegate->isParsing());
 }
 
-TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing)
-{
+TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing) {
     std::string conf;
     for (int i = 0; i < 300000; ++i)
         conf += "Include /etc/some/long/enough/path/to/scan/" + std::to_string(i) + ".conf # note\n";
@@ -310,8 +288,7 @@ TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing)
     EXPECT_EQ(scan(p).size(), 1u);
 }
 
-TEST_F(ConfParserTest, HitsForADelegateThatWentAwayAreDropped)
-{
+TEST_F(ConfParserTest, HitsForADelegateThatWentAwayAreDropped) {
     auto p = parser("Include a\nInclude b\n");
     auto calls = std::make_shared<int>(0);
     auto counting = std::make_shared<CountingRecorder>(calls);
@@ -326,8 +303,7 @@ TEST_F(ConfParserTest, HitsForADelegateThatWentAwayAreDropped)
     EXPECT_FALSE(p->hasUndeliveredHits());
 }
 
-TEST_F(ConfParserTest, HitsKeepTheKeywordAndPathOfTheirScan)
-{
+TEST_F(ConfParserTest, HitsKeepTheKeywordAndPathOfTheirScan) {
     auto p = parser("Include a\nInclude b\n");
     recorder->hits.clear();
     p->parse();
@@ -340,8 +316,7 @@ TEST_F(ConfParserTest, HitsKeepTheKeywordAndPathOfTheirScan)
               (std::vector<Hit>{{"Include", "Include a", 1, std::nullopt}, {"Include", "Include b", 2, std::nullopt}}));
 }
 
-TEST_F(ConfParserTest, GarbageNeverBreaksTheScan)
-{
+TEST_F(ConfParserTest, GarbageNeverBreaksTheScan) {
     std::mt19937 random(7);
     const std::string alphabet = std::string("#;-/*()'\"`\\ \t\r\nInclude\xC3\xA9\xFF\x80") + '\0';
     std::string conf;

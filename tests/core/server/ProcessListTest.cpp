@@ -8,8 +8,7 @@
 
 namespace {
 
-TEST(ProcessListTest, NamesComeFromEveryNumericEntry)
-{
+TEST(ProcessListTest, NamesComeFromEveryNumericEntry) {
     TempDir proc;
     proc.write("1/comm", "systemd\n");
     proc.write("42/comm", "httpd\n");
@@ -23,8 +22,7 @@ TEST(ProcessListTest, NamesComeFromEveryNumericEntry)
     EXPECT_TRUE(KLProcessList::allProcessNames(proc.file("missing")).empty());
 }
 
-TEST(ProcessListTest, TheRunningTestIsListedUnderItsShortName)
-{
+TEST(ProcessListTest, TheRunningTestIsListedUnderItsShortName) {
     std::ifstream comm("/proc/self/comm");
     std::string self;
     std::getline(comm, self);

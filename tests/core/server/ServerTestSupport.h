@@ -18,12 +18,10 @@
 
 // A helper tool that records its runs. For a file replacement it keeps what
 // the temporary file held at that moment and, when asked, copies it over.
-class FakeHelperTool : public KLHelperTool
-{
+class FakeHelperTool : public KLHelperTool {
 public:
     bool isHelperSetUID() const override { return setUID; }
-    int webcheckWithArgs(const std::vector<std::string>& arguments) const override
-    {
+    int webcheckWithArgs(const std::vector<std::string>& arguments) const override {
         calls.push_back(arguments);
         if (arguments.size() == 6 && arguments[1] == "webcheck") {
             std::string data = KLTextFile::readBytes(arguments[5]).value_or("<unreadable>");
@@ -42,11 +40,9 @@ public:
 };
 
 // A run loop that remembers the delay and the timer of each one-shot timer.
-class RecordingRunLoop : public KLPlainRunLoop
-{
+class RecordingRunLoop : public KLPlainRunLoop {
 public:
-    std::shared_ptr<KLTimer> scheduleOnce(double seconds, std::function<void()> fn) override
-    {
+    std::shared_ptr<KLTimer> scheduleOnce(double seconds, std::function<void()> fn) override {
         auto timer = KLPlainRunLoop::scheduleOnce(seconds, std::move(fn));
         once.emplace_back(seconds, timer);
         return timer;
@@ -56,11 +52,9 @@ public:
 
 // A controller with fake outlets and helper, the configuration at a chosen
 // path and its own run loop.
-class ApacheControllerTest : public ::testing::Test
-{
+class ApacheControllerTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         ::setenv("FENDREL_LAYOUT", "macos", 1);
         FendrelPref::initialize();
         KLRunLoop::setMain(loop);
@@ -83,15 +77,13 @@ protected:
         outlets.authView = &authView;
         outlets.workspace = &workspace;
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         controller.reset();
         KLRunLoop::setMain(nullptr);
         ::unsetenv("FENDREL_LAYOUT");
     }
 
-    KLApacheController& make()
-    {
+    KLApacheController& make() {
         controller = std::make_unique<KLApacheController>(helper);
         controller->setStatusDisplay(&status);
         controller->setProcessLister([this] {
@@ -100,18 +92,15 @@ protected:
         });
         return *controller;
     }
-    KLApacheController& makeAwake()
-    {
+    KLApacheController& makeAwake() {
         make().awakeFromNib(outlets);
         waitForLogs();
         return *controller;
     }
-    void waitForLogs()
-    {
+    void waitForLogs() {
         ASSERT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60));
     }
-    std::string script(const std::string& name, const std::string& body)
-    {
+    std::string script(const std::string& name, const std::string& body) {
         std::string path = dir.write(name, "#!/bin/sh\n" + body);
         ::chmod(path.c_str(), 0755);
         return path;
