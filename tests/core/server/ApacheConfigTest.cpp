@@ -17,15 +17,21 @@ std::vector<std::string> sorted(std::vector<std::string> v) {
     return v;
 }
 
+// Runs `fn` and counts the log lines it writes that begin with `start`.
+long loggedLines(const std::string& start, const std::function<void()>& fn) {
+    std::vector<std::string> lines;
+    KLSetLogSink([&](const std::string& line) { lines.push_back(line); });
+    fn();
+    KLSetLogSink(nullptr);
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.starts_with(start); });
+}
+
 TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary) {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(false, "Override Conf Directory Location");
-    struct Case {
-        std::string report;
-        std::string dir;
-        std::string name;
-    };
-    const Case cases[] = {
+    const struct {
+        std::string report, dir, name;
+    } cases[] = {
         {" -D HTTPD_ROOT=\"/usr\"\n -D SERVER_CONFIG_FILE=\"/private/etc/apache2/httpd.conf\"\n", "/private/etc/apache2",
          "httpd.conf"},
         // A relative value is not joined with the server root.
@@ -33,13 +39,11 @@ TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary) {
         {"SERVER_CONFIG_FILE = \"conf/httpd.conf", "conf", "httpd.conf"},
         {"Server version: nothing else\n", "", ""},
     };
-    for (const Case& c : cases) {
-        // The report only answers "-V".
+    for (const auto& c : cases) { // the report only answers "-V"
         std::string binary = script("httpd", "[ \"$1\" = -V ] && printf '%s' '" + c.report + "'\necho noise >&2\n");
         d.setObject(binary, "ApacheBinaryLocation");
         KLApacheController& controller = make();
-        EXPECT_EQ(controller.confFileDir(), c.dir) << c.report;
-        EXPECT_EQ(controller.confFileName(), c.name) << c.report;
+        EXPECT_EQ(std::pair(controller.confFileDir(), controller.confFileName()), std::pair(c.dir, c.name)) << c.report;
     }
     d.setObject(dir.file("no-such-binary"), "ApacheBinaryLocation");
     EXPECT_EQ(make().httpdConfFile(), "");
@@ -49,14 +53,12 @@ TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile) {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setObject("/etc/httpd/", "Apache Conf Directory");
     KLApacheController& controller = make();
-    EXPECT_EQ(controller.httpdConfFile(), "/etc/httpd/httpd.conf");
-    EXPECT_EQ(controller.httpdConfRoot(), "/etc/httpd/");
+    EXPECT_EQ(std::pair(controller.httpdConfFile(), controller.httpdConfRoot()),
+              std::pair(std::string("/etc/httpd/httpd.conf"), std::string("/etc/httpd/")));
     const char* user = std::getenv("USER");
-    if (user && *user) {
+    if (user && *user)
         EXPECT_EQ(controller.userConfFile(), "/etc/httpd/users/" + std::string(user) + ".conf");
-    }
-    EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/users/"));
-    EXPECT_TRUE(controller.userConfFile().ends_with(".conf"));
+    EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/users/") && controller.userConfFile().ends_with(".conf"));
     d.setObject("people", "Apache User Conf Directory");
     EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/people/"));
     d.removeDefaultForKey("Apache User Conf Directory");
@@ -83,10 +85,8 @@ TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes) {
                                "ErrorLog \"" + logs + "/access_log\"\n");
     dir.write("conf.d/relative.conf", "ErrorLog \"" + logs + "/included_log\"\n");
 
-    std::vector<std::string> logLines;
-    KLSetLogSink([&](const std::string& line) { logLines.push_back(line); });
-    KLApacheController& controller = makeAwake();
-    KLSetLogSink(nullptr);
+    EXPECT_EQ(loggedLines("Include cycle: ", [&] { makeAwake(); }), 2);
+    KLApacheController& controller = *this->controller;
 
     // relative.conf is reached from the main file and again from a.conf (no
     // cycle: listed twice); a.conf including itself and b.conf including the
@@ -94,17 +94,11 @@ TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes) {
     EXPECT_EQ(sorted(controller.logs()),
               sorted({logs + "/error_log", logs + "/access_log", logs + "/included_log", logs + "/included_log",
                       logs + "/nested log", logs + "/access_log"}));
-    EXPECT_EQ(std::count_if(logLines.begin(), logLines.end(),
-                            [](const std::string& l) { return l.starts_with("Include cycle: "); }),
-              2);
-    ASSERT_EQ(logPicker.numberOfItems(), 6);
-    EXPECT_TRUE(logPicker.isEnabled());
-    EXPECT_TRUE(logDisplayButton.isEnabled());
-    for (int i = 0; i < logPicker.numberOfItems(); ++i) {
-        EXPECT_EQ(logPicker.items[static_cast<std::size_t>(i)].title,
-                  lastPathComponent(controller.logs()[static_cast<std::size_t>(i)]));
-        EXPECT_EQ(logPicker.items[static_cast<std::size_t>(i)].icon, controller.logs()[static_cast<std::size_t>(i)]);
-    }
+    ASSERT_EQ(logPicker.items.size(), 6u);
+    EXPECT_TRUE(logPicker.isEnabled() && logDisplayButton.isEnabled());
+    for (std::size_t i = 0; i < logPicker.items.size(); ++i)
+        EXPECT_EQ(std::pair(logPicker.items[i].title, logPicker.items[i].icon),
+                  std::pair(lastPathComponent(controller.logs()[i]), controller.logs()[i]));
 }
 
 TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged) {
@@ -116,20 +110,13 @@ TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged) {
         dir.write("f" + std::to_string(i) + ".conf", next + next);
     }
     dir.write("f30.conf", "ErrorLog \"" + dir.path() + "/logs/l\"\n");
-    std::vector<std::string> logLines;
-    KLSetLogSink([&](const std::string& line) { logLines.push_back(line); });
-    makeAwake();
-    KLSetLogSink(nullptr);
-    EXPECT_EQ(std::count_if(logLines.begin(), logLines.end(),
-                            [](const std::string& l) { return l.starts_with("Include limit reached at "); }),
-              1);
+    EXPECT_EQ(loggedLines("Include limit reached at ", [&] { makeAwake(); }), 1);
 }
 
 TEST_F(ApacheConfigTest, WithoutAConfigurationNoLogIsFound) {
     KLApacheController& controller = makeAwake();
     EXPECT_TRUE(controller.logs().empty());
-    EXPECT_FALSE(logPicker.isEnabled());
-    EXPECT_FALSE(logDisplayButton.isEnabled());
+    EXPECT_FALSE(logPicker.isEnabled() || logDisplayButton.isEnabled());
 }
 
 TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs) {
@@ -153,15 +140,11 @@ TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs) {
     EXPECT_EQ(workspace.files, std::vector<std::string>{controller.logs()[1]});
 }
 
-struct RepairCase {
-    std::string layout;
-    std::string input;
-    std::string expected;
-    bool changed;
-};
-
 TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks) {
-    const RepairCase cases[] = {
+    const struct {
+        std::string layout, input, expected;
+        bool changed;
+    } cases[] = {
         {"macos", "<Directory />\n  AllowOverride None\n</Directory>\nAllowOverride None",
          "<Directory />\n  AllowOverride All\n</Directory>\nAllowOverride None\n", true},
         // Before any block, after a block's end, and other values stay.
@@ -183,7 +166,7 @@ TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks) {
         {"debian", "<Directory /var/www/>\nAllowOverride None\n</Directory>\n<DirectoryMatch \"x\">\nAllowOverride None\n",
          "<Directory /var/www/>\nAllowOverride All\n</Directory>\n<DirectoryMatch \"x\">\nAllowOverride None\n\n", true},
     };
-    for (const RepairCase& c : cases) {
+    for (const auto& c : cases) {
         ::setenv("FENDREL_LAYOUT", c.layout.c_str(), 1);
         const std::string path = dir.write("repair.conf", c.input);
         TempDir out;
@@ -204,9 +187,8 @@ TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper) {
     ASSERT_EQ(helper->calls.size(), 1u);
     const auto& args = helper->calls[0];
     ASSERT_EQ(args.size(), 6u);
-    EXPECT_EQ(std::vector<std::string>(args.begin(), args.begin() + 4),
-              (std::vector<std::string>{"-operation", "webcheck", "-file", conf}));
-    EXPECT_EQ(args[4], "-data");
+    EXPECT_EQ(std::vector<std::string>(args.begin(), args.begin() + 5),
+              (std::vector<std::string>{"-operation", "webcheck", "-file", conf, "-data"}));
     EXPECT_EQ(helper->replacements[0], "<Directory />\nAllowOverride All\n</Directory>\n\n");
     EXPECT_FALSE(fileExists(args[5])) << "the temporary copy is removed";
     EXPECT_EQ(readFile(conf), "<Directory />\nAllowOverride None\n</Directory>\n") << "only the helper replaces";

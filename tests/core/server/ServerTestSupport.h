@@ -32,8 +32,7 @@ public:
         return result;
     }
 
-    bool setUID = true;
-    bool applyReplacements = false;
+    bool setUID = true, applyReplacements = false;
     int result = 0;
     mutable std::vector<std::vector<std::string>> calls;
     mutable std::vector<std::string> replacements;
@@ -65,17 +64,10 @@ protected:
         d.setBool(false, "Override Log Directory");
         d.setBool(true, "Graceful Restart");
         d.setDouble(2.0, "ApacheCheckInterval");
-        outlets.toggleButton = &toggleButton;
-        outlets.restartButton = &restartButton;
-        outlets.gracefulSwitch = &gracefulSwitch;
-        outlets.configCheckButton = &configCheckButton;
-        outlets.configCheckStatus = &configCheckStatus;
-        outlets.configErrorView = &configErrorView;
-        outlets.logPicker = &logPicker;
-        outlets.logDisplayButton = &logDisplayButton;
-        outlets.webcheckButton = &webcheckButton;
-        outlets.authView = &authView;
-        outlets.workspace = &workspace;
+        outlets = {.toggleButton = &toggleButton, .restartButton = &restartButton, .gracefulSwitch = &gracefulSwitch,
+                   .configCheckButton = &configCheckButton, .configCheckStatus = &configCheckStatus,
+                   .configErrorView = &configErrorView, .logPicker = &logPicker, .logDisplayButton = &logDisplayButton,
+                   .webcheckButton = &webcheckButton, .authView = &authView, .workspace = &workspace};
     }
     void TearDown() override {
         controller.reset();
@@ -86,10 +78,7 @@ protected:
     KLApacheController& make() {
         controller = std::make_unique<KLApacheController>(helper);
         controller->setStatusDisplay(&status);
-        controller->setProcessLister([this] {
-            ++listings;
-            return processes;
-        });
+        controller->setProcessLister([this] { return ++listings, processes; });
         return *controller;
     }
     KLApacheController& makeAwake() {
@@ -97,9 +86,7 @@ protected:
         waitForLogs();
         return *controller;
     }
-    void waitForLogs() {
-        ASSERT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60));
-    }
+    void waitForLogs() { ASSERT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60)); }
     std::string script(const std::string& name, const std::string& body) {
         std::string path = dir.write(name, "#!/bin/sh\n" + body);
         ::chmod(path.c_str(), 0755);
