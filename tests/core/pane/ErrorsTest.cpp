@@ -9,86 +9,66 @@ namespace {
 
 class ErrorsTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        KLSetLogSink([this](const std::string& line) { log.push_back(line); });
+    void SetUp() override { KLSetLogSink([this](const std::string& line) { log.push_back(line); }); }
+    void TearDown() override { KLSetLogSink(nullptr); }
+    void setUp(FendrelPref& pref) {
         pref.initWithBundle(KLBundle::main());
         FendrelPrefOutlets outlets;
         outlets.alerts = &alerts;
         pref.setOutlets(outlets);
     }
-    void TearDown() override { KLSetLogSink(nullptr); }
-
-    FendrelPref pref;
     FakeAlerts alerts;
     std::vector<std::string> log;
 };
 
-TEST_F(ErrorsTest, TableComesFromTheBundleWithIndexZeroUnused) {
-    ASSERT_GE(pref.errors().size(), 2u);
-    EXPECT_EQ(pref.errors()[0], "");
-    EXPECT_NE(pref.errors()[1].find("WebCheck"), std::string::npos);
+TEST_F(ErrorsTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown) {
+    FendrelPref pref;
+    setUp(pref);
+    const std::vector<std::string>& errors = pref.errors();
+    ASSERT_GT(errors.size(), 3u);
+    EXPECT_EQ(errors[0], ""); // the table comes from the bundle, index zero unused
+    EXPECT_NE(errors[1].find("WebCheck"), std::string::npos);
     EXPECT_EQ(FendrelPref::sharedInstance(), &pref);
-}
-
-TEST_F(ErrorsTest, KnownCodeIsLoggedAndShownWithItsText) {
-    pref.displayError(1);
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0], "[Fendrel] Error 1: " + pref.errors()[1]);
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "An Error Occured");
-    EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
-    EXPECT_EQ(alerts.shown[0].message, "An error was encountered by Fendrel in phase 1: " + pref.errors()[1]);
-    EXPECT_EQ(alerts.shown[0].context, "known error");
-    alerts.answer(1); // the end handler does nothing
-    EXPECT_EQ(log.size(), 1u);
-}
-
-TEST_F(ErrorsTest, NegativeCodeLogsItsAbsoluteEntryButIsUnknown) {
-    ASSERT_GT(pref.errors().size(), 3u);
-    pref.displayError(-3);
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0], "[Fendrel] Error -3: " + pref.errors()[3]);
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "An Error Occured");
-    EXPECT_EQ(alerts.shown[0].message, "An unknown error occured");
-    EXPECT_EQ(alerts.shown[0].context, "unknown error");
-}
-
-TEST_F(ErrorsTest, CodesAtOrPastTheTableAreUnknownAndZeroIsNothing) {
+    const int count = static_cast<int>(errors.size());
+    const std::string unknown = "An unknown error occured";
+    const struct {
+        int code;
+        std::string logged, message, context;
+    } cases[] = {
+        {1, "[Fendrel] Error 1: " + errors[1], "An error was encountered by Fendrel in phase 1: " + errors[1],
+         "known error"},
+        {-3, "[Fendrel] Error -3: " + errors[3], unknown, "unknown error"}, // logs its absolute entry
+        {count, "[Fendrel] Error " + std::to_string(count) + ": ", unknown, "unknown error"},
+        {count - 1, "[Fendrel] Error " + std::to_string(count - 1) + ": " + errors.back(), "", "known error"},
+        {std::numeric_limits<int>::min(), "", unknown, "unknown error"},
+    };
+    for (const auto& c : cases) {
+        log.clear();
+        alerts.shown.clear();
+        pref.displayError(c.code);
+        ASSERT_EQ(alerts.shown.size(), 1u) << c.code;
+        const KLAlert& a = alerts.shown[0];
+        EXPECT_EQ(std::tuple(a.title, a.defaultButton, a.context), std::tuple("An Error Occured", "OK", c.context));
+        EXPECT_TRUE(c.message.empty() ? a.message != unknown : a.message == c.message) << c.code << a.message;
+        ASSERT_EQ(log.size(), 1u) << c.code;
+        EXPECT_TRUE(c.logged.empty() || log[0] == c.logged) << log[0];
+        alerts.answer(1); // the end handler does nothing
+        EXPECT_EQ(log.size(), 1u);
+    }
+    log.clear();
     pref.displayError(0);
-    EXPECT_TRUE(log.empty());
-    EXPECT_TRUE(alerts.shown.empty());
+    EXPECT_EQ(std::pair(log.size(), alerts.shown.size()), std::pair(std::size_t{0}, std::size_t{1}));
 
-    int count = static_cast<int>(pref.errors().size());
-    pref.displayError(count);
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0], "[Fendrel] Error " + std::to_string(count) + ": ");
-    EXPECT_EQ(alerts.shown.back().message, "An unknown error occured");
-
-    pref.displayError(count - 1);
-    EXPECT_NE(alerts.shown.back().message, "An unknown error occured");
-
-    pref.displayError(std::numeric_limits<int>::min());
-    EXPECT_EQ(alerts.shown.back().message, "An unknown error occured");
-}
-
-TEST_F(ErrorsTest, WithoutTheResourceEveryCodeIsUnknown) {
+    // Without the resource every code is unknown.
     ::setenv("FENDREL_RESOURCES", "/nonexistent", 1);
     FendrelPref bare;
-    bare.initWithBundle(KLBundle::main());
+    setUp(bare);
     ::unsetenv("FENDREL_RESOURCES");
-    FendrelPrefOutlets outlets;
-    outlets.alerts = &alerts;
-    bare.setOutlets(outlets);
     EXPECT_TRUE(bare.errors().empty());
     bare.displayError(1);
-    EXPECT_EQ(log.back(), "[Fendrel] Error 1: ");
-    EXPECT_EQ(alerts.shown.back().message, "An unknown error occured");
-}
-
-TEST_F(ErrorsTest, DividerLimitsMoveTheProposedCoordinate) {
-    EXPECT_EQ(pref.constrainMinCoordinate(100, 0), 170);
-    EXPECT_EQ(pref.constrainMaxCoordinate(500, 1), 360);
+    EXPECT_EQ(std::pair(log.back(), alerts.shown.back().message), std::pair(std::string("[Fendrel] Error 1: "), unknown));
+    // The divider limits move the proposed coordinate.
+    EXPECT_EQ(std::pair(pref.constrainMinCoordinate(100, 0), pref.constrainMaxCoordinate(500, 1)), std::pair(170.0, 360.0));
 }
 
 } // namespace

@@ -14,9 +14,7 @@ protected:
         KLRunLoop::setMain(loop);
         // Nothing listens there: the check ends at once without a reply.
         defaults().setObject(KLPlist("127.0.0.1:1"), "Update Server");
-        swu.swuPanel = &swuPanel;
-        swu.alerts = &alerts;
-        swu.workspace = &workspace;
+        swu = {.swuPanel = &swuPanel, .alerts = &alerts, .workspace = &workspace};
     }
 
     std::shared_ptr<KLPlainRunLoop> loop;
@@ -30,8 +28,7 @@ TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds) {
     versionCheckButton.titleText = "Check Now";
     pref->beginSWUCheck(nullptr);
     ASSERT_NE(pref->SWUController(), nullptr);
-    EXPECT_TRUE(versionCheckProgress.animating);
-    EXPECT_EQ(versionCheckButton.titleText, "Cancel");
+    EXPECT_EQ(std::pair(versionCheckProgress.animating, versionCheckButton.titleText), std::pair(true, std::string("Cancel")));
 
     ASSERT_TRUE(loop->runUntil([&] { return !versionCheckProgress.animating; }, 30));
     EXPECT_EQ(versionCheckButton.titleText, "Check Now");
@@ -61,8 +58,7 @@ TEST_F(SoftwareUpdateTest, WithoutTheUpdatePanelTheCheckIsUnavailable) {
     EXPECT_EQ(pref->SWUController(), nullptr);
 
     // Selecting the pane still works; its automatic check runs once at most.
-    pref->didSelect();
-    pref->didSelect();
+    pref->didSelect(), pref->didSelect();
     EXPECT_LE(std::count(log.begin(), log.end(), "Bundle 'SWU' could not be loaded. Software Update unavailable"), 1);
 }
 

@@ -56,8 +56,9 @@ TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile) {
     EXPECT_EQ(std::pair(controller.httpdConfFile(), controller.httpdConfRoot()),
               std::pair(std::string("/etc/httpd/httpd.conf"), std::string("/etc/httpd/")));
     const char* user = std::getenv("USER");
-    if (user && *user)
+    if (user && *user) {
         EXPECT_EQ(controller.userConfFile(), "/etc/httpd/users/" + std::string(user) + ".conf");
+    }
     EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/users/") && controller.userConfFile().ends_with(".conf"));
     d.setObject("people", "Apache User Conf Directory");
     EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/people/"));
