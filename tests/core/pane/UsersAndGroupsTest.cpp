@@ -9,9 +9,7 @@ class UsersTest : public PaneTest {
 protected:
     // Fills the sheet and presses OK.
     std::string submit(const std::string& name, const std::string& password, const std::string& confirm) {
-        userField.value = name;
-        passField.value = password;
-        confirmField.value = confirm;
+        userField.value = name, passField.value = password, confirmField.value = confirm;
         pref->endNewUser(nullptr);
         return errorField.value;
     }
@@ -21,8 +19,9 @@ protected:
                 return record["basic password"].description();
         return {};
     }
-    static bool verifies(const std::string& hash, const std::string& password) {
+    bool verifies(const std::string& name, const std::string& password) const {
         crypt_data data{};
+        const std::string hash = hashOf(name);
         const char* result = crypt_r(password.c_str(), hash.c_str(), &data);
         return result && hash == result;
     }
@@ -31,6 +30,13 @@ protected:
         auto it = std::find(names.begin(), names.end(), name);
         return it == names.end() ? -1 : static_cast<int>(it - names.begin()) + 1;
     }
+    void editUser(const std::string& name) {
+        showUsers();
+        userTable.selectRow(rowOf(name), false);
+        pref->editUser(nullptr);
+    }
+    std::string users() const { return readFile(root.file(".htusers")); }
+    std::string groups() const { return readFile(root.file(".htgroups")); }
 };
 
 TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen) {
@@ -40,30 +46,28 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen) {
     EXPECT_TRUE(userField.enabled);
     EXPECT_EQ(userAddPanel.firstResponder, "userField");
     ASSERT_EQ(window.sheets, std::vector<KLWindow*>{&userAddPanel});
-
-    EXPECT_EQ(submit("", "", ""), "Please choose a unique username");
-    EXPECT_EQ(submit("ALICE", "", ""), "Please choose a unique username");
-    EXPECT_EQ(submit("any valid user", "pw", "pw"), "Please choose a unique username");
-    EXPECT_EQ(submit("al ice", "", ""), "Usernames cannot contain spaces, tabs, or line returns");
-    EXPECT_EQ(submit("al\tice", "pw", "pw"), "Usernames cannot contain spaces, tabs, or line returns");
-    EXPECT_EQ(submit("bob", "", ""), "You must supply a password");
-    EXPECT_EQ(submit("bob", "pw", "wp"), "Passwords do not match");
-    for (const char* spaced : {"al\vice", "al\u00a0ice", "al\u2028ice", "al\u3000ice"})
-        EXPECT_EQ(submit(spaced, "pw", "pw"), "Usernames cannot contain spaces, tabs, or line returns") << spaced;
-    EXPECT_EQ(submit("fendreled", "", ""), "You must supply a password");
-    EXPECT_EQ(submit("fendreled", "pw", "wp"), "Passwords do not match");
-    EXPECT_EQ(submit("FendreLED", "pw", "pw"), "Invalid username. Please choose another");
-    // Names the users file cannot hold: not ASCII, the field separator, control characters.
-    for (const char* unstorable : {"j\u00fcrgen", "al:ice", "al\x01ice"})
-        EXPECT_EQ(submit(unstorable, "pw", "pw"), "Invalid username. Please choose another") << unstorable;
+    const std::string unique = "Please choose a unique username", spaces =
+        "Usernames cannot contain spaces, tabs, or line returns", invalid = "Invalid username. Please choose another";
+    // Names the users file cannot hold are invalid: not ASCII, the field separator, control characters.
+    const std::vector<std::string> cases[] = {
+        {"", "", "", unique}, {"ALICE", "", "", unique}, {"any valid user", "pw", "pw", unique},
+        {"al ice", "", "", spaces}, {"al\tice", "pw", "pw", spaces}, {"al\vice", "pw", "pw", spaces},
+        {"al\u00a0ice", "pw", "pw", spaces}, {"al\u2028ice", "pw", "pw", spaces}, {"al\u3000ice", "pw", "pw", spaces},
+        {"bob", "", "", "You must supply a password"}, {"bob", "pw", "wp", "Passwords do not match"},
+        {"fendreled", "", "", "You must supply a password"}, {"fendreled", "pw", "wp", "Passwords do not match"},
+        {"FendreLED", "pw", "pw", invalid}, {"j\u00fcrgen", "pw", "pw", invalid}, {"al:ice", "pw", "pw", invalid},
+        {"al\x01ice", "pw", "pw", invalid},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(submit(c[0], c[1], c[2]), c[3]) << c[0];
     EXPECT_EQ(userNames(), std::vector<std::string>{"alice"});
     EXPECT_EQ(window.sheets.size(), 1u);
-    EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\n");
+    EXPECT_EQ(users(), "alice:abcdefghijklm\n");
 
     EXPECT_EQ(submit("  bob \n", "secret", "secret"), "");
     EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob"}));
-    EXPECT_TRUE(verifies(hashOf("bob"), "secret"));
-    EXPECT_NE(readFile(root.file(".htusers")).find("bob:" + hashOf("bob") + "\n"), std::string::npos);
+    EXPECT_TRUE(verifies("bob", "secret"));
+    EXPECT_NE(users().find("bob:" + hashOf("bob") + "\n"), std::string::npos);
     EXPECT_TRUE(window.sheets.empty());
     EXPECT_FALSE(userAddPanel.visible);
 }
@@ -79,16 +83,13 @@ TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving) {
     ASSERT_EQ(alerts.shown.size(), 1u);
     EXPECT_EQ(alerts.shown[0].message, root.file(".htusers") + " was not changed: File too large.");
     EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob"}));
-    EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\n");
-
+    EXPECT_EQ(users(), "alice:abcdefghijklm\n");
     pref->didUnselect();
     EXPECT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(readFile(root.file(".htusers")), "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n");
+    EXPECT_EQ(users(), "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n");
 }
 
 TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart) {
-    const std::string warning = "Only the first 8 characters of this password count with DES hashes. Choose bcrypt "
-                                "in Options to use all of it.";
     root.write(".htusers", "alice:abcdefghijklm\n");
     passwordHashMenu.addItem("DES");
     passwordHashMenu.addItem("bcrypt");
@@ -97,27 +98,26 @@ TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart) {
     pref->addUser(nullptr);
     passField.value = "correct horse";
     pref->passwordDidChange(nullptr);
-    EXPECT_EQ(passwordWarningField.value, warning);
+    EXPECT_EQ(passwordWarningField.value, "Only the first 8 characters of this password count with DES hashes. "
+                                          "Choose bcrypt in Options to use all of it.");
     EXPECT_EQ(submit("bob", "correct horse", "correct horse"), ""); // saved all the same
-    EXPECT_TRUE(verifies(hashOf("bob"), "correct "));
+    EXPECT_TRUE(verifies("bob", "correct "));
 
     passwordHashMenu.selected = 1;
     pref->setPasswordHash(&passwordHashMenu);
     EXPECT_EQ(defaults().stringForKey("Password Hash"), "bcrypt");
-    showUsers();
-    userTable.selectRow(rowOf("bob"), false);
-    pref->editUser(nullptr);
+    editUser("bob");
     EXPECT_EQ(passwordWarningField.value, "");
     passField.value = "correct horse";
     pref->passwordDidChange(nullptr);
     EXPECT_EQ(passwordWarningField.value, "");
     EXPECT_EQ(submit("bob", "correct horse", "correct horse"), "");
-    EXPECT_TRUE(verifies(hashOf("bob"), "correct horse"));
+    EXPECT_TRUE(verifies("bob", "correct horse"));
     EXPECT_EQ(pref->users()->objectAtRow(rowOf("bob"), "hash"), KLPlist("bcrypt"));
     EXPECT_EQ(pref->users()->objectAtRow(rowOf("alice"), "hash"), KLPlist("DES"));
 
     // A library that makes no hash: nothing is stored and the sheet stays open.
-    std::string file = readFile(root.file(".htusers"));
+    std::string file = users();
     KLPasswordHash::Library broken = KLPasswordHash::systemLibrary();
     broken.crypt = [](const char*, const char*, crypt_data*) -> char* { return nullptr; };
     pref->users()->setPasswordHash(KLPasswordHash(broken));
@@ -126,7 +126,7 @@ TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart) {
     ASSERT_EQ(alerts.shown.size(), 1u);
     EXPECT_NE(alerts.shown[0].message.find(pref->errors()[FendrelPref::kPasswordNotHashed]), std::string::npos);
     EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob"}));
-    EXPECT_EQ(readFile(root.file(".htusers")), file);
+    EXPECT_EQ(users(), file);
     EXPECT_EQ(window.sheets.size(), 1u);
 }
 
@@ -135,60 +135,48 @@ TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder) {
     root.write(".htgroups", "staff: alice bob\n");
     defaults().setBool(true, "Sort Users");
     wake(); // read as stored, not yet sorted
-
-    userTable.selectRow(rowOf("alice"), false);
-    pref->editUser(nullptr);
-    EXPECT_FALSE(userField.enabled);
-    EXPECT_EQ(userField.value, "alice");
-    EXPECT_EQ(errorField.value, "Please enter a new password for alice");
-    EXPECT_EQ(userAddPanel.firstResponder, "passField");
+    editUser("alice");
+    EXPECT_EQ(std::tuple(userField.enabled, userField.value, errorField.value, userAddPanel.firstResponder),
+              std::tuple(false, "alice", "Please enter a new password for alice", "passField"));
     EXPECT_EQ(submit("alice", "new-pw", "new-pw"), "");
-
     EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob", "carol"}));
-    EXPECT_TRUE(verifies(hashOf("alice"), "new-pw"));
+    EXPECT_TRUE(verifies("alice", "new-pw"));
     EXPECT_EQ(hashOf("bob"), "abcdefghijklm");
     EXPECT_EQ(pref->groups()->list(), std::vector<std::string>{"staff"});
-    EXPECT_EQ(readFile(root.file(".htgroups")), "staff: alice bob\n"); // memberships stay
+    EXPECT_EQ(groups(), "staff: alice bob\n"); // memberships stay
 
     // Sorted already: the same edit again leaves the others where they are.
-    showUsers();
-    userTable.selectRow(rowOf("bob"), false);
-    pref->editUser(nullptr);
+    editUser("bob");
     EXPECT_EQ(submit("bob", "pw2", "pw2"), "");
     EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob", "carol"}));
-    EXPECT_TRUE(verifies(hashOf("bob"), "pw2"));
-    EXPECT_TRUE(verifies(hashOf("alice"), "new-pw"));
+    EXPECT_TRUE(verifies("bob", "pw2") && verifies("alice", "new-pw"));
 }
 
 TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted) {
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
+    for (bool userRow : {false, true}) {
+        userTable.selectRow(userRow ? 1 : 0, false);
+        pref->userClick(&userTable);
+        EXPECT_EQ(std::pair(userEditButton.enabled, userDeleteButton.enabled), std::pair(userRow, userRow));
+    }
     userTable.selectRow(0, false);
-    pref->userClick(&userTable);
-    EXPECT_FALSE(userEditButton.enabled);
-    EXPECT_FALSE(userDeleteButton.enabled);
     pref->editUser(nullptr);
     EXPECT_TRUE(window.sheets.empty());
-
-    userTable.selectRow(1, false);
-    pref->userClick(&userTable);
-    EXPECT_TRUE(userEditButton.enabled);
-    EXPECT_TRUE(userDeleteButton.enabled);
 }
 
 TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff) {
     root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\ncarol:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice bob\n");
     wake();
-
     userTable.selectRow(1, false);
     pref->deleteRow(&userTable, 1);
     ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Delete User");
-    EXPECT_EQ(alerts.shown[0].message,
-              "Are you sure you wish to delete the user \"alice\"? This action cannot be undone. To answer yes and "
-              "not see this dialog in the future, click \"Don't Ask\"");
-    EXPECT_EQ(alerts.shown[0].alternateButton, "Don't Ask");
+    EXPECT_EQ(std::tuple(alerts.shown[0].title, alerts.shown[0].message, alerts.shown[0].alternateButton),
+              std::tuple("Delete User",
+                         "Are you sure you wish to delete the user \"alice\"? This action cannot be undone. To answer "
+                         "yes and not see this dialog in the future, click \"Don't Ask\"",
+                         "Don't Ask"));
     alerts.answer(-1);
     EXPECT_EQ(userNames().size(), 3u);
 
@@ -196,14 +184,14 @@ TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff) {
     alerts.answer(0);
     EXPECT_FALSE(defaults().boolForKey("User Delete Dialog"));
     EXPECT_EQ(userNames(), (std::vector<std::string>{"bob", "carol"}));
-    EXPECT_EQ(readFile(root.file(".htgroups")), "staff: bob \n"); // the groups lose her
+    EXPECT_EQ(groups(), "staff: bob \n"); // the groups lose her
 
     showUsers();
     userTable.selectRow(2, false);
     pref->deleteUser(nullptr);
     EXPECT_EQ(alerts.shown.size(), 2u);
     EXPECT_EQ(userNames(), std::vector<std::string>{"bob"});
-    EXPECT_EQ(readFile(root.file(".htusers")), "bob:abcdefghijklm\n");
+    EXPECT_EQ(users(), "bob:abcdefghijklm\n");
 }
 
 TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited) {
@@ -223,16 +211,17 @@ TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode) {
     wake();
     groupOutline.selectRow(1, false); // alice in staff
     pref->groupClick(&groupOutline);
-    EXPECT_TRUE(groupDeleteButton.enabled);
-    EXPECT_EQ(groupDeleteButton.tip, "Remove \"alice\" from \"staff\"");
+    EXPECT_EQ(std::pair(groupDeleteButton.enabled, groupDeleteButton.tip),
+              std::pair(true, std::string("Remove \"alice\" from \"staff\"")));
     pref->deleteRow(&groupOutline, 1);
     ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Delete Group");
-    EXPECT_EQ(alerts.shown[0].message,
-              "Are you sure you wish to remove the user \"alice\" from the group \"staff\"? This action cannot be "
-              "undone. To answer yes and not see this dialog in the future, click \"Don't Ask\"");
+    EXPECT_EQ(std::pair(alerts.shown[0].title, alerts.shown[0].message),
+              std::pair(std::string("Delete Group"),
+                        std::string("Are you sure you wish to remove the user \"alice\" from the group \"staff\"? This "
+                                    "action cannot be undone. To answer yes and not see this dialog in the future, "
+                                    "click \"Don't Ask\"")));
     alerts.answer(1);
-    EXPECT_EQ(readFile(root.file(".htgroups")), "staff: \nweb: \n");
+    EXPECT_EQ(groups(), "staff: \nweb: \n");
     EXPECT_TRUE(defaults().boolForKey("Group Delete Dialog"));
 
     showGroups();
@@ -249,8 +238,7 @@ TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode) {
 
     groupOutline.deselectAll();
     pref->groupClick(&groupOutline);
-    EXPECT_FALSE(groupDeleteButton.enabled);
-    EXPECT_EQ(groupDeleteButton.tip, "");
+    EXPECT_EQ(std::pair(groupDeleteButton.enabled, groupDeleteButton.tip), std::pair(false, std::string()));
 }
 
 } // namespace
