@@ -9,65 +9,78 @@ namespace {
 
 using FoldersTest = PaneTest;
 
-std::string login() {
-    const passwd* entry = getpwuid(getuid());
-    return entry ? entry->pw_name : "";
-}
-
 TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews) {
     root.write("open/.htaccess", "Allow from 127.0.0.1\nDeny from all\n");
     root.write("shut/.htaccess", "Deny from 127.0.0.1\n");
     root.mkdir("plain");
     wake();
-
+    // The refilled editor has nothing to save.
+    auto views = [&] {
+        return std::tuple(addressMode.selectedRowValue, addressMode.enabled, customViewText.editable,
+                          customSaveButton.enabled);
+    };
     selectFolder("open");
-    EXPECT_EQ(addressMode.selectedRowValue, 0);
-    EXPECT_TRUE(addressMode.enabled);
-    EXPECT_TRUE(customViewText.editable);
-    EXPECT_FALSE(customSaveButton.enabled); // the refilled editor has nothing to save
-
+    EXPECT_EQ(views(), std::tuple(0, true, true, false));
     selectFolder("shut");
     EXPECT_EQ(addressMode.selectedRowValue, 1);
     addressMode.selectedRowValue = 0;
     pref->changeAddressMode(&addressMode);
     EXPECT_TRUE(pref->selectedItem()->isAllowSet());
     EXPECT_NE(readFile(root.file("shut/.htaccess")).find("Deny from all"), std::string::npos);
-
     selectFolder("plain");
-    EXPECT_EQ(addressMode.selectedRowValue, 0);
-    EXPECT_FALSE(addressMode.enabled);
-    EXPECT_FALSE(customViewText.editable);
-    EXPECT_FALSE(customSaveButton.enabled);
+    EXPECT_EQ(views(), std::tuple(0, false, false, false));
     EXPECT_EQ(customViewText.text, "");
 }
 
-TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevel) {
+TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelOrHasNoPersonalPrefixForACustomRoot) {
+    const passwd* entry = getpwuid(getuid());
+    const std::string login = entry ? entry->pw_name : "";
     defaults().setInteger(0, "Fendrel Protected Folder");
     std::string sites = std::string(std::getenv("HOME")) + "/Sites";
     std::filesystem::create_directories(sites + "/a/b");
     wake();
     EXPECT_EQ(webDirFolder.selected, 0);
     ASSERT_EQ(webDirOutline.rows.size(), 3u);
-
     webDirOutline.selectRow(2, false); // Sites/a/b
     pref->webOutlineClick(nullptr);
     pref->viewSelectionOnWeb(nullptr);
-    EXPECT_EQ(workspace.urls.back(), "http://127.0.0.1/~" + login() + "/b/b");
-
+    EXPECT_EQ(workspace.urls.back(), "http://127.0.0.1/~" + login + "/b/b");
     webDirOutline.selectRow(0, false);
     pref->webOutlineClick(nullptr);
-    EXPECT_EQ(pref->webAddressOfSelection(), "http://127.0.0.1/~" + login() + "/");
+    EXPECT_EQ(pref->webAddressOfSelection(), "http://127.0.0.1/~" + login + "/");
     std::filesystem::remove_all(sites);
-}
 
-TEST_F(FoldersTest, WebAddressOfACustomRootHasNoPersonalPrefix) {
+    pref.reset();
     root.mkdir("docs");
+    defaults().setInteger(2, "Fendrel Protected Folder");
     defaults().setObject(KLPlist("https"), "Apache Site Protocol");
     defaults().setObject(KLPlist("example.test"), "Apache Site Address");
     defaults().setObject(KLPlist("8080"), "Apache Site Port");
+    webDirOutline.selection.clear();
     wake();
     selectFolder("docs");
     EXPECT_EQ(pref->webAddressOfSelection(), "https://example.test/docs");
+}
+
+TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOnAndDropsEdits) {
+    root.write("private/.htaccess", "Require valid-user\n");
+    wake();
+    selectFolder("private");
+    pref->clearAccessPrompt(nullptr);
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    const KLAlert& a = alerts.shown[0];
+    EXPECT_EQ(std::tuple(a.title, a.message, a.defaultButton, a.alternateButton, a.otherButton),
+              std::tuple("Delete Access File",
+                         "Are you sure you want to permanently delete all access restrictions for \"private\"?\n\n"
+                         "This action cannot be undone.",
+                         "Delete", "", "Cancel"));
+    alerts.answer(-1);
+    EXPECT_TRUE(fileExists(root.file("private/.htaccess")));
+    pref->clearAccessPrompt(nullptr);
+    alerts.answer(1);
+    EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
+    EXPECT_TRUE(defaults().boolForKey("Show Delete Dialog"));
+
 }
 
 TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits) {
@@ -85,26 +98,6 @@ TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits) {
     EXPECT_EQ(customViewText.text, "");
 }
 
-TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOn) {
-    root.write("private/.htaccess", "Require valid-user\n");
-    wake();
-    selectFolder("private");
-    pref->clearAccessPrompt(nullptr);
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Delete Access File");
-    EXPECT_EQ(alerts.shown[0].message, "Are you sure you want to permanently delete all access restrictions for "
-                                       "\"private\"?\n\nThis action cannot be undone.");
-    EXPECT_EQ(alerts.shown[0].defaultButton, "Delete");
-    EXPECT_EQ(alerts.shown[0].alternateButton, "");
-    EXPECT_EQ(alerts.shown[0].otherButton, "Cancel");
-    alerts.answer(-1);
-    EXPECT_TRUE(fileExists(root.file("private/.htaccess")));
-    pref->clearAccessPrompt(nullptr);
-    alerts.answer(1);
-    EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
-    EXPECT_TRUE(defaults().boolForKey("Show Delete Dialog"));
-}
-
 TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection) {
     wake();
     EXPECT_EQ(webDirOutline.rows.size(), 1u);
@@ -120,28 +113,21 @@ class AddressesTest : public PaneTest {
 protected:
     void SetUp() override {
         PaneTest::SetUp();
-        loop = std::make_shared<KLPlainRunLoop>();
         KLRunLoop::setMain(loop);
     }
     KLPlist::Array stored() const { return defaults().arrayForKey("Address Array").value_or(KLPlist::Array{}); }
-    std::shared_ptr<KLPlainRunLoop> loop;
+    std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
 };
 
-TEST_F(AddressesTest, MergingLowersDropsDuplicatesAndBadOnes) {
+// Host names, IPv4 and IPv6 addresses and networks and env= forms are addresses, lowered and once each;
+// texts that would add or change lines of the access file are not.
+TEST_F(AddressesTest, MergingKeepsOnlyAddressesThatCannotBreakTheAccessFile) {
     wake();
-    pref->addAddressesFromArray({"10.0.0.1", "10.0.0.1", "(null)", "ALL", "Host.Example", "fendreled"});
-    EXPECT_EQ(pref->addresses(), (KLPlist::Array{"127.0.0.1", "10.0.0.1", "host.example"}));
-    EXPECT_EQ(stored(), pref->addresses());
-}
-
-// Host names, IPv4 and IPv6 addresses and networks and env= forms are
-// addresses; texts that would add or change lines of the access file are not.
-TEST_F(AddressesTest, TextsThatWouldBreakTheAccessFileAreNoAddresses) {
-    wake();
-    pref->addAddressesFromArray({"10.0.0.0/8", "fe80::1%eth0", "env=let_me_in", "Host-1.example_net",
-                                 "10.9.9.9\nAllow from all", "10.0.0.1 10.0.0.2", "10.0.0.3#", "\"q\"", "",
-                                 "caf\u00e9.example"});
-    const KLPlist::Array usable = {"127.0.0.1", "10.0.0.0/8", "fe80::1%eth0", "env=let_me_in", "host-1.example_net"};
+    pref->addAddressesFromArray({"10.0.0.1", "10.0.0.1", "(null)", "ALL", "Host.Example", "fendreled", "10.0.0.0/8",
+                                 "fe80::1%eth0", "env=let_me_in", "Host-1.example_net", "10.9.9.9\nAllow from all",
+                                 "10.0.0.1 10.0.0.2", "10.0.0.3#", "\"q\"", "", "caf\u00e9.example"});
+    const KLPlist::Array usable = {"127.0.0.1",    "10.0.0.1",      "host.example",      "10.0.0.0/8",
+                                   "fe80::1%eth0", "env=let_me_in", "host-1.example_net"};
     EXPECT_EQ(pref->addresses(), usable);
     EXPECT_EQ(stored(), usable);
 
@@ -161,7 +147,6 @@ TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped) {
     EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
     EXPECT_EQ(addressTable.selection, std::vector<int>{1});
     EXPECT_EQ(addressTable.edits.back(), (std::pair<std::string, int>{"address", 1}));
-
     pref->replaceAddressAtIndex(1, "ALL");
     EXPECT_EQ(workspace.beeps, 0);
     EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
@@ -180,7 +165,6 @@ TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain) {
     EXPECT_EQ(addressTable.edits, (std::vector<std::pair<std::string, int>>{{"address", 1}}));
     EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
     EXPECT_EQ(pref->addresses().size(), 2u);
-
     try {
         pref->replaceAddressAtIndex(2, "10.0.0.9");
         ADD_FAILURE() << "an index past the end is accepted";
@@ -196,10 +180,8 @@ TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite) {
     wake();
     EXPECT_NE(pref->indexOfAddress("10.6.6.6"), KLPaneContext::kNotFound);
     KLFSItem* top = selectFolder("");
-    ASSERT_NE(top, nullptr);
-    ASSERT_NE(top->addressArray(), nullptr);
+    ASSERT_TRUE(top && top->addressArray());
     EXPECT_EQ(top->addressArray()->size(), 2u);
-
     // A tick in the address table rewrites the file with both addresses kept.
     int row = static_cast<int>(pref->indexOfAddress("127.0.0.1"));
     pref->addressSource()->setObjectValue(addressTable, KLPlist(true), "active", row);
