@@ -20,25 +20,21 @@ protected:
         std::filesystem::remove_all(sites);
         PaneTest::TearDown();
     }
-    static void writeFile(const std::string& path, const std::string& text) {
-        std::ofstream(path) << text;
-    }
-    void edit(const std::string& text) {
-        customViewText.text = text;
-        pref->textDidChange();
-    }
+    static void writeFile(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
+    void edit(const std::string& text) { customViewText.text = text, pref->textDidChange(); }
+    std::string file() const { return readFile(root.file("private/.htaccess")); }
+    bool saved(const char* text) const { return file().find(text) != std::string::npos; }
 
     std::string sites;
 };
 
 TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons) {
-    EXPECT_EQ(customViewText.text, readFile(root.file("private/.htaccess")));
+    EXPECT_EQ(customViewText.text, file());
     EXPECT_EQ(customViewText.selection, (std::pair<std::size_t, std::size_t>{0, 0}));
     EXPECT_FALSE(customSaveButton.enabled);
     edit("Require valid-user\n");
-    EXPECT_TRUE(pref->hasBeenManuallyEdited());
-    EXPECT_TRUE(customSaveButton.enabled);
-    EXPECT_TRUE(customRevertButton.enabled);
+    EXPECT_EQ(std::tuple(pref->hasBeenManuallyEdited(), customSaveButton.enabled, customRevertButton.enabled),
+              std::tuple(true, true, true));
 
     // Selection is frozen while the edit is pending.
     KLFSItem* chosen = pref->selectedItem();
@@ -52,9 +48,7 @@ TEST_F(ManualEditorTest, OpeningFoldersKeepsAPendingEditPending) {
     edit("Require valid-user\n");
     // A folder opened now reads its access file and announces it.
     std::shared_ptr<KLFSItem> late = KLFSItem::create(root.file("late"));
-    EXPECT_TRUE(pref->hasBeenManuallyEdited());
-    EXPECT_TRUE(customSaveButton.enabled);
-
+    EXPECT_TRUE(pref->hasBeenManuallyEdited() && customSaveButton.enabled);
     KLFSItem* chosen = pref->selectedItem();
     selectFolder("");
     EXPECT_EQ(pref->selectedItem(), chosen);
@@ -66,9 +60,7 @@ TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit) {
     edit("Deny from all\n");
     pref->revertCustomEdit(nullptr);
     EXPECT_EQ(customViewText.text, "Deny from all\n");
-    EXPECT_FALSE(pref->hasBeenManuallyEdited());
-    EXPECT_FALSE(customSaveButton.enabled);
-    EXPECT_FALSE(customRevertButton.enabled);
+    EXPECT_FALSE(pref->hasBeenManuallyEdited() || customSaveButton.enabled || customRevertButton.enabled);
     pref->revertCustomEdit(nullptr);
     EXPECT_EQ(customViewText.text, original);
 }
@@ -78,10 +70,8 @@ TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem) {
     edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
     pref->saveCustomEdit(nullptr);
     EXPECT_FALSE(pref->hasBeenManuallyEdited());
-    std::string written = readFile(root.file("private/.htaccess"));
-    EXPECT_NE(written.find("Options -Indexes"), std::string::npos);
-    EXPECT_NE(written.find("Require user alice"), std::string::npos);
-    EXPECT_EQ(customViewText.text, written);
+    EXPECT_TRUE(saved("Options -Indexes") && saved("Require user alice"));
+    EXPECT_EQ(customViewText.text, file());
     EXPECT_EQ(pref->selectedItem(), item);
     EXPECT_TRUE(item->isPasswordProtected());
 }
@@ -91,11 +81,11 @@ TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem) {
 TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst) {
     const std::string path = root.file("private/.htaccess");
     const std::string outside = "Require user alice\nAuthType Basic\n# by hand\n";
-    struct Answer {
+    const struct {
         int code; // Replace, Reload, Cancel
         bool written, stillEdited;
-    };
-    for (Answer a : {Answer{-1, false, true}, Answer{1, true, false}, Answer{0, false, false}}) {
+    } answers[] = {{-1, false, true}, {1, true, false}, {0, false, false}};
+    for (const auto& a : answers) {
         SCOPED_TRACE(a.code);
         edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
         writeFile(path, outside);
@@ -105,8 +95,7 @@ TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst) {
         EXPECT_EQ(alerts.shown[0].title, "The access file was changed by another program");
         EXPECT_EQ(readFile(path), outside);
         alerts.answer(a.code);
-        EXPECT_EQ(readFile(path).find("Options -Indexes") != std::string::npos, a.written);
-        EXPECT_EQ(readFile(path).find("# by hand") != std::string::npos, !a.written);
+        EXPECT_EQ(std::pair(saved("Options -Indexes"), saved("# by hand")), std::pair(a.written, !a.written));
         EXPECT_EQ(pref->hasBeenManuallyEdited(), a.stillEdited);
         EXPECT_EQ(customViewText.text.find("Options") != std::string::npos, a.stillEdited || a.written);
         EXPECT_EQ(customViewText.text == readFile(path), !a.stillEdited);
@@ -118,30 +107,25 @@ TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing) {
     pref->setWebDirRoot(KLState(0));
     EXPECT_EQ(webDirFolder.selected, 2);
     ASSERT_EQ(alerts.pending.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, kQuestion);
-    EXPECT_EQ(alerts.shown[0].message,
-              "If you do not save your manual editor changes, they will be lost when performing this action");
-    EXPECT_EQ(alerts.shown[0].defaultButton, "Save");
-    EXPECT_EQ(alerts.shown[0].alternateButton, "Don't Save");
-    EXPECT_EQ(alerts.shown[0].otherButton, "Cancel");
+    const KLAlert& a = alerts.shown[0];
+    EXPECT_EQ(std::tuple(a.title, a.message, a.defaultButton, a.alternateButton, a.otherButton),
+              std::tuple(kQuestion,
+                         "If you do not save your manual editor changes, they will be lost when performing this action",
+                         "Save", "Don't Save", "Cancel"));
 
     alerts.answer(-1);
-    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 2);
-    EXPECT_EQ(webDirFolder.selected, 2);
-    EXPECT_EQ(pref->files()->rootPath(), root.path());
-    EXPECT_TRUE(pref->hasBeenManuallyEdited());
-    EXPECT_EQ(readFile(root.file("private/.htaccess")), "Require user alice\nAuthType Basic\n");
+    EXPECT_EQ(std::tuple(defaults().integerForKey("Fendrel Protected Folder"), webDirFolder.selected,
+                         pref->files()->rootPath(), pref->hasBeenManuallyEdited(), file()),
+              std::tuple(2, 2, root.path(), true, "Require user alice\nAuthType Basic\n"));
 }
 
 TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit) {
     edit("Require valid-user\n");
     pref->setWebDirRoot(KLState(0));
     alerts.answer(0);
-    EXPECT_FALSE(pref->hasBeenManuallyEdited());
-    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 0);
-    EXPECT_EQ(webDirFolder.selected, 0);
-    EXPECT_EQ(pref->files()->rootPath(), sites);
-    EXPECT_EQ(readFile(root.file("private/.htaccess")), "Require user alice\nAuthType Basic\n");
+    EXPECT_EQ(std::tuple(defaults().integerForKey("Fendrel Protected Folder"), webDirFolder.selected,
+                         pref->files()->rootPath(), pref->hasBeenManuallyEdited(), file()),
+              std::tuple(0, 0, sites, false, "Require user alice\nAuthType Basic\n"));
     EXPECT_TRUE(userNames().empty()); // the new root's users file
 
     showTree();
@@ -154,7 +138,7 @@ TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves) {
     edit("Require user alice\nAuthType Basic\n# kept\n");
     pref->setWebDirRoot(KLState(0));
     alerts.answer(1);
-    EXPECT_NE(readFile(root.file("private/.htaccess")).find("# kept"), std::string::npos);
+    EXPECT_TRUE(saved("# kept"));
     EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 0);
     EXPECT_FALSE(pref->hasBeenManuallyEdited());
 }
@@ -168,12 +152,12 @@ TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer) {
     alerts.answer(-1);
     EXPECT_EQ(replies, std::vector<bool>{false});
     EXPECT_TRUE(pref->hasBeenManuallyEdited());
-    EXPECT_EQ(readFile(root.file("private/.htaccess")).find("# leaving"), std::string::npos);
+    EXPECT_FALSE(saved("# leaving"));
 
     EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Later);
     alerts.answer(1);
     EXPECT_EQ(replies, (std::vector<bool>{false, true}));
-    EXPECT_NE(readFile(root.file("private/.htaccess")).find("# leaving"), std::string::npos);
+    EXPECT_TRUE(saved("# leaving"));
     EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
 }
 
@@ -212,15 +196,14 @@ TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack) {
     alerts.answer(0);  // mode change: the editor is hidden
     EXPECT_FALSE(defaults().boolForKey("Show Manual Editor"));
     EXPECT_FALSE(pref->selectedItem()->isAllowSet());
-    EXPECT_EQ(readFile(root.file("private/.htaccess")), "Require user alice\nAuthType Basic\n");
+    EXPECT_EQ(file(), "Require user alice\nAuthType Basic\n");
     alerts.answer(0); // custom folders off
     EXPECT_FALSE(defaults().boolForKey("Allow Custom Web Dir"));
 }
 
 TEST_F(ManualEditorTest, TabSwitchingNeverAsks) {
     edit("x\n");
-    EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users"));
-    EXPECT_TRUE(alerts.shown.empty());
+    EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users") && alerts.shown.empty());
 }
 
 } // namespace
