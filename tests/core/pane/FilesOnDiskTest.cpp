@@ -22,9 +22,8 @@ protected:
         root.mkdir("open");
     }
     void TearDown() override {
-        pref.reset();
-        KLRunLoop::setMain(nullptr);
         PaneTest::TearDown();
+        KLRunLoop::setMain(nullptr);
     }
     std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
 };
@@ -35,12 +34,11 @@ TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection) {
     KLFSItem* open = selectFolder("open");
     KLFSItem* selected = selectFolder("private");
     userTable.selectRow(2, false); // bob
-    struct Step {
+    const struct {
         const char* file;
         const char* text; // nullptr removes the file
         std::function<bool()> shown;
-    };
-    const Step steps[] = {
+    } steps[] = {
         {".htusers", "zoe:abcdefghijklm\nalice:abcdefghijklm\nbob:abcdefghijklm\n",
          [&] { return userNames().size() == 3 && userTable.selection == std::vector<int>{3}; }},
         {".htgroups", "staff: alice \nteam: bob \n", [&] { return pref->groupArray()->size() == 2; }},
@@ -49,11 +47,8 @@ TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection) {
         {"open/.htaccess", "Require valid-user\n", [&] { return open->isPasswordProtected(); }},
         {"open/.htaccess", nullptr, [&] { return !open->isPasswordProtected() && !open->hasAccessFile(); }},
     };
-    for (const Step& step : steps) {
-        if (step.text)
-            root.write(step.file, step.text);
-        else
-            std::filesystem::remove(root.file(step.file));
+    for (const auto& step : steps) {
+        step.text ? void(root.write(step.file, step.text)) : void(std::filesystem::remove(root.file(step.file)));
         // Well within the watcher's period, but a loaded machine is slow.
         EXPECT_TRUE(loop->runUntil(step.shown, 10)) << step.file;
     }
@@ -64,8 +59,7 @@ TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection) {
     ASSERT_TRUE(loop->runUntil([&] { return !alerts.shown.empty(); }, 10));
     EXPECT_EQ(alerts.shown[0].title, "The protected folder is gone");
     pref->addUser(nullptr);
-    userField.value = "carol";
-    passField.value = confirmField.value = "pw";
+    userField.value = "carol", passField.value = confirmField.value = "pw";
     pref->endNewUser(nullptr);
     EXPECT_EQ(alerts.shown.size(), 1u);
     EXPECT_FALSE(std::filesystem::exists(root.path()));
@@ -89,12 +83,9 @@ TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot) {
 // Files no users, groups or access file can be are never written over; the
 // change that would write them is told in one alert.
 TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre) {
-    struct Case {
-        const char* file;
-        const char* kind;
-        const char* reason;
-    };
-    const Case cases[] = {
+    const struct {
+        std::string file, kind, reason;
+    } cases[] = {
         {".htusers", "binary", "it is not a text file"},
         {".htusers", "huge", "it is larger than 64 MiB"},
         {".htgroups", "pipe", "it is not a regular file"},
@@ -103,17 +94,18 @@ TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre) {
         {"private/.htaccess", "pipe", "it is not a regular file"},
         {"private/.htaccess", "binary", "it is not a text file"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.file) + " " + c.kind);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file + " " + c.kind);
         const std::string path = root.file(c.file);
         std::filesystem::remove(path);
-        if (c.kind == std::string("binary"))
-            root.write(c.file, std::string("\x7f" "ELF\x02\x01\x01\0\0\0\x03\0>\0", 16));
-        else if (c.kind == std::string("pipe"))
+        const std::string binary("\x7f" "ELF\x02\x01\x01\0\0\0\x03\0>\0", 16);
+        const std::uintmax_t huge = (std::uintmax_t{64} << 20) + 1;
+        if (c.kind == "binary")
+            root.write(c.file, binary);
+        else if (c.kind == "pipe")
             ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
         else
-            std::filesystem::resize_file(root.write(c.file, ""), (std::uintmax_t{64} << 20) + 1);
-        std::string before = c.kind == std::string("binary") ? readFile(path) : "";
+            std::filesystem::resize_file(root.write(c.file, ""), huge);
         alerts.shown.clear();
         webDirOutline.selection.clear(); // rows of the last pane's tree
         wake();
@@ -121,13 +113,11 @@ TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre) {
         pref->didUnselect();
         ASSERT_EQ(alerts.shown.size(), 1u);
         EXPECT_EQ(alerts.shown[0].message, path + " was not changed: " + c.reason + ".");
-        EXPECT_EQ(std::filesystem::status(path).type(), c.kind == std::string("pipe")
-                                                            ? std::filesystem::file_type::fifo
-                                                            : std::filesystem::file_type::regular);
-        if (c.kind == std::string("binary")) {
-            EXPECT_EQ(readFile(path), before);
-        } else if (c.kind == std::string("huge")) {
-            EXPECT_EQ(std::filesystem::file_size(path), (std::uintmax_t{64} << 20) + 1);
+        EXPECT_EQ(std::filesystem::status(path).type(),
+                  c.kind == "pipe" ? std::filesystem::file_type::fifo : std::filesystem::file_type::regular);
+        if (c.kind != "pipe") {
+            EXPECT_EQ(c.kind == "binary" ? readFile(path) : std::to_string(std::filesystem::file_size(path)),
+                      c.kind == "binary" ? binary : std::to_string(huge));
         }
         std::filesystem::remove(path);
         root.write(".htusers", "alice:abcdefghijklm\n");
