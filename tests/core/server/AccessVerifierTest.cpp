@@ -17,23 +17,7 @@ namespace {
 
 using Verdict = KLAccessCheck::Verdict;
 
-// One protected folder, what the server answers for it, and the verdict.
-struct Row {
-    std::int32_t status; // the folder's protection bits
-    bool allowMode;
-    std::vector<std::string> allowFrom, denyFrom;
-    int answered;
-    int expected;
-    Verdict verdict;
-    std::string reasonPart;
-};
-
-KLPlist::Array array(const std::vector<std::string>& names) {
-    KLPlist::Array out;
-    for (const std::string& name : names)
-        out.push_back(name);
-    return out;
-}
+KLPlist::Array array(const std::vector<std::string>& names) { return KLPlist::Array(names.begin(), names.end()); }
 
 class AccessVerifierTest : public ::testing::Test {
 protected:
@@ -64,7 +48,15 @@ protected:
 };
 
 TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
-    const std::vector<Row> rows = {
+    // One protected folder (its protection bits), what the server answers for it, and the verdict.
+    const struct {
+        std::int32_t status;
+        bool allowMode;
+        std::vector<std::string> allowFrom, denyFrom;
+        int answered, expected;
+        Verdict verdict;
+        std::string reasonPart;
+    } rows[] = {
         {1, true, {}, {}, 401, 401, Verdict::Enforced, "asks for a password"},
         {1, true, {}, {}, 200, 401, Verdict::NotEnforced, "(AllowOverride)"},
         {1, true, {}, {}, 404, 401, Verdict::NotEnforced, "does not serve this folder at /f2/"},
@@ -85,8 +77,8 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
     };
     std::map<std::string, int> answers;
     std::vector<std::shared_ptr<KLFSItem>> items;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const Row& row = rows[i];
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const auto& row = rows[i];
         auto item = KLFSItem::create(dir.mkdir("f" + std::to_string(i)), root);
         item->authDict()[KLFSItem::kAllowFrom] = array(row.allowFrom);
         item->authDict()[KLFSItem::kDenyFrom] = array(row.denyFrom);
@@ -107,16 +99,15 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
     KLAccessVerifier::Result result = verify(asked, server.port(), {dir.file("missing.log"), log});
 
     EXPECT_TRUE(result.serverAnswered);
-    ASSERT_EQ(result.checks.size(), rows.size());
-    for (std::size_t i = 0; i < rows.size(); ++i) {
+    ASSERT_EQ(result.checks.size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
         const KLAccessCheck& check = result.checks[i];
-        EXPECT_EQ(check.expected, rows[i].expected) << i;
-        EXPECT_EQ(check.status, rows[i].answered) << i;
-        EXPECT_EQ(check.verdict, rows[i].verdict) << i;
+        EXPECT_EQ(std::tuple(check.expected, check.status, check.verdict),
+                  std::tuple(rows[i].expected, rows[i].answered, rows[i].verdict)) << i;
         EXPECT_NE(check.reason.find(rows[i].reasonPart), std::string::npos) << i << ": " << check.reason;
     }
     // Never with credentials.
-    EXPECT_EQ(server.requests().size(), rows.size());
+    EXPECT_EQ(server.requests().size(), std::size(rows));
     for (const std::string& request : server.requests())
         EXPECT_EQ(request.find("Authorization"), std::string::npos) << request;
 }
@@ -161,7 +152,7 @@ TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses) {
         std::uint16_t expectedPort;
         std::string prefix;
     };
-    for (const Site& site : std::vector<Site>{
+    for (const Site& site : std::initializer_list<Site>{
              {"127.0.0.1", "80", dir.path(), 80, "/"},
              {"localhost:8080", "80", home + "/public_html", 8080, "/~" + login + "/"},
              {"127.0.0.1", "8081", home + "/public_html/x/", 8081, "/~" + login + "/x/"},
@@ -170,16 +161,14 @@ TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses) {
         defaults.setObject(KLPlist(site.address), "Apache Site Address");
         defaults.setObject(KLPlist(site.port), "Apache Site Port");
         KLAccessVerifier::Site found = KLAccessVerifier::siteForRoot(site.root);
-        EXPECT_EQ(found.port, site.expectedPort) << site.address;
-        EXPECT_EQ(found.host, site.address);
-        EXPECT_EQ(found.urlPrefix, site.prefix) << site.root;
+        EXPECT_EQ(std::tuple(found.port, found.host, found.urlPrefix), std::tuple(site.expectedPort, site.address, site.prefix))
+            << site.root;
     }
     ::unsetenv("FENDREL_LAYOUT");
     defaults.removeDefaultForKey("Apache Site Address");
     defaults.removeDefaultForKey("Apache Site Port");
     // The folder's real place, each name once and encoded.
-    KLAccessCheck check = KLAccessVerifier::expectationFor(*inner, *root, {80, "h", "/~u/"});
-    EXPECT_EQ(check.urlPath, "/~u/a%20b/in/");
+    EXPECT_EQ(KLAccessVerifier::expectationFor(*inner, *root, {80, "h", "/~u/"}).urlPath, "/~u/a%20b/in/");
 }
 
 } // namespace

@@ -23,9 +23,8 @@ TEST(ProcessListTest, NamesComeFromEveryNumericEntry) {
 }
 
 TEST(ProcessListTest, TheRunningTestIsListedUnderItsShortName) {
-    std::ifstream comm("/proc/self/comm");
     std::string self;
-    std::getline(comm, self);
+    std::getline(std::ifstream("/proc/self/comm"), self);
     std::vector<std::string> names = KLProcessList::allProcessNames();
     EXPECT_NE(std::find(names.begin(), names.end(), self), names.end()) << self;
     EXPECT_GT(names.size(), 1u);
