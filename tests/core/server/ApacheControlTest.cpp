@@ -141,17 +141,15 @@ TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput) {
 TEST_F(ApacheControlTest, PollingRunsWhileEnabled) {
     KLUserDefaults::standardUserDefaults().setDouble(0.02, "ApacheCheckInterval");
     KLApacheController& controller = makeAwake();
-    controller.enable();
-    controller.enable();
+    controller.enable(), controller.enable();
     EXPECT_TRUE(controller.isEnabled());
     EXPECT_EQ(listings, 1) << "one look for the notice at once";
     EXPECT_EQ(status.stringValue(), "") << "the status line's first check comes one interval later";
     ASSERT_TRUE(loop->runUntil([&] { return listings >= 5; }, 10));
     authView.setAuthorized(true);
     controller.disable();
-    EXPECT_FALSE(controller.isEnabled());
-    EXPECT_EQ(authView.deauthorizations, 1);
-    EXPECT_FALSE(toggleButton.isEnabled());
+    EXPECT_EQ(std::tuple(controller.isEnabled(), authView.deauthorizations, toggleButton.isEnabled()),
+              std::tuple(false, 1, false));
     int seen = listings;
     loop->runUntil([] { return false; }, 0.2);
     EXPECT_EQ(listings, seen);
@@ -192,8 +190,7 @@ TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully) {
     controller.webcheck();
     EXPECT_EQ(pane.errors, std::vector<int>{0}); // the user's file does not exist (4, not reported)
     ASSERT_EQ(helper->calls.size(), 2u);
-    EXPECT_EQ(helper->calls[0][1], "webcheck");
-    EXPECT_EQ(helper->calls[1], ctl("graceful"));
+    EXPECT_EQ(std::pair(helper->calls[0][1], helper->calls[1]), std::pair(std::string("webcheck"), ctl("graceful")));
     EXPECT_EQ(listings, 1);
 
     pane.errors.clear();
@@ -202,13 +199,10 @@ TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully) {
     gracefulSwitch.setState(0);
     controller.toggleGraceful(gracefulSwitch);
     controller.webcheck();
-    EXPECT_TRUE(pane.errors.empty());
-    EXPECT_EQ(helper->calls.size(), 1u);
-
+    EXPECT_EQ(std::pair(pane.errors, helper->calls.size()), std::pair(std::vector<int>{}, std::size_t{1}));
     controller.setHelperPath(std::nullopt);
     controller.webcheck();
-    EXPECT_EQ(pane.errors, std::vector<int>{1});
-    EXPECT_EQ(helper->calls.size(), 1u);
+    EXPECT_EQ(std::pair(pane.errors, helper->calls.size()), std::pair(std::vector<int>{1}, std::size_t{1}));
 }
 
 TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningServer) {
@@ -247,8 +241,7 @@ TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningSe
     helper->calls.clear();
     controller.webcheck();
     EXPECT_TRUE(helper->calls.empty()) << "nothing to turn on (userdir only with a personal web folder), no restart";
-    EXPECT_FALSE(controller.lastRepairChanged());
-    EXPECT_TRUE(problems.isHidden());
+    EXPECT_EQ(std::pair(controller.lastRepairChanged(), problems.isHidden()), std::pair(false, true));
 }
 
 // At once, in the web server tab and the access tab's line: the first of
