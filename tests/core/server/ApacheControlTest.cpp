@@ -32,11 +32,6 @@ TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours) {
     controller.setApacheState(2);
     EXPECT_TRUE(controller.isApacheRunning());
     EXPECT_EQ(std::tuple(toggleButton.title(), status.stringValue()), std::tuple("Start Apache", "Apache status: Stopped"));
-
-    EXPECT_EQ(colors.at("statusFine"), "black");
-    for (const char* red : {"statusBoth", "apacheNotConfigured", "apacheNotRunning"})
-        EXPECT_EQ(colors.at(red), "red");
-    EXPECT_NE(colors.at("configSuccess"), colors.at("configError"));
 }
 
 TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning) {
@@ -105,8 +100,6 @@ TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors) {
         }
     }
     EXPECT_TRUE(helper->calls.empty());
-    EXPECT_EQ(controller.validCommands(),
-              (std::vector<std::string>{"start", "stop", "restart", "graceful", "configtest"}));
 }
 
 TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput) {
