@@ -29,8 +29,11 @@ protected:
     }
     ~AccessVerifierTest() override { KLRunLoop::setMain(nullptr); }
 
-    KLAccessVerifier::Result verify(const std::vector<KLFSItem*>& items, std::uint16_t port,
+    KLAccessVerifier::Result verify(const std::vector<std::shared_ptr<KLFSItem>>& kept, std::uint16_t port,
                                     const std::vector<std::string>& logs = {}) {
+        std::vector<KLFSItem*> items;
+        for (const auto& item : kept)
+            items.push_back(item.get());
         KLAccessVerifier::Result result;
         bool done = false;
         verifier.verify(items, *root, KLAccessVerifier::Site{port, "127.0.0.1", "/"}, logs,
@@ -93,10 +96,7 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
         connection.writeString("HTTP/1.1 " + std::to_string(answers.at(LoopbackHTTPServer::requestPath(request))) +
                                " X\r\n\r\n");
     });
-    std::vector<KLFSItem*> asked;
-    for (const auto& item : items)
-        asked.push_back(item.get());
-    KLAccessVerifier::Result result = verify(asked, server.port(), {dir.file("missing.log"), log});
+    KLAccessVerifier::Result result = verify(items, server.port(), {dir.file("missing.log"), log});
 
     EXPECT_TRUE(result.serverAnswered);
     ASSERT_EQ(result.checks.size(), std::size(rows));
@@ -118,12 +118,10 @@ TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain) {
         LoopbackHTTPServer gone([](Socket&, const std::string&) {});
         port = gone.port();
     }
-    std::vector<KLFSItem*> items;
-    std::vector<std::shared_ptr<KLFSItem>> kept;
+    std::vector<std::shared_ptr<KLFSItem>> items;
     for (const char* name : {"a", "b"}) {
-        kept.push_back(KLFSItem::create(dir.mkdir(name), root));
-        kept.back()->setAuthStatus(1, false);
-        items.push_back(kept.back().get());
+        items.push_back(KLFSItem::create(dir.mkdir(name), root));
+        items.back()->setAuthStatus(1, false);
     }
     KLAccessVerifier::Result result = verify(items, port);
     EXPECT_FALSE(result.serverAnswered);
