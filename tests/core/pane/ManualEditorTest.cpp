@@ -28,7 +28,7 @@ protected:
     std::string sites;
 };
 
-TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons) {
+TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection) {
     EXPECT_EQ(customViewText.text, file());
     EXPECT_EQ(customViewText.selection, (std::pair<std::size_t, std::size_t>{0, 0}));
     EXPECT_FALSE(customSaveButton.enabled);
@@ -36,19 +36,11 @@ TEST_F(ManualEditorTest, SelectingShowsTheFileAndEditingEnablesTheButtons) {
     EXPECT_EQ(std::tuple(pref->hasBeenManuallyEdited(), customSaveButton.enabled, customRevertButton.enabled),
               std::tuple(true, true, true));
 
-    // Selection is frozen while the edit is pending.
-    KLFSItem* chosen = pref->selectedItem();
-    selectFolder("");
-    EXPECT_EQ(pref->selectedItem(), chosen);
-    EXPECT_EQ(customViewText.text, "Require valid-user\n");
-}
-
-TEST_F(ManualEditorTest, OpeningFoldersKeepsAPendingEditPending) {
+    // A folder opened now reads its access file and announces it; the edit stays pending.
     root.write("late/.htaccess", "Require user alice\n");
-    edit("Require valid-user\n");
-    // A folder opened now reads its access file and announces it.
     std::shared_ptr<KLFSItem> late = KLFSItem::create(root.file("late"));
     EXPECT_TRUE(pref->hasBeenManuallyEdited() && customSaveButton.enabled);
+    // Selection is frozen while the edit is pending.
     KLFSItem* chosen = pref->selectedItem();
     selectFolder("");
     EXPECT_EQ(pref->selectedItem(), chosen);
