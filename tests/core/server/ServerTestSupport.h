@@ -16,23 +16,19 @@
 #include <cstdlib>
 #include <sys/stat.h>
 
-// A helper tool that records its runs. For a file replacement it keeps what
-// the temporary file held at that moment and, when asked, copies it over.
+// A helper tool that records its runs; for a file replacement it keeps what
+// the temporary file held at that moment.
 class FakeHelperTool : public KLHelperTool {
 public:
     bool isHelperSetUID() const override { return setUID; }
     int webcheckWithArgs(const std::vector<std::string>& arguments) const override {
         calls.push_back(arguments);
-        if (arguments.size() == 6 && arguments[1] == "webcheck") {
-            std::string data = KLTextFile::readBytes(arguments[5]).value_or("<unreadable>");
-            replacements.push_back(data);
-            if (applyReplacements)
-                KLTextFile::write(arguments[3], data);
-        }
+        if (arguments.size() == 6 && arguments[1] == "webcheck")
+            replacements.push_back(KLTextFile::readBytes(arguments[5]).value_or("<unreadable>"));
         return result;
     }
 
-    bool setUID = true, applyReplacements = false;
+    bool setUID = true;
     int result = 0;
     mutable std::vector<std::vector<std::string>> calls;
     mutable std::vector<std::string> replacements;
