@@ -20,7 +20,8 @@ public:
     int statusUpdates = 0, deauthorizations = 0, rightsRequests = 0;
 
 private:
-    void tell() {
+    void tell()
+    {
         if (delegate && authorized)
             delegate->authorizationViewDidAuthorize(*this);
         else if (delegate)

@@ -80,12 +80,14 @@ public:
     };
     int numberOfItems() const override { return static_cast<int>(items.size()); }
     std::string itemTitleAtIndex(int i) const override { return items.at(static_cast<std::size_t>(i)).title; }
-    void insertItem(const std::string& title, const std::string& icon, int index) override {
+    void insertItem(const std::string& title, const std::string& icon, int index) override
+    {
         items.insert(items.begin() + index, Item{title, icon, false});
     }
     void insertSeparator(int index) override { items.insert(items.begin() + index, Item{"", "", true}); }
     void setItemIcon(int index, const std::string& icon) override { items.at(static_cast<std::size_t>(index)).icon = icon; }
-    void removeItemAtIndex(int index) override {
+    void removeItemAtIndex(int index) override
+    {
         items.erase(items.begin() + index);
         selected = std::min(selected, numberOfItems() - 1);
     }
@@ -105,11 +107,13 @@ public:
 class FakeTabView : public KLTabView {
 public:
     int numberOfItems() const override { return static_cast<int>(ids.size()); }
-    int indexOfItemWithIdentifier(const std::string& id) const override {
+    int indexOfItemWithIdentifier(const std::string& id) const override
+    {
         auto it = std::find(ids.begin(), ids.end(), id);
         return it == ids.end() ? -1 : static_cast<int>(it - ids.begin());
     }
-    void insertItem(const std::string& id, int index) override {
+    void insertItem(const std::string& id, int index) override
+    {
         ids.insert(ids.begin() + std::clamp(index, 0, numberOfItems()), id);
     }
     void removeItem(const std::string& id) override { std::erase(ids, id); }
@@ -145,7 +149,8 @@ public:
     int numberOfRows() const override { return rowCount >= 0 ? rowCount : static_cast<int>(rows.size()); }
     int selectedRow() const override { return selection.empty() ? -1 : selection.front(); }
     std::vector<int> selectedRows() const override { return selection; }
-    void selectRow(int row, bool extend) override {
+    void selectRow(int row, bool extend) override
+    {
         if (!extend)
             selection.clear();
         selection.push_back(row);
@@ -153,10 +158,12 @@ public:
     void deselectAll() override { selection.clear(); }
     void editColumn(const std::string& column, int row) override { edits.emplace_back(column, row); }
     int editedRow() const override { return editingRow; }
-    KLItem itemAtRow(int row) const override {
+    KLItem itemAtRow(int row) const override
+    {
         return row >= 0 && row < static_cast<int>(rows.size()) ? rows[static_cast<std::size_t>(row)] : nullptr;
     }
-    int rowForItem(KLItem item) const override {
+    int rowForItem(KLItem item) const override
+    {
         auto it = std::find(rows.begin(), rows.end(), item);
         return it == rows.end() ? -1 : static_cast<int>(it - rows.begin());
     }
@@ -198,20 +205,24 @@ public:
         std::function<void(int)> handler;
     };
     using PathHandler = std::function<void(int, const std::string&)>;
-    void beginAlertSheet(const KLAlert& alert, std::function<void(int)> handler) override {
+    void beginAlertSheet(const KLAlert& alert, std::function<void(int)> handler) override
+    {
         shown.push_back(alert);
         pending.push_back({alert, std::move(handler)});
     }
-    void runFolderChooser(const std::string& start, PathHandler handler) override {
+    void runFolderChooser(const std::string& start, PathHandler handler) override
+    {
         chooserStarts.push_back(start);
         folderHandler = std::move(handler);
     }
-    void runSavePanel(const std::string& folder, const std::string& name, PathHandler handler) override {
+    void runSavePanel(const std::string& folder, const std::string& name, PathHandler handler) override
+    {
         savePanels.emplace_back(folder, name);
         saveHandler = std::move(handler);
     }
     // Answers the oldest open alert.
-    void answer(int code) {
+    void answer(int code)
+    {
         Pending p = std::move(pending.front());
         pending.pop_front();
         if (p.handler)

@@ -7,7 +7,8 @@
 // writes (works for root too). Writes past the limit fail with EFBIG.
 class FileSizeLimit {
 public:
-    explicit FileSizeLimit(rlim_t bytes) {
+    explicit FileSizeLimit(rlim_t bytes)
+    {
         ::getrlimit(RLIMIT_FSIZE, &old_);
         oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
         rlimit limit{bytes, old_.rlim_max};

@@ -9,7 +9,8 @@ constexpr int kPollMilliseconds = 20;
 constexpr double kRequestTimeoutSeconds = 10;
 } // namespace
 
-LoopbackHTTPServer::LoopbackHTTPServer(Handler handler) : handler_(std::move(handler)) {
+LoopbackHTTPServer::LoopbackHTTPServer(Handler handler) : handler_(std::move(handler))
+{
     listener_.bindTo(INADDR_LOOPBACK, 0);
     listener_.listen(5);
     port_ = listener_.localPort();
@@ -18,18 +19,21 @@ LoopbackHTTPServer::LoopbackHTTPServer(Handler handler) : handler_(std::move(han
 
 LoopbackHTTPServer::~LoopbackHTTPServer() { stopping_ = true, thread_.join(); }
 
-std::vector<std::string> LoopbackHTTPServer::requests() const {
+std::vector<std::string> LoopbackHTTPServer::requests() const
+{
     std::lock_guard lock(mutex_);
     return requests_;
 }
 
-void LoopbackHTTPServer::pause(double seconds) const {
+void LoopbackHTTPServer::pause(double seconds) const
+{
     auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (!stopping_ && std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(std::chrono::milliseconds(kPollMilliseconds));
 }
 
-void LoopbackHTTPServer::run() {
+void LoopbackHTTPServer::run()
+{
     while (!stopping_) {
         pollfd entry{listener_.descriptor(), POLLIN, 0};
         if (::poll(&entry, 1, kPollMilliseconds) <= 0)
@@ -55,19 +59,22 @@ void LoopbackHTTPServer::run() {
     }
 }
 
-std::string LoopbackHTTPServer::reply(const std::string& body) {
+std::string LoopbackHTTPServer::reply(const std::string& body)
+{
     return "HTTP/1.0 200 OK\r\nContent-Type: text/xml\r\nContent-Length: " + std::to_string(body.size()) +
            "\r\n\r\n" + body;
 }
 
-LoopbackHTTPServer::Handler LoopbackHTTPServer::serving(std::map<std::string, std::string> bodies) {
+LoopbackHTTPServer::Handler LoopbackHTTPServer::serving(std::map<std::string, std::string> bodies)
+{
     return [bodies = std::move(bodies)](Socket& connection, const std::string& request) {
         auto found = bodies.find(requestPath(request));
         connection.writeString(found == bodies.end() ? "HTTP/1.0 404 Not Found\r\n\r\n" : reply(found->second));
     };
 }
 
-std::string LoopbackHTTPServer::requestPath(const std::string& request) {
+std::string LoopbackHTTPServer::requestPath(const std::string& request)
+{
     std::size_t start = request.find(' ');
     if (start == std::string::npos)
         return {};

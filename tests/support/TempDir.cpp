@@ -7,7 +7,8 @@
 #include <stdexcept>
 #include <unistd.h>
 
-TempDir::TempDir() {
+TempDir::TempDir()
+{
     const char* tmp = std::getenv("TMPDIR");
     std::string base = std::string(tmp && *tmp ? tmp : "/tmp") + "/fendrel-XXXXXX";
     if (!::mkdtemp(base.data()))
@@ -15,25 +16,29 @@ TempDir::TempDir() {
     path_ = base;
 }
 
-TempDir::~TempDir() {
+TempDir::~TempDir()
+{
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::string TempDir::write(const std::string& name, const std::string& contents) const {
+std::string TempDir::write(const std::string& name, const std::string& contents) const
+{
     std::filesystem::path p = std::filesystem::path(path_) / name;
     std::filesystem::create_directories(p.parent_path());
     std::ofstream(p, std::ios::binary) << contents;
     return p.string();
 }
 
-std::string TempDir::mkdir(const std::string& name) const {
+std::string TempDir::mkdir(const std::string& name) const
+{
     std::filesystem::path p = std::filesystem::path(path_) / name;
     std::filesystem::create_directories(p);
     return p.string();
 }
 
-std::string readFile(const std::string& path) {
+std::string readFile(const std::string& path)
+{
     std::ostringstream s;
     s << std::ifstream(path, std::ios::binary).rdbuf();
     return s.str();

@@ -6,7 +6,8 @@
 
 // Every test process gets its own HOME, settings folder and temporary folder,
 // so no test reads or writes the developer's own settings.
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
     std::string base = "/tmp/fendrel-test-XXXXXX";
     if (::mkdtemp(base.data())) {
         ::setenv("HOME", base.c_str(), 1);

@@ -6,7 +6,8 @@
 
 // A reply of the version service offering `version` with the details the
 // update panel shows, and a note of the day.
-inline std::string versionsReply(const std::string& version) {
+inline std::string versionsReply(const std::string& version)
+{
     KLPlist::Dictionary product = {
         {"current version", KLPlist(version)},
         {"version byte size", KLPlist(123456)},

@@ -11,7 +11,8 @@ class ErrorsTest : public ::testing::Test {
 protected:
     void SetUp() override { KLSetLogSink([this](const std::string& line) { log.push_back(line); }); }
     void TearDown() override { KLSetLogSink(nullptr); }
-    void setUp(FendrelPref& pref) {
+    void setUp(FendrelPref& pref)
+    {
         pref.initWithBundle(KLBundle::main());
         FendrelPrefOutlets outlets;
         outlets.alerts = &alerts;
@@ -21,7 +22,8 @@ protected:
     std::vector<std::string> log;
 };
 
-TEST_F(ErrorsTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown) {
+TEST_F(ErrorsTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown)
+{
     FendrelPref pref;
     setUp(pref);
     const std::vector<std::string>& errors = pref.errors();

@@ -13,7 +13,8 @@ namespace {
 
 class FilesOnDiskTest : public PaneTest {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         PaneTest::SetUp();
         KLRunLoop::setMain(loop);
         root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\n");
@@ -21,14 +22,16 @@ protected:
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
         root.mkdir("open");
     }
-    void TearDown() override {
+    void TearDown() override
+    {
         PaneTest::TearDown();
         KLRunLoop::setMain(nullptr);
     }
     std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
 };
 
-TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection) {
+TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection)
+{
     wake();
     pref->startWatchingFiles();
     KLFSItem* open = selectFolder("open");
@@ -67,7 +70,8 @@ TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection) {
 
 // A script's fendrelctl run holds the root's lock while it changes files;
 // the pane's writes wait for it.
-TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot) {
+TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot)
+{
     wake();
     int other = ::open(root.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(other, LOCK_EX), 0);
@@ -82,7 +86,8 @@ TEST_F(FilesOnDiskTest, WritesWaitForAnotherWriterOfTheRoot) {
 
 // Files no users, groups or access file can be are never written over; the
 // change that would write them is told in one alert.
-TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre) {
+TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre)
+{
     const struct {
         std::string file, kind, reason;
     } cases[] = {

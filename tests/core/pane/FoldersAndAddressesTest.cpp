@@ -9,7 +9,8 @@ namespace {
 
 using FoldersTest = PaneTest;
 
-TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews) {
+TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
+{
     root.write("open/.htaccess", "Allow from 127.0.0.1\nDeny from all\n");
     root.write("shut/.htaccess", "Deny from 127.0.0.1\n");
     root.mkdir("plain");
@@ -32,7 +33,8 @@ TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews) {
     EXPECT_EQ(customViewText.text, "");
 }
 
-TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelOrHasNoPersonalPrefixForACustomRoot) {
+TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelOrHasNoPersonalPrefixForACustomRoot)
+{
     const passwd* entry = getpwuid(getuid());
     const std::string login = entry ? entry->pw_name : "";
     defaults().setInteger(0, "Fendrel Protected Folder");
@@ -62,7 +64,8 @@ TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelOrHasNoPersonalPrefixFor
     EXPECT_EQ(pref->webAddressOfSelection(), "https://example.test/docs");
 }
 
-TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOnAndDropsEdits) {
+TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOnAndDropsEdits)
+{
     root.write("private/.htaccess", "Require valid-user\n");
     wake();
     selectFolder("private");
@@ -83,7 +86,8 @@ TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOnAndDropsEdits) {
 
 }
 
-TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits) {
+TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits)
+{
     root.write("private/.htaccess", "Require valid-user\n");
     wake();
     selectFolder("private");
@@ -98,7 +102,8 @@ TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits) {
     EXPECT_EQ(customViewText.text, "");
 }
 
-TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection) {
+TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection)
+{
     wake();
     EXPECT_EQ(webDirOutline.rows.size(), 1u);
     root.mkdir("later");
@@ -111,7 +116,8 @@ TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection) {
 
 class AddressesTest : public PaneTest {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         PaneTest::SetUp();
         KLRunLoop::setMain(loop);
     }
@@ -121,7 +127,8 @@ protected:
 
 // Host names, IPv4 and IPv6 addresses and networks and env= forms are addresses, lowered and once each;
 // texts that would add or change lines of the access file are not.
-TEST_F(AddressesTest, MergingKeepsOnlyAddressesThatCannotBreakTheAccessFile) {
+TEST_F(AddressesTest, MergingKeepsOnlyAddressesThatCannotBreakTheAccessFile)
+{
     wake();
     pref->addAddressesFromArray({"10.0.0.1", "10.0.0.1", "(null)", "ALL", "Host.Example", "fendreled", "10.0.0.0/8",
                                  "fe80::1%eth0", "env=let_me_in", "Host-1.example_net", "10.9.9.9\nAllow from all",
@@ -140,7 +147,8 @@ TEST_F(AddressesTest, MergingKeepsOnlyAddressesThatCannotBreakTheAccessFile) {
     EXPECT_EQ(stored().back(), KLPlist("192.168.0.0/255.255.0.0"));
 }
 
-TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped) {
+TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
+{
     wake();
     pref->addAddress(nullptr);
     EXPECT_EQ(pref->addresses().back(), KLPlist("host.domain.tld"));
@@ -152,7 +160,8 @@ TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped) {
     EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
 }
 
-TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain) {
+TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
+{
     wake();
     pref->addAddress(nullptr);
     addressTable.deselectAll();
@@ -173,7 +182,8 @@ TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain) {
     }
 }
 
-TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite) {
+TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite)
+{
     // 10.0.0.8 is known from an earlier run; 10.6.6.6 only stands in the file.
     defaults().setObject(KLPlist(KLPlist::Array{"127.0.0.1", "10.0.0.8"}), "Address Array");
     root.write(".htaccess", "Deny from 10.6.6.6 10.0.0.8\n");
@@ -190,7 +200,8 @@ TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite) {
         EXPECT_NE(text.find(address), std::string::npos) << address << " lost from\n" << text;
 }
 
-TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder) {
+TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder)
+{
     root.write("lan/.htaccess", "Allow from 10.0.0.1 10.0.0.2\nDeny from all\n");
     wake();
     pref->addAddressesFromArray({"10.0.0.1", "10.0.0.2", "10.0.0.3"});

@@ -7,7 +7,8 @@ namespace {
 // 2023-06-15 21:05:30 in New York (EDT), in seconds since 2001-01-01 UTC.
 constexpr double kNow = 708570330.0;
 
-TEST_F(PaneTest, LastCheckSaysTodayYesterdayTheDateOrLastYearsDate) {
+TEST_F(PaneTest, LastCheckSaysTodayYesterdayTheDateOrLastYearsDate)
+{
     const char* tz = std::getenv("TZ");
     const std::optional<std::string> savedTZ = tz ? std::optional<std::string>(tz) : std::nullopt;
     ::setenv("TZ", "America/New_York", 1);

@@ -6,7 +6,8 @@ constexpr const char* kQuestion = "Do you want to save manual editor changes?";
 
 class ManualEditorTest : public PaneTest {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         PaneTest::SetUp();
         root.write(".htusers", "alice:abcdefghijklm\n");
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
@@ -16,7 +17,8 @@ protected:
         wake();
         selectFolder("private");
     }
-    void TearDown() override {
+    void TearDown() override
+    {
         std::filesystem::remove_all(sites);
         PaneTest::TearDown();
     }
@@ -28,7 +30,8 @@ protected:
     std::string sites;
 };
 
-TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection) {
+TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection)
+{
     EXPECT_EQ(customViewText.text, file());
     EXPECT_EQ(customViewText.selection, (std::pair<std::size_t, std::size_t>{0, 0}));
     EXPECT_FALSE(customSaveButton.enabled);
@@ -47,7 +50,8 @@ TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection) 
     EXPECT_EQ(customViewText.text, "Require valid-user\n");
 }
 
-TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit) {
+TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit)
+{
     std::string original = customViewText.text;
     edit("Deny from all\n");
     pref->revertCustomEdit(nullptr);
@@ -57,7 +61,8 @@ TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit) {
     EXPECT_EQ(customViewText.text, original);
 }
 
-TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem) {
+TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem)
+{
     KLFSItem* item = pref->selectedItem();
     edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
     pref->saveCustomEdit(nullptr);
@@ -70,7 +75,8 @@ TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem) {
 
 // Another program changed the file while it was edited here: saving asks
 // first, and writes only when told to replace it.
-TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst) {
+TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
+{
     const std::string path = root.file("private/.htaccess");
     const std::string outside = "Require user alice\nAuthType Basic\n# by hand\n";
     const struct {
@@ -94,7 +100,8 @@ TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst) {
     }
 }
 
-TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing) {
+TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing)
+{
     edit("Require valid-user\n");
     pref->setWebDirRoot(KLState(0));
     EXPECT_EQ(webDirFolder.selected, 2);
@@ -111,7 +118,8 @@ TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing) {
               std::tuple(2, 2, root.path(), true, "Require user alice\nAuthType Basic\n"));
 }
 
-TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit) {
+TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit)
+{
     edit("Require valid-user\n");
     pref->setWebDirRoot(KLState(0));
     alerts.answer(0);
@@ -126,7 +134,8 @@ TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit) {
     EXPECT_EQ(customViewText.text, "# the personal folder\n");
 }
 
-TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves) {
+TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves)
+{
     edit("Require user alice\nAuthType Basic\n# kept\n");
     pref->setWebDirRoot(KLState(0));
     alerts.answer(1);
@@ -135,7 +144,8 @@ TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves) {
     EXPECT_FALSE(pref->hasBeenManuallyEdited());
 }
 
-TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer) {
+TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer)
+{
     std::vector<bool> replies;
     pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
     edit("Require user alice\nAuthType Basic\n# leaving\n");
@@ -153,7 +163,8 @@ TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer) {
     EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
 }
 
-TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing) {
+TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing)
+{
     std::vector<bool> replies;
     pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
     edit("x\n");
@@ -166,7 +177,8 @@ TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing) {
     EXPECT_TRUE(pref->hasBeenManuallyEdited());
 }
 
-TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack) {
+TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack)
+{
     edit("x\n");
     pref->setManualEditVisible(KLState(0));
     EXPECT_EQ(manualEditCheck.stateValue, 1);
@@ -193,7 +205,8 @@ TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack) {
     EXPECT_FALSE(defaults().boolForKey("Allow Custom Web Dir"));
 }
 
-TEST_F(ManualEditorTest, TabSwitchingNeverAsks) {
+TEST_F(ManualEditorTest, TabSwitchingNeverAsks)
+{
     edit("x\n");
     EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users") && alerts.shown.empty());
 }

@@ -29,7 +29,8 @@
 // a temporary folder (unless a test stores another root before wake()).
 class PaneTest : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         ::setenv("FENDREL_LAYOUT", "macos", 1);
         FendrelPref::initialize();
         for (const auto& [key, value] : defaults().storedValues())
@@ -64,14 +65,16 @@ protected:
             .helpWebView = &helpWebView, .alerts = &alerts, .workspace = &workspace};
     }
 
-    void TearDown() override {
+    void TearDown() override
+    {
         pref.reset();
         KLSetLogSink(nullptr);
         ::unsetenv("FENDREL_LAYOUT");
     }
 
     // Creates the pane as the host does and wakes it over the outlets.
-    void wake() {
+    void wake()
+    {
         pref = std::make_unique<FendrelPref>();
         pref->initWithBundle(KLBundle::main());
         pref->setApacheFactory([] { return nullptr; });
@@ -85,7 +88,8 @@ protected:
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
 
     // The outline's rows: every folder of the tree, depth first, all open.
-    void showTree() {
+    void showTree()
+    {
         webDirOutline.rows.clear();
         std::function<void(KLFSItem*)> add = [&](KLFSItem* item) {
             webDirOutline.rows.push_back(item);
@@ -98,7 +102,8 @@ protected:
     // The users table shows the pseudo-row and one row per record.
     void showUsers() { userTable.rowCount = pref->users() ? pref->users()->numberOfRows() : 0; }
     // The groups outline's rows: groups with their members below.
-    void showGroups() {
+    void showGroups()
+    {
         groupOutline.rows.clear();
         if (!pref->groups())
             return;
@@ -110,7 +115,8 @@ protected:
     }
     // Selects a folder by its path below the root ("" for the root) and
     // tells the pane, as a click does.
-    KLFSItem* selectFolder(const std::string& relative) {
+    KLFSItem* selectFolder(const std::string& relative)
+    {
         std::string path = relative.empty() ? root.path() : root.path() + "/" + relative;
         for (std::size_t i = 0; i < webDirOutline.rows.size(); ++i) {
             auto* item = static_cast<KLFSItem*>(webDirOutline.rows[i]);

@@ -8,7 +8,8 @@ namespace {
 
 class SoftwareUpdateTest : public PaneTest {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         PaneTest::SetUp();
         loop = std::make_shared<KLPlainRunLoop>();
         KLRunLoop::setMain(loop);
@@ -22,7 +23,8 @@ protected:
     FakeWindow swuPanel;
 };
 
-TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds) {
+TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds)
+{
     o.swu = &swu;
     wake();
     versionCheckButton.titleText = "Check Now";
@@ -47,7 +49,8 @@ TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds) {
     EXPECT_FALSE(versionCheckProgress.animating);
 }
 
-TEST_F(SoftwareUpdateTest, WithoutTheUpdatePanelTheCheckIsUnavailable) {
+TEST_F(SoftwareUpdateTest, WithoutTheUpdatePanelTheCheckIsUnavailable)
+{
     wake();
     try {
         pref->beginSWUCheck(nullptr);

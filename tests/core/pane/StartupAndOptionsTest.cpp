@@ -7,7 +7,8 @@ namespace {
 using StartupTest = PaneTest;
 using Names = std::vector<std::string>;
 
-TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState) {
+TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState)
+{
     root.write(".htusers", "bob:abcdefghijklm\nalice:nopqrstuvwxyz\n");
     root.write(".htgroups", "staff: alice bob ghost\n");
     root.write("private/.htaccess", "Deny from 10.1.2.3\n");
@@ -36,7 +37,8 @@ TEST_F(StartupTest, WakingBuildsTheMenuListsAndNoSelectionState) {
     EXPECT_EQ(fendrelStatus.value, "Apache status not available"); // no server controller here
 }
 
-TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites) {
+TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites)
+{
     defaults().setInteger(5, "Fendrel Protected Folder");
     wake();
     EXPECT_EQ(webDirFolder.selected, webDirFolder.numberOfItems() - 1);
@@ -47,7 +49,8 @@ TEST_F(StartupTest, StoredRootOfFiveSelectsTheLastItemButMeansTheSites) {
     EXPECT_EQ(pref->files()->rootPath(), sites);
 }
 
-TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders) {
+TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders)
+{
     defaults().setBool(false, "Allow Custom Web Dir");
     // A custom root that is no longer allowed falls back to the personal folder.
     for (auto [stored, kept] : {std::pair{1, 1}, std::pair{2, 0}}) {
@@ -61,7 +64,8 @@ TEST_F(StartupTest, BuiltInRootSurvivesARestartWithoutCustomFolders) {
     }
 }
 
-TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce) {
+TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce)
+{
     root.write(".htusers", "carol:abcdefghijklm\nalice:abcdefghijklm\nbob:abcdefghijklm\n");
     root.write(".htgroups", "web: alice\nadmin: bob\n");
     wake();
@@ -90,7 +94,8 @@ TEST_F(StartupTest, OptionChecksStoreTheirSettingsAndSortingSortsAtOnce) {
               std::tuple(0, 0, 1));
 }
 
-TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFilesAgainstItsOwnUsersAndGroups) {
+TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFilesAgainstItsOwnUsersAndGroups)
+{
     TempDir other;
     other.write(".htusers", "zed:abcdefghijklm\n");
     other.write(".htgroups", "staff: zed\n");
@@ -131,7 +136,8 @@ TEST_F(StartupTest, ChoosingACustomFolderRereadsItsFilesAgainstItsOwnUsersAndGro
     EXPECT_EQ(defaults().stringForKey("Web Dir"), other.path());
 }
 
-TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff) {
+TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
+{
     wake();
     remoteApacheCheck.stateValue = 1;
     pref->setUsesRemoteApache(KLState(1));
@@ -148,7 +154,8 @@ TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff) {
     EXPECT_EQ(pref->fendrelLocation(4), "/Library/WebServer/Documents/");
 }
 
-TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling) {
+TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling)
+{
     KLRunLoop::setMain(std::make_shared<KLPlainRunLoop>());
     defaults().setBool(true, "Override Conf Directory Location"); // no server binary asked
     tabs.ids = {"access", "options", "about"};
@@ -171,7 +178,8 @@ TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling) {
     EXPECT_TRUE(pref->apache()->isEnabled());
 }
 
-TEST_F(StartupTest, ManualEditorTabFollowsItsCheck) {
+TEST_F(StartupTest, ManualEditorTabFollowsItsCheck)
+{
     wake();
     EXPECT_EQ(userAddressTabs.indexOfItemWithIdentifier("custom"), -1);
     pref->setManualEditVisible(KLState(1));
@@ -185,7 +193,8 @@ TEST_F(StartupTest, ManualEditorTabFollowsItsCheck) {
 
 // Groups read against users that could not be read have lost their members
 // on the way in; writing them back would empty every group.
-TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre) {
+TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre)
+{
     const std::string users = "\xEF\xBB\xBF" "alice:abcdefghijklm\n\xFF";
     root.write(".htusers", users);
     root.write(".htgroups", "staff: alice \n");
@@ -198,7 +207,8 @@ TEST_F(StartupTest, AnUnreadableUsersFileLeavesBothFilesAsTheyAre) {
     EXPECT_EQ(alerts.shown[0].message, root.file(".htusers") + " was not changed: it is not a text file.");
 }
 
-TEST_F(StartupTest, LeavingThePaneWritesBothFilesAndHidesHelp) {
+TEST_F(StartupTest, LeavingThePaneWritesBothFilesAndHidesHelp)
+{
     wake();
     pref->help(nullptr);
     EXPECT_TRUE(helpWindow.visible);

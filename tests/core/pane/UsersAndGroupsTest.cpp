@@ -8,29 +8,34 @@ namespace {
 class UsersTest : public PaneTest {
 protected:
     // Fills the sheet and presses OK.
-    std::string submit(const std::string& name, const std::string& password, const std::string& confirm) {
+    std::string submit(const std::string& name, const std::string& password, const std::string& confirm)
+    {
         userField.value = name, passField.value = password, confirmField.value = confirm;
         pref->endNewUser(nullptr);
         return errorField.value;
     }
-    std::string hashOf(const std::string& name) const {
+    std::string hashOf(const std::string& name) const
+    {
         for (const KLPlist& record : pref->users()->dataArray())
             if (record["user"].description() == name)
                 return record["basic password"].description();
         return {};
     }
-    bool verifies(const std::string& name, const std::string& password) const {
+    bool verifies(const std::string& name, const std::string& password) const
+    {
         crypt_data data{};
         const std::string hash = hashOf(name);
         const char* result = crypt_r(password.c_str(), hash.c_str(), &data);
         return result && hash == result;
     }
-    int rowOf(const std::string& name) const {
+    int rowOf(const std::string& name) const
+    {
         std::vector<std::string> names = userNames();
         auto it = std::find(names.begin(), names.end(), name);
         return it == names.end() ? -1 : static_cast<int>(it - names.begin()) + 1;
     }
-    void editUser(const std::string& name) {
+    void editUser(const std::string& name)
+    {
         showUsers();
         userTable.selectRow(rowOf(name), false);
         pref->editUser(nullptr);
@@ -39,7 +44,8 @@ protected:
     std::string groups() const { return readFile(root.file(".htgroups")); }
 };
 
-TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen) {
+TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
+{
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     pref->addUser(nullptr);
@@ -72,7 +78,8 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen) {
     EXPECT_FALSE(userAddPanel.visible);
 }
 
-TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving) {
+TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving)
+{
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     pref->addUser(nullptr);
@@ -89,7 +96,8 @@ TEST_F(UsersTest, UnwritableUsersFileIsReportedAndWrittenWhenLeaving) {
     EXPECT_EQ(users(), "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n");
 }
 
-TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart) {
+TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart)
+{
     root.write(".htusers", "alice:abcdefghijklm\n");
     passwordHashMenu.addItem("DES");
     passwordHashMenu.addItem("bcrypt");
@@ -130,7 +138,8 @@ TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart) {
     EXPECT_EQ(window.sheets.size(), 1u);
 }
 
-TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder) {
+TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
+{
     root.write(".htusers", "bob:abcdefghijklm\ncarol:abcdefghijklm\nalice:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice bob\n");
     defaults().setBool(true, "Sort Users");
@@ -152,7 +161,8 @@ TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder) {
     EXPECT_TRUE(verifies("bob", "pw2") && verifies("alice", "new-pw"));
 }
 
-TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted) {
+TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted)
+{
     root.write(".htusers", "alice:abcdefghijklm\n");
     wake();
     for (bool userRow : {false, true}) {
@@ -165,7 +175,8 @@ TEST_F(UsersTest, AnyValidUserRowCannotBeEditedOrDeleted) {
     EXPECT_TRUE(window.sheets.empty());
 }
 
-TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff) {
+TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff)
+{
     root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\ncarol:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice bob\n");
     wake();
@@ -194,7 +205,8 @@ TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff) {
     EXPECT_EQ(users(), "bob:abcdefghijklm\n");
 }
 
-TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited) {
+TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited)
+{
     root.write(".htgroups", "Group 1:\nGroup 3:\n");
     wake();
     pref->addGroup(nullptr);
@@ -205,7 +217,8 @@ TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited) {
     EXPECT_EQ(groupOutline.selection, std::vector<int>{groupOutline.edits[0].second});
 }
 
-TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode) {
+TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode)
+{
     root.write(".htusers", "alice:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice\nweb:\n");
     wake();

@@ -21,7 +21,8 @@ KLPlist::Array array(const std::vector<std::string>& names) { return KLPlist::Ar
 
 class AccessVerifierTest : public ::testing::Test {
 protected:
-    AccessVerifierTest() {
+    AccessVerifierTest()
+    {
         KLRunLoop::setMain(loop);
         pane.root = dir.path();
         pane.addressList = array({"10.0.0.1", "127.0.0.0/8", "127.0.0", "env=trusted", "127.0.0.1/32"});
@@ -50,7 +51,8 @@ protected:
     KLAccessVerifier verifier;
 };
 
-TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
+TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
+{
     // One protected folder (its protection bits), what the server answers for it, and the verdict.
     const struct {
         std::int32_t status;
@@ -112,7 +114,8 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer) {
         EXPECT_EQ(request.find("Authorization"), std::string::npos) << request;
 }
 
-TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain) {
+TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain)
+{
     std::uint16_t port;
     {
         LoopbackHTTPServer gone([](Socket&, const std::string&) {});
@@ -131,7 +134,8 @@ TEST_F(AccessVerifierTest, ServerNotRunningIsSaidOnceAndNotAskedAgain) {
         EXPECT_EQ(std::make_pair(check.status, check.verdict), std::make_pair(0, Verdict::CannotJudge));
 }
 
-TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses) {
+TEST_F(AccessVerifierTest, ProtectedFoldersAndTheirAddresses)
+{
     const passwd* entry = ::getpwuid(::getuid());
     const std::string login = entry ? entry->pw_name : "";
     auto inner = KLFSItem::create(dir.mkdir("a b/in"), KLFSItem::create(dir.path() + "/a b", root));

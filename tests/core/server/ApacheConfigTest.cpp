@@ -12,13 +12,15 @@ namespace {
 
 using ApacheConfigTest = ApacheControllerTest;
 
-std::vector<std::string> sorted(std::vector<std::string> v) {
+std::vector<std::string> sorted(std::vector<std::string> v)
+{
     std::sort(v.begin(), v.end());
     return v;
 }
 
 // Runs `fn` and counts the log lines it writes that begin with `start`.
-long loggedLines(const std::string& start, const std::function<void()>& fn) {
+long loggedLines(const std::string& start, const std::function<void()>& fn)
+{
     std::vector<std::string> lines;
     KLSetLogSink([&](const std::string& line) { lines.push_back(line); });
     fn();
@@ -26,7 +28,8 @@ long loggedLines(const std::string& start, const std::function<void()>& fn) {
     return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.starts_with(start); });
 }
 
-TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary) {
+TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
+{
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(false, "Override Conf Directory Location");
     const struct {
@@ -49,7 +52,8 @@ TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary) {
     EXPECT_EQ(make().httpdConfFile(), "");
 }
 
-TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile) {
+TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile)
+{
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setObject("/etc/httpd/", "Apache Conf Directory");
     KLApacheController& controller = make();
@@ -65,7 +69,8 @@ TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile) {
     d.removeDefaultForKey("Apache User Conf Directory");
 }
 
-TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes) {
+TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes)
+{
     const std::string logs = dir.mkdir("logs");
     for (const char* name : {"error_log", "access_log", "nested log", "unquoted_log", "included_log"})
         dir.write(std::string("logs/") + name, "x");
@@ -102,7 +107,8 @@ TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes) {
                   std::pair(lastPathComponent(controller.logs()[i]), controller.logs()[i]));
 }
 
-TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged) {
+TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged)
+{
     // Each file includes the next one twice: 2^30 scans unless bounded.
     dir.write("logs/l", "x");
     dir.write("httpd.conf", "Include \"" + dir.path() + "/f1.conf\"\n");
@@ -114,13 +120,15 @@ TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged) {
     EXPECT_EQ(loggedLines("Include limit reached at ", [&] { makeAwake(); }), 1);
 }
 
-TEST_F(ApacheConfigTest, WithoutAConfigurationNoLogIsFound) {
+TEST_F(ApacheConfigTest, WithoutAConfigurationNoLogIsFound)
+{
     KLApacheController& controller = makeAwake();
     EXPECT_TRUE(controller.logs().empty());
     EXPECT_FALSE(logPicker.isEnabled() || logDisplayButton.isEnabled());
 }
 
-TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs) {
+TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs)
+{
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(true, "Override Log Directory");
     const std::string logs = dir.mkdir("logs");
@@ -141,7 +149,8 @@ TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs) {
     EXPECT_EQ(workspace.files, std::vector<std::string>{controller.logs()[1]});
 }
 
-TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks) {
+TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
+{
     const struct {
         std::string layout, input, expected;
         bool changed;
@@ -180,7 +189,8 @@ TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks) {
     }
 }
 
-TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper) {
+TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper)
+{
     const std::string conf = dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
     helper->result = 3;
     KLApacheController& controller = make();
@@ -200,7 +210,8 @@ TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper) {
     EXPECT_EQ(helper->replacements.back(), "ServerName x\n\n");
 }
 
-TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse) {
+TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse)
+{
     KLApacheController& controller = make();
     EXPECT_EQ(controller.repairConfFile(dir.file("missing.conf")), 4);
     EXPECT_EQ(controller.repairConfFile(dir.write("empty.conf", "")), 9);
@@ -210,7 +221,8 @@ TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse) {
     EXPECT_TRUE(helper->calls.empty());
 }
 
-TEST_F(ApacheConfigTest, CheckReportsTheUserFileAndChangesNothing) {
+TEST_F(ApacheConfigTest, CheckReportsTheUserFileAndChangesNothing)
+{
     const std::string broken = "<Directory />\nAllowOverride None\n</Directory>\n";
     const std::string conf = dir.write("httpd.conf", broken);
     KLApacheController& controller = make();

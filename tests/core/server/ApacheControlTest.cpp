@@ -11,7 +11,8 @@ using Calls = std::vector<std::vector<std::string>>;
 
 std::vector<std::string> ctl(const std::string& command) { return {"-operation", "ctl", "-data", command}; }
 
-TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours) {
+TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours)
+{
     KLApacheController& controller = makeAwake();
     const auto& colors = controller.colors();
     auto shown = [&] {
@@ -34,7 +35,8 @@ TEST_F(ApacheControlTest, StateShowsInTitlesStatusAndColours) {
     EXPECT_EQ(std::tuple(toggleButton.title(), status.stringValue()), std::tuple("Start Apache", "Apache status: Stopped"));
 }
 
-TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning) {
+TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning)
+{
     // The Debian layout's server is "apache2".
     for (auto [layout, name] : {std::pair{"macos", "httpd"}, std::pair{"debian", "apache2"}}) {
         ::setenv("FENDREL_LAYOUT", layout, 1);
@@ -48,7 +50,8 @@ TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning) {
     }
 }
 
-TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater) {
+TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater)
+{
     KLApacheController& controller = makeAwake();
     processes = {"httpd"};
     controller.setApacheState(1);
@@ -75,7 +78,8 @@ TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLat
     EXPECT_EQ(helper->calls, (Calls{ctl("stop"), ctl("start")}));
 }
 
-TEST_F(ApacheControlTest, RestartIsGracefulAsTheSettingSays) {
+TEST_F(ApacheControlTest, RestartIsGracefulAsTheSettingSays)
+{
     KLApacheController& controller = makeAwake();
     EXPECT_EQ(gracefulSwitch.state(), 1);
     controller.resetApache();
@@ -88,7 +92,8 @@ TEST_F(ApacheControlTest, RestartIsGracefulAsTheSettingSays) {
     EXPECT_EQ(gracefulSwitch.state(), 0);
 }
 
-TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors) {
+TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
+{
     KLApacheController& controller = make();
     for (const char* command : {"graceful;id", "-k", "Stop", ""}) {
         try {
@@ -102,7 +107,8 @@ TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors) {
     EXPECT_TRUE(helper->calls.empty());
 }
 
-TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput) {
+TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput)
+{
     KLApacheController& controller = makeAwake();
     EXPECT_TRUE(configErrorView.isHidden());
     const auto& colors = controller.colors();
@@ -131,7 +137,8 @@ TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput) {
     EXPECT_TRUE(helper->calls.empty()) << "the test runs without the helper";
 }
 
-TEST_F(ApacheControlTest, PollingRunsWhileEnabled) {
+TEST_F(ApacheControlTest, PollingRunsWhileEnabled)
+{
     KLUserDefaults::standardUserDefaults().setDouble(0.02, "ApacheCheckInterval");
     KLApacheController& controller = makeAwake();
     controller.enable(), controller.enable();
@@ -148,7 +155,8 @@ TEST_F(ApacheControlTest, PollingRunsWhileEnabled) {
     EXPECT_EQ(listings, seen);
 }
 
-TEST_F(ApacheControlTest, TheLockControlEnablesTheActions) {
+TEST_F(ApacheControlTest, TheLockControlEnablesTheActions)
+{
     helper->setUID = false;
     KLApacheController& controller = makeAwake();
     const std::string id = KLBundle::main().identifier();
@@ -177,7 +185,8 @@ TEST_F(ApacheControlTest, TheLockControlEnablesTheActions) {
     EXPECT_EQ(authView.rights.size(), 2u);
 }
 
-TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully) {
+TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully)
+{
     dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
     KLApacheController& controller = makeAwake();
     controller.webcheck();
@@ -198,7 +207,8 @@ TEST_F(ApacheControlTest, RepairActionReportsOnlySuccessAndRestartsGracefully) {
     EXPECT_EQ(std::pair(pane.errors, helper->calls.size()), std::pair(std::vector<int>{1}, std::size_t{1}));
 }
 
-TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningServer) {
+TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningServer)
+{
     dir.write("httpd.conf", "");
     dir.mkdir("mods-available");
     for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host"})
@@ -239,7 +249,8 @@ TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffAndRestartsARunningSe
 
 // At once, in the web server tab and the access tab's line: the first of
 // missing, stopped, ignoring access files, with the button that fixes it.
-TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt) {
+TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt)
+{
     const char* ignored = "<Directory />\nAllowOverride None\n</Directory>\n";
     const struct {
         bool installed, running;
@@ -282,7 +293,8 @@ TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFix
     }
 }
 
-TEST_F(ApacheControlTest, PendingRechecksDieWithTheController) {
+TEST_F(ApacheControlTest, PendingRechecksDieWithTheController)
+{
     make().apachectl("start");
     ASSERT_EQ(loop->once.size(), 1u);
     std::shared_ptr<KLTimer> recheck = loop->once.back().second;

@@ -20,7 +20,8 @@ struct Hit {
 };
 using Hits = std::vector<Hit>;
 
-std::ostream& operator<<(std::ostream& out, const Hit& hit) {
+std::ostream& operator<<(std::ostream& out, const Hit& hit)
+{
     return out << hit.token << " @" << hit.number << " [" << hit.line << "] " << hit.file.value_or("(null)");
 }
 
@@ -39,7 +40,8 @@ public:
 class ConfParserTest : public ::testing::Test {
 protected:
     // Waits for the scan's end without running the main loop, so its hits are still queued.
-    static bool scannedButUndelivered(const KLConfParser& p) {
+    static bool scannedButUndelivered(const KLConfParser& p)
+    {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (p.isParsing() && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -48,14 +50,16 @@ protected:
     void SetUp() override { KLRunLoop::setMain(loop); }
     void TearDown() override { KLRunLoop::setMain(nullptr); }
 
-    std::shared_ptr<KLConfParser> parser(const std::string& conf, std::vector<std::string> tokens = {"Include"}) {
+    std::shared_ptr<KLConfParser> parser(const std::string& conf, std::vector<std::string> tokens = {"Include"})
+    {
         auto p = KLConfParser::initWithString(conf);
         p->setTokens(std::move(tokens));
         p->setDelegate(recorder);
         return p;
     }
     // Scans and delivers every hit.
-    Hits scan(const std::shared_ptr<KLConfParser>& p) {
+    Hits scan(const std::shared_ptr<KLConfParser>& p)
+    {
         recorder->hits.clear();
         p->parse();
         EXPECT_TRUE(loop->runUntil([&] { return !p->isParsing() && !p->hasUndeliveredHits(); }, 30));
@@ -66,7 +70,8 @@ protected:
     std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
 };
 
-TEST_F(ConfParserTest, StrippingCommentsHonoursQuotesEscapesAndMarkerKinds) {
+TEST_F(ConfParserTest, StrippingCommentsHonoursQuotesEscapesAndMarkerKinds)
+{
     constexpr std::uint32_t all = Parser::KLConfCommentHash | Parser::KLConfCommentDashOrSemicolon |
                                   Parser::KLConfCommentDoubleSlash;
     constexpr std::uint32_t both = Parser::KLConfQuoteSingle | Parser::KLConfQuoteDouble;
@@ -104,7 +109,8 @@ TEST_F(ConfParserTest, StrippingCommentsHonoursQuotesEscapesAndMarkerKinds) {
     }
 }
 
-TEST_F(ConfParserTest, BlockCommentCarriesOverLinesAndScans) {
+TEST_F(ConfParserTest, BlockCommentCarriesOverLinesAndScans)
+{
     auto p = KLConfParser::initWithString("x");
     p->setCommentType(Parser::KLConfCommentHash | Parser::KLConfCommentSlashStar);
     // Line by line: the text and the open marker after it. Text after a close is kept only up to a later
@@ -128,7 +134,8 @@ TEST_F(ConfParserTest, BlockCommentCarriesOverLinesAndScans) {
     EXPECT_EQ(scan(scanned), (Hits{{"Include", "Include c", 3}}));
 }
 
-TEST_F(ConfParserTest, HitsAreLinesWithContentBeginningWithTheKeyword) {
+TEST_F(ConfParserTest, HitsAreLinesWithContentBeginningWithTheKeyword)
+{
     auto sensitive = parser("include a.conf\nInclude b.conf\n");
     sensitive->setCaseSensitive(true);
     const struct {
@@ -160,7 +167,8 @@ TEST_F(ConfParserTest, HitsAreLinesWithContentBeginningWithTheKeyword) {
         EXPECT_EQ(scan(c.parser), c.hits) << c.parser->conf();
 }
 
-TEST_F(ConfParserTest, FilesAreReadWithTheirEncodingAndHitsArriveInOrderWithTheFile) {
+TEST_F(ConfParserTest, FilesAreReadWithTheirEncodingAndHitsArriveInOrderWithTheFile)
+{
     TempDir dir;
     EXPECT_EQ(KLConfParser::initWithFile(dir.file("missing.conf")), nullptr);
     std::string utf16 = "\xFF\xFE"; // UTF-16 with a byte order mark
@@ -185,14 +193,16 @@ TEST_F(ConfParserTest, FilesAreReadWithTheirEncodingAndHitsArriveInOrderWithTheF
                   (Hit{i % 2 ? "Include" : "ErrorLog", (i % 2 ? "Include " : "ErrorLog ") + std::to_string(i), i, path}));
 }
 
-TEST_F(ConfParserTest, ParseNeedsDelegateAndKeywords) {
+TEST_F(ConfParserTest, ParseNeedsDelegateAndKeywords)
+{
     auto noTokens = parser("Include x", {}), noDelegate = KLConfParser::initWithString("Include x");
     noDelegate->setTokens({"Include"});
     noTokens->parse(), noDelegate->parse();
     EXPECT_FALSE(noTokens->isParsing() || noDelegate->isParsing());
 }
 
-TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing) {
+TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing)
+{
     std::string conf;
     for (int i = 0; i < 300000; ++i)
         conf += "Include /etc/some/long/enough/path/to/scan/" + std::to_string(i) + ".conf # note\n";
@@ -217,7 +227,8 @@ TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing) {
     EXPECT_EQ(scan(p).size(), 1u);
 }
 
-TEST_F(ConfParserTest, QueuedHitsKeepTheirScansSettingsAndDieWithTheirDelegate) {
+TEST_F(ConfParserTest, QueuedHitsKeepTheirScansSettingsAndDieWithTheirDelegate)
+{
     auto p = parser("Include a\nInclude b\n");
     p->parse();
     ASSERT_TRUE(scannedButUndelivered(*p));
@@ -239,7 +250,8 @@ TEST_F(ConfParserTest, QueuedHitsKeepTheirScansSettingsAndDieWithTheirDelegate) 
     EXPECT_EQ(std::pair(*calls, p->hasUndeliveredHits()), std::pair(0, false));
 }
 
-TEST_F(ConfParserTest, GarbageNeverBreaksTheScan) {
+TEST_F(ConfParserTest, GarbageNeverBreaksTheScan)
+{
     std::mt19937 random(7);
     const std::string alphabet = std::string("#;-/*()'\"`\\ \t\r\nInclude\xC3\xA9\xFF\x80") + '\0';
     std::string conf;

@@ -8,7 +8,8 @@
 
 namespace {
 
-TEST(ProcessListTest, NamesComeFromEveryNumericEntry) {
+TEST(ProcessListTest, NamesComeFromEveryNumericEntry)
+{
     TempDir proc;
     proc.write("1/comm", "systemd\n");
     proc.write("42/comm", "httpd\n");
@@ -22,7 +23,8 @@ TEST(ProcessListTest, NamesComeFromEveryNumericEntry) {
     EXPECT_TRUE(KLProcessList::allProcessNames(proc.file("missing")).empty());
 }
 
-TEST(ProcessListTest, TheRunningTestIsListedUnderItsShortName) {
+TEST(ProcessListTest, TheRunningTestIsListedUnderItsShortName)
+{
     std::string self;
     std::getline(std::ifstream("/proc/self/comm"), self);
     std::vector<std::string> names = KLProcessList::allProcessNames();

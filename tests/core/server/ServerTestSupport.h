@@ -21,7 +21,8 @@
 class FakeHelperTool : public KLHelperTool {
 public:
     bool isHelperSetUID() const override { return setUID; }
-    int webcheckWithArgs(const std::vector<std::string>& arguments) const override {
+    int webcheckWithArgs(const std::vector<std::string>& arguments) const override
+    {
         calls.push_back(arguments);
         if (arguments.size() == 6 && arguments[1] == "webcheck")
             replacements.push_back(KLTextFile::readBytes(arguments[5]).value_or("<unreadable>"));
@@ -37,7 +38,8 @@ public:
 // A run loop that remembers the delay and the timer of each one-shot timer.
 class RecordingRunLoop : public KLPlainRunLoop {
 public:
-    std::shared_ptr<KLTimer> scheduleOnce(double seconds, std::function<void()> fn) override {
+    std::shared_ptr<KLTimer> scheduleOnce(double seconds, std::function<void()> fn) override
+    {
         auto timer = KLPlainRunLoop::scheduleOnce(seconds, std::move(fn));
         once.emplace_back(seconds, timer);
         return timer;
@@ -49,7 +51,8 @@ public:
 // path and its own run loop.
 class ApacheControllerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         ::setenv("FENDREL_LAYOUT", "macos", 1);
         FendrelPref::initialize();
         KLRunLoop::setMain(loop);
@@ -65,25 +68,29 @@ protected:
                    .configErrorView = &configErrorView, .logPicker = &logPicker, .logDisplayButton = &logDisplayButton,
                    .webcheckButton = &webcheckButton, .authView = &authView, .workspace = &workspace};
     }
-    void TearDown() override {
+    void TearDown() override
+    {
         controller.reset();
         KLRunLoop::setMain(nullptr);
         ::unsetenv("FENDREL_LAYOUT");
     }
 
-    KLApacheController& make() {
+    KLApacheController& make()
+    {
         controller = std::make_unique<KLApacheController>(helper);
         controller->setStatusDisplay(&status);
         controller->setProcessLister([this] { return ++listings, processes; });
         return *controller;
     }
-    KLApacheController& makeAwake() {
+    KLApacheController& makeAwake()
+    {
         make().awakeFromNib(outlets);
         waitForLogs();
         return *controller;
     }
     void waitForLogs() { ASSERT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60)); }
-    std::string script(const std::string& name, const std::string& body) {
+    std::string script(const std::string& name, const std::string& body)
+    {
         std::string path = dir.write(name, "#!/bin/sh\n" + body);
         ::chmod(path.c_str(), 0755);
         return path;

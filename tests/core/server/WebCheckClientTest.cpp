@@ -17,20 +17,23 @@
 
 namespace {
 
-std::uint64_t littleEndian(const KLAuthorization::ExternalForm& form, std::size_t offset, std::size_t width) {
+std::uint64_t littleEndian(const KLAuthorization::ExternalForm& form, std::size_t offset, std::size_t width)
+{
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < width; ++i)
         value |= static_cast<std::uint64_t>(form[offset + i]) << (8 * i);
     return value;
 }
 
-std::uint64_t uptimeTicks() {
+std::uint64_t uptimeTicks()
+{
     double seconds = 0;
     std::ifstream("/proc/uptime") >> seconds;
     return static_cast<std::uint64_t>(seconds * static_cast<double>(::sysconf(_SC_CLK_TCK)));
 }
 
-std::string writeScript(const TempDir& dir, const std::string& name, const std::string& body) {
+std::string writeScript(const TempDir& dir, const std::string& name, const std::string& body)
+{
     std::string path = dir.write(name, "#!/bin/sh\n" + body);
     ::chmod(path.c_str(), 0755);
     return path;
@@ -38,7 +41,8 @@ std::string writeScript(const TempDir& dir, const std::string& name, const std::
 
 } // namespace
 
-TEST(WebCheckExternalFormTest, LayoutNamesThisProcess) {
+TEST(WebCheckExternalFormTest, LayoutNamesThisProcess)
+{
     auto form = KLAuthorization::makeExternalForm();
     auto start = KLAuthorization::processStartTime(::getpid());
     ASSERT_TRUE(form && start);
@@ -56,7 +60,8 @@ TEST(WebCheckExternalFormTest, LayoutNamesThisProcess) {
     EXPECT_NE(littleEndian(*form, 24, 8), littleEndian(*second, 24, 8));
 }
 
-TEST(WebCheckExternalFormTest, StartTimeSurvivesHostileCommandNames) {
+TEST(WebCheckExternalFormTest, StartTimeSurvivesHostileCommandNames)
+{
     // A program name with spaces and parentheses shifts naively split fields.
     TempDir dir;
     std::string program = dir.file("a) 1 2 (b c");
@@ -87,7 +92,8 @@ TEST(WebCheckExternalFormTest, StartTimeSurvivesHostileCommandNames) {
     EXPECT_FALSE(KLAuthorization::processStartTime(child)) << "a reaped process has no start time";
 }
 
-TEST(WebCheckClientTest, SetUIDMeansRootOwnedWithTheBit) {
+TEST(WebCheckClientTest, SetUIDMeansRootOwnedWithTheBit)
+{
     TempDir dir;
     std::string tool = dir.write("WebCheck", "x"), link = dir.file("link");
     ASSERT_EQ(0, ::symlink(tool.c_str(), link.c_str()));
@@ -109,7 +115,8 @@ TEST(WebCheckClientTest, SetUIDMeansRootOwnedWithTheBit) {
     }
 }
 
-TEST(WebCheckClientTest, InstallsThenRunsWithPathArgumentsAndToken) {
+TEST(WebCheckClientTest, InstallsThenRunsWithPathArgumentsAndToken)
+{
     TempDir dir;
     std::string tool = writeScript(dir, "WebCheck",
                                    "if [ \"$1\" = -selfRepair ]; then echo \"$*\" > '" + dir.file("install") +
@@ -131,7 +138,8 @@ TEST(WebCheckClientTest, InstallsThenRunsWithPathArgumentsAndToken) {
     EXPECT_EQ(::getpid(), pid);
 }
 
-TEST(WebCheckClientTest, RefusedInstallGivesSevenAndRunsNothing) {
+TEST(WebCheckClientTest, RefusedInstallGivesSevenAndRunsNothing)
+{
     TempDir dir;
     std::string tool = writeScript(dir, "WebCheck",
                                    "if [ \"$1\" = -selfRepair ]; then exit 126; fi\ntouch '" + dir.file("ran") + "'\n");
@@ -151,7 +159,8 @@ TEST(WebCheckClientTest, RefusedInstallGivesSevenAndRunsNothing) {
     EXPECT_NE(std::string::npos, logged[0].find("Authorization failed"));
 }
 
-TEST(WebCheckRightsTest, RightsComeFromPolkitForThisProcess) {
+TEST(WebCheckRightsTest, RightsComeFromPolkitForThisProcess)
+{
     if (::geteuid() == 0) {
         KLAuthorization root("/nonexistent/pkcheck");
         EXPECT_TRUE(root.obtainRights(false)) << "root holds both rights without asking";
