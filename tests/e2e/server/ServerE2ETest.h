@@ -24,16 +24,10 @@ protected:
         KLRunLoop::setMain(loop);
         KLUserDefaults::standardUserDefaults().setBool(true, "Override Conf Directory Location");
         KLUserDefaults::standardUserDefaults().setBool(false, "Override Log Directory");
-        outlets.toggleButton = &toggleButton;
-        outlets.restartButton = &restartButton;
-        outlets.gracefulSwitch = &gracefulSwitch;
-        outlets.configCheckStatus = &configCheckStatus;
-        outlets.configErrorView = &configErrorView;
-        outlets.logPicker = &logPicker;
-        outlets.logDisplayButton = &logDisplayButton;
-        outlets.webcheckButton = &webcheckButton;
-        outlets.authView = &authView;
-        outlets.workspace = &workspace;
+        outlets = {.toggleButton = &toggleButton, .restartButton = &restartButton, .gracefulSwitch = &gracefulSwitch,
+                   .configCheckStatus = &configCheckStatus, .configErrorView = &configErrorView, .logPicker = &logPicker,
+                   .logDisplayButton = &logDisplayButton, .webcheckButton = &webcheckButton, .authView = &authView,
+                   .workspace = &workspace};
     }
     void TearDown() override
     {
@@ -52,10 +46,6 @@ protected:
         controller->setStatusDisplay(&status);
         controller->awakeFromNib(outlets);
         return *controller;
-    }
-    void waitForLogs()
-    {
-        ASSERT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60));
     }
 
     std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
