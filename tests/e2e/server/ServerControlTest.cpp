@@ -1,38 +1,62 @@
 #include "ApacheSandbox.h"
+#include "FakeAuthorizationView.h"
+#include "FakeOutlets.h"
+#include "FendrelPref.h"
+#include "KLApacheController.h"
+#include "KLPlainRunLoop.h"
+#include "KLUserDefaults.h"
 #include "KLWebCheckClient.h"
 #include "WebCheckSandbox.h"
-#include "ServerE2ETest.h"
-#include "TempDir.h"
 
-#include <filesystem>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
 #include <fstream>
 #include <unistd.h>
 
 namespace {
 
-// The whole path: controller -> KLWebCheckClient -> WebCheck (test build, installed set-user-ID root) -> Debian's
-// apachectl -> a private Apache on a copy of the installed configuration.
-class ServerControlTest : public ServerE2ETest
+// The whole path: the web server controller with fake views, on its own run loop -> KLWebCheckClient -> WebCheck
+// (test build, installed set-user-ID root) -> Debian's apachectl -> a private Apache on a copy of the installed
+// configuration.
+class ServerControlTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        ServerE2ETest::SetUp();
+        ::setenv("FENDREL_LAYOUT", "debian", 1);
+        FendrelPref::initialize();
+        KLRunLoop::setMain(loop);
+        KLUserDefaults::standardUserDefaults().setBool(true, "Override Conf Directory Location");
+        KLUserDefaults::standardUserDefaults().setBool(false, "Override Log Directory");
         if (!ApacheSandbox::available() || WebCheckSandbox::testBuild().empty())
             GTEST_SKIP() << "needs Debian's apache2 and the test build of WebCheck";
         box = std::make_unique<WebCheckSandbox>();
         apache = std::make_unique<ApacheSandbox>(ApacheSandbox::Setup::Stock);
         box->driveApache(apache->serverRoot(), apache->controlProgram());
         std::ofstream(apache->documentRoot() + "/index.html") << "home\n";
+        outlets = {.toggleButton = &toggleButton, .restartButton = &restartButton, .gracefulSwitch = &gracefulSwitch,
+                   .configCheckStatus = &configCheckStatus, .configErrorView = &configErrorView, .logPicker = &logPicker,
+                   .logDisplayButton = &logDisplayButton, .webcheckButton = &webcheckButton, .authView = &authView,
+                   .workspace = &workspace};
+    }
+    void TearDown() override
+    {
+        controller.reset();
+        KLRunLoop::setMain(nullptr);
+        ::unsetenv("FENDREL_LAYOUT");
     }
     KLApacheController& makeWithHelper()
     {
-        KLApacheController& c = make(box->confDir(), WebCheckSandbox::mainConfName(),
-                                     std::make_shared<KLWebCheckClient>(box->tool()));
-        c.setHelperPath(box->tool());
-        c.setProcessName(apache->processName());
-        c.setControlProgram(apache->controlProgram());
-        return c;
+        KLUserDefaults::standardUserDefaults().setObject(box->confDir(), "Apache Conf Directory");
+        KLUserDefaults::standardUserDefaults().setObject(WebCheckSandbox::mainConfName(), "Apache Conf File");
+        controller = std::make_unique<KLApacheController>(std::make_shared<KLWebCheckClient>(box->tool()));
+        controller->setStatusDisplay(&status);
+        controller->awakeFromNib(outlets);
+        controller->setHelperPath(box->tool());
+        controller->setProcessName(apache->processName());
+        controller->setControlProgram(apache->controlProgram());
+        return *controller;
     }
     bool statusBecomes(const std::string& text)
     {
@@ -41,6 +65,15 @@ protected:
     // Installing WebCheck set-user-ID root needs root.
     bool isRoot() const { return ::geteuid() == 0; }
 
+    std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
+    FakeButton toggleButton, restartButton, gracefulSwitch, logDisplayButton, webcheckButton;
+    FakeTextField configCheckStatus, status;
+    FakeTextView configErrorView;
+    FakePopUpButton logPicker;
+    FakeAuthorizationView authView;
+    FakeWorkspace workspace;
+    KLApacheControllerOutlets outlets;
+    std::unique_ptr<KLApacheController> controller;
     std::unique_ptr<WebCheckSandbox> box;
     std::unique_ptr<ApacheSandbox> apache;
 };
