@@ -64,23 +64,6 @@ protected:
 
 } // namespace
 
-// The users and groups files the command line writes, as Apache reads them.
-TEST_F(ApacheJudgesTest, PasswordAndAddressRules)
-{
-    judge({cmd({"user", "add", "alice"}, "wonder\n"), cmd({"user", "add", "bob"}, "builder\n"),
-           cmd({"protect", "private", "password"}), get("private", 401, "alice", "wonder"), // nobody is let in yet
-           cmd({"allow", "private", "--user", "alice"}), get("private", 401), get("private", 200, "alice", "wonder"),
-           get("private", 401, "alice", "wrong"), get("private", 401, "bob", "builder"),
-           cmd({"allow", "private", "--any-user"}), get("private", 200, "bob", "builder"),
-           cmd({"revoke", "private", "--any-user"}), get("private", 401, "bob", "builder"),
-           cmd({"group", "add", "staff"}), cmd({"group", "add-member", "staff", "bob"}),
-           cmd({"protect", "team", "password"}), cmd({"allow", "team", "--group", "staff"}),
-           get("team", 200, "bob", "builder"), get("team", 401, "alice", "wonder"),
-           // Password and address: the address alone is not enough.
-           cmd({"protect", "lan", "all"}), cmd({"allow", "lan", "--user", "alice", "--address", "127.0.0.1"}),
-           get("lan", 401), get("lan", 200, "alice", "wonder"), cmd({"--yes", "clear", "lan"}), get("lan", 200)});
-}
-
 // A users file made by htpasswd with every kind of hash it makes, and one Fendrel does not know: adding, changing
 // and deleting other users keeps each of those lines byte for byte, and Apache still lets their users in.
 TEST_F(ApacheJudgesTest, UsersOfEveryHashKindAreKept)

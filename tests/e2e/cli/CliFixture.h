@@ -26,7 +26,7 @@ struct Step
     std::string input = {};
 };
 
-// A fresh folder tree named with --root on every run, and a settings file of the test's own.
+// A fresh folder tree named with --root on every run (unless emptied), and a settings file of the test's own.
 class CliFixture : public ::testing::Test
 {
 protected:
@@ -39,7 +39,8 @@ protected:
 
     CliResult ctl(std::vector<std::string> args, const std::string& input = {}, double timeoutSeconds = 60)
     {
-        args.insert(args.begin(), {"--root", root});
+        if (!root.empty())
+            args.insert(args.begin(), {"--root", root});
         return runCli(args, input, timeoutSeconds);
     }
     nlohmann::json json(std::vector<std::string> args, const std::string& input = {})

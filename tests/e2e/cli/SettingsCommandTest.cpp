@@ -52,12 +52,17 @@ TEST_F(SettingsCommandTest, ResetBringsBackTheDefault)
 // Addresses are settings: they need no protected folder root, so a stored root that is not there does not stop them.
 TEST_F(SettingsCommandTest, KnownAddressesNeedNoRoot)
 {
-    EXPECT_EQ(runCli({"show"}).status, 4) << "the stored root exists after all";
-    CliResult added = runCli({"--json", "address", "add", "10.4.0.1"});
-    EXPECT_EQ(added.status, 0) << added.err;
-    EXPECT_EQ(added.json(), nlohmann::json::array({"127.0.0.1", "10.4.0.1"}));
-    EXPECT_EQ(runCli({"address", "list"}).out, "127.0.0.1\n10.4.0.1\n");
-    EXPECT_EQ(runCli({"address", "remove", "10.4.0.1"}).out, "127.0.0.1\n");
+    root.clear();
+    run({{{"show"}, 4}, // the stored root is not there
+         {{"address", "list"}, 0, "", "127.0.0.1\n"},
+         {{"address", "add", "10.0.0.1"}, 0, "", "127.0.0.1\n10.0.0.1\n"},
+         {{"address", "add", "Example.ORG"}, 0, "", "127.0.0.1\n10.0.0.1\nexample.org\n"},
+         {{"address", "add", "10.0.0.1"}, 3, "Address \"10.0.0.1\" is already known", ""},
+         {{"address", "add", "host.domain.tld"}, 3, "Address \"host.domain.tld\" cannot be used", ""},
+         {{"address", "remove", "10.9.9.9"}, 4, "No such address: 10.9.9.9", ""},
+         {{"address", "remove", "10.0.0.1"}, 0, "", "127.0.0.1\nexample.org\n"}});
+    EXPECT_EQ(json({"address", "add", "10.4.0.1"}), nlohmann::json::array({"127.0.0.1", "example.org", "10.4.0.1"}));
+    EXPECT_EQ(json({"settings", "get", "Address Array"}), nlohmann::json::array({"127.0.0.1", "example.org", "10.4.0.1"}));
 }
 
 TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndStoreNothing)

@@ -143,18 +143,6 @@ TEST_F(UserGroupCommandTest, GroupsAndMembers)
     EXPECT_EQ(json({"user", "list"}), usersWith({{"alice", "DES"}}));
 }
 
-TEST_F(UserGroupCommandTest, KnownAddresses)
-{
-    run({{{"address", "list"}, 0, "", "127.0.0.1\n"},
-         {{"address", "add", "10.0.0.1"}, 0, "", "127.0.0.1\n10.0.0.1\n"},
-         {{"address", "add", "Example.ORG"}, 0, "", "127.0.0.1\n10.0.0.1\nexample.org\n"},
-         {{"address", "add", "10.0.0.1"}, 3, "Address \"10.0.0.1\" is already known", ""},
-         {{"address", "add", "host.domain.tld"}, 3, "Address \"host.domain.tld\" cannot be used", ""},
-         {{"address", "remove", "10.9.9.9"}, 4, "No such address: 10.9.9.9", ""},
-         {{"address", "remove", "10.0.0.1"}, 0, "", "127.0.0.1\nexample.org\n"}});
-    EXPECT_EQ(json({"settings", "get", "Address Array"}), nlohmann::json::array({"127.0.0.1", "example.org"}));
-}
-
 TEST_F(UserGroupCommandTest, OnATerminalThePasswordIsAskedTwiceAndQuestionsAreAsked)
 {
     const std::string question = "[Yes/Don't Ask/No] ", carol = usersWith({{"carol", "DES"}}).dump();
