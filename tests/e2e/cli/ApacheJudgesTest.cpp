@@ -15,22 +15,6 @@
 
 namespace {
 
-// A run that must succeed, or a request and Apache's answer: a folder, a login (none when empty) and the status.
-struct Row
-{
-    std::vector<std::string> args;
-    std::string input = {}, folder = {}, user = {}, password = {};
-    int status = 0;
-};
-Row cmd(const std::vector<std::string>& args, const std::string& input = {})
-{
-    return {args, input};
-}
-Row get(const std::string& folder, int status, const std::string& user = {}, const std::string& password = {})
-{
-    return {{}, {}, folder, user, password, status};
-}
-
 // What fendrelctl writes, judged by a private Apache serving the tree.
 class ApacheJudgesTest : public CliFixture
 {
@@ -45,18 +29,11 @@ protected:
             std::filesystem::create_directories(root + "/" + folder), std::ofstream(file(folder) + "/index.html") << "hi\n";
         ASSERT_TRUE(apache.start()) << apache.error();
     }
-    void judge(const std::vector<Row>& rows)
+    // Runs that must all succeed.
+    void judge(const std::vector<std::vector<std::string>>& runs, const std::string& input = "secret\n")
     {
-        for (const Row& row : rows) {
-            if (row.args.empty()) {
-                auto login = [](const std::string& text) { return text.empty() ? std::nullopt : std::optional(text); };
-                EXPECT_EQ(apache.status("/" + row.folder + "/", login(row.user), login(row.password)), row.status)
-                    << row.folder << " " << row.user << " " << row.password;
-                continue;
-            }
-            CliResult result = ctl(row.args, row.input);
-            ASSERT_EQ(result.status, 0) << row.args[0] << " " << result.err;
-        }
+        for (const auto& args : runs)
+            run({{args, 0, std::nullopt, std::nullopt, input}});
     }
 
     ApacheSandbox apache;
@@ -69,29 +46,28 @@ protected:
 TEST_F(ApacheJudgesTest, UsersOfEveryHashKindAreKept)
 {
     std::ofstream(file(".htusers")).close();
-    const std::vector<std::tuple<std::string, std::string, std::string>> made = {
-        {"-d", "dora", "des-pw"}, {"-m", "mona", "md5-pw"}, {"-s", "sam", "sha-pw"}, {"-B", "bea", "bcrypt-pw"}};
-    std::vector<Row> logins;
-    for (const auto& [kind, name, password] : made) {
+    std::vector<std::tuple<std::string, std::string, std::string, int>> logins = {
+        {"-d", "dora", "des-pw", 200}, {"-m", "mona", "md5-pw", 200}, {"-s", "sam", "sha-pw", 200},
+        {"-B", "bea", "bcrypt-pw", 200}};
+    for (const auto& [kind, name, password, status] : logins) {
         std::string command = "htpasswd -b " + kind + " " + file(".htusers") + " " + name + " " + password + " 2>/dev/null";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
-        logins.push_back(get("private", 200, name, password));
     }
     std::ofstream(file(".htusers"), std::ios::app) << "olga:{SSHA}b2xnYQ==\n";
     const std::string original = text(".htusers");
-    judge({cmd({"user", "add", "carl"}, "carl-long-password\n"),
-           cmd({"user", "add", "--hash", "bcrypt", "erin"}, "correct horse battery\n"),
-           cmd({"user", "passwd", "--hash", "bcrypt", "carl"}, "carl-long-password\n"),
-           cmd({"--yes", "user", "delete", "erin"})});
+    judge({{"user", "add", "carl"}}, "carl-long-password\n");
+    judge({{"user", "add", "--hash", "bcrypt", "erin"}}, "correct horse battery\n");
+    judge({{"user", "passwd", "--hash", "bcrypt", "carl"}}, "carl-long-password\n");
+    judge({{"--yes", "user", "delete", "erin"}, {"protect", "private", "password"}, {"allow", "private", "--any-user"}});
     const std::string now = text(".htusers");
     EXPECT_EQ(now.substr(0, original.size()), original);
     EXPECT_EQ(now.substr(original.size()).rfind("carl:$2b$10$", 0), 0u) << now;
     EXPECT_EQ(json({"user", "list"}), usersWith({{"dora", "DES"}, {"mona", "MD5"}, {"sam", "SHA-1"},
                                                  {"bea", "bcrypt"}, {"olga", "other"}, {"carl", "bcrypt"}}));
-    logins.insert(logins.begin(), {cmd({"protect", "private", "password"}), cmd({"allow", "private", "--any-user"})});
-    logins.insert(logins.end(), {get("private", 200, "carl", "carl-long-password"), get("private", 401, "carl", "carl-lon"),
-                                 get("private", 401, "erin", "correct horse battery")});
-    judge(logins);
+    logins.insert(logins.end(), {{"", "carl", "carl-long-password", 200}, {"", "carl", "carl-lon", 401},
+                                 {"", "erin", "correct horse battery", 401}});
+    for (const auto& [kind, name, password, status] : logins)
+        EXPECT_EQ(apache.status("/private/", name, password), status) << name << " " << password;
 }
 
 // fendrelctl killed at random moments of its writes: every file is always either the old or a whole new version,
@@ -103,8 +79,8 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
         for (int i = 0; i < 20000; ++i)
             users << "filler" << i << ":abJnggxhB/yWI\n";
     }
-    judge({cmd({"user", "add", "alice"}, "wonder\n"), cmd({"group", "add", "staff"}),
-           cmd({"protect", "private", "password"}), cmd({"allow", "private", "--user", "alice"})});
+    judge({{"user", "add", "alice"}}, "wonder\n");
+    judge({{"group", "add", "staff"}, {"protect", "private", "password"}, {"allow", "private", "--user", "alice"}});
     // Each file with what makes a version of it whole: users and groups files line by line (a cut line is
     // caught), the others by their end; the managed block ends with its Satisfy line, switched on or off.
     auto lines = [](std::function<bool(std::string_view)> whole) {
@@ -167,9 +143,9 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
     }
     EXPECT_GT(kills, 100);
     EXPECT_GT(midWrite, 10); // runs killed between a temporary file's creation and its rename
-    judge({cmd({"user", "add", "last"}, "secret\n"), cmd({"group", "add-member", "staff", "last"}),
-           cmd({"allow", "private", "--user", "last"}), cmd({"settings", "set", "Sort Users", "false"}),
-           get("private", 200, "last", "secret")});
+    judge({{"user", "add", "last"}, {"group", "add-member", "staff", "last"}, {"allow", "private", "--user", "last"},
+           {"settings", "set", "Sort Users", "false"}});
+    EXPECT_EQ(apache.status("/private/", "last", "secret"), 200);
     for (const auto& [path, whole] : files)
         EXPECT_EQ(temporaries(path), 0) << path;
 }
@@ -180,10 +156,10 @@ TEST_F(ApacheJudgesTest, VerifyReportsApachesOwnAnswer)
 {
     const std::string site = "127.0.0.1:" + std::to_string(apache.port());
     const std::string logs = apache.errorLogPath().substr(0, apache.errorLogPath().rfind('/'));
-    judge({cmd({"settings", "set", "Apache Site Address", site}), cmd({"settings", "set", "Override Log Directory", "true"}),
-           cmd({"settings", "set", "Apache Log Directory", logs}), cmd({"protect", "private", "password"}),
-           cmd({"protect", "team", "password"}), cmd({"protect", "outside", "password"}), cmd({"protect", "lan", "all"}),
-           cmd({"allow", "lan", "--address", "10.1.2.3"})});
+    judge({{"settings", "set", "Apache Site Address", site}, {"settings", "set", "Override Log Directory", "true"},
+           {"settings", "set", "Apache Log Directory", logs}, {"protect", "private", "password"},
+           {"protect", "team", "password"}, {"protect", "outside", "password"}, {"protect", "lan", "all"},
+           {"allow", "lan", "--address", "10.1.2.3"}});
     std::ofstream(file("team/.htaccess"), std::ios::app) << "Frobnicate on\n";
     apache.setExtraConfig("<Directory \"" + root + "/outside\">\n  AllowOverride None\n</Directory>\n");
     apache.stop();
