@@ -7,24 +7,40 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
-// A fresh protected folder tree for each test, named with --root on every
-// run, and a settings file of the test's own.
+inline std::string settingsFile()
+{
+    return std::string(std::getenv("XDG_CONFIG_HOME")) + "/com.quillmoor.fendrel.plist";
+}
+
+// One run and its answer. A text left out is not checked; an error text is what follows "fendrelctl: ".
+struct Step
+{
+    std::vector<std::string> args;
+    int status = 0;
+    std::optional<std::string> err = std::nullopt;
+    std::optional<std::string> out = std::nullopt;
+    std::string input = {};
+};
+
+// A fresh folder tree named with --root on every run (unless emptied), and a settings file of the test's own.
 class CliFixture : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        std::remove((std::string(std::getenv("XDG_CONFIG_HOME")) + "/com.quillmoor.fendrel.plist").c_str());
+        std::remove(settingsFile().c_str());
         tree.mkdir("private/sub");
         tree.mkdir("public");
     }
 
     CliResult ctl(std::vector<std::string> args, const std::string& input = {}, double timeoutSeconds = 60)
     {
-        args.insert(args.begin(), {"--root", tree.path()});
+        if (!root.empty())
+            args.insert(args.begin(), {"--root", root});
         return runCli(args, input, timeoutSeconds);
     }
     nlohmann::json json(std::vector<std::string> args, const std::string& input = {})
@@ -34,7 +50,19 @@ protected:
         EXPECT_EQ(result.status, 0) << result.err;
         return result.json();
     }
-    // Adds a user with a password read from standard input.
+    void run(const std::vector<Step>& steps)
+    {
+        for (const Step& step : steps) {
+            CliResult result = ctl(step.args, step.input);
+            std::string command;
+            for (const std::string& arg : step.args)
+                command += arg + " ";
+            EXPECT_EQ(result.status, step.status) << command << "\n" << result.err;
+            EXPECT_EQ(result.err, !step.err ? result.err : step.err->empty() ? "" : "fendrelctl: " + *step.err + "\n")
+                << command;
+            EXPECT_EQ(result.out, step.out.value_or(result.out)) << command;
+        }
+    }
     void addUser(const std::string& name, const std::string& password = "secret")
     {
         CliResult result = ctl({"user", "add", name}, password + "\n");
@@ -48,11 +76,9 @@ protected:
             list.push_back({{"name", name}, {"hash", hash}});
         return list;
     }
-    void expectRefused(const CliResult& result, int status, const std::string& message)
-    {
-        EXPECT_EQ(result.status, status) << result.err;
-        EXPECT_EQ(result.err, "fendrelctl: " + message + "\n");
-    }
+    std::string file(const std::string& name) const { return root + "/" + name; }
+    std::string text(const std::string& name) const { return readFile(file(name)); }
 
     TempDir tree;
+    std::string root = tree.path();
 };

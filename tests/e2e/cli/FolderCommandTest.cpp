@@ -5,208 +5,143 @@
 #include <set>
 
 namespace {
-bool exists(const std::string& path)
-{
-    return std::filesystem::exists(path);
-}
-} // namespace
 
 using FolderCommandTest = CliFixture;
 
-TEST_F(FolderCommandTest, FreshRootShowsNoProtection)
+// A folder's state as show and every change print it.
+std::string shown(const std::string& path, const std::string& mode, int status, const std::string& lists = "",
+                  bool hasFile = true, const std::string& addressMode = "allow")
 {
-    nlohmann::json root = json({"show"});
-    EXPECT_EQ(root["path"], ".");
-    EXPECT_EQ(root["mode"], "none");
-    EXPECT_EQ(root["disabled"], true);
-    EXPECT_EQ(root["status"], 0);
-    EXPECT_EQ(root["addressMode"], "allow");
-    EXPECT_EQ(root["users"], nlohmann::json::array());
-    EXPECT_EQ(root["groups"], nlohmann::json::array());
-    EXPECT_EQ(root["addresses"], nlohmann::json::array());
-    EXPECT_EQ(root["hasAccessFile"], false);
-
-    nlohmann::json tree = json({"tree"});
-    ASSERT_TRUE(tree.is_array());
-    std::vector<std::string> paths;
-    for (const nlohmann::json& row : tree) {
-        paths.push_back(row["path"]);
-        EXPECT_EQ(row["mode"], "none");
-    }
-    std::sort(paths.begin() + 1, paths.end());
-    EXPECT_EQ(paths, (std::vector<std::string>{".", "private", "private/sub", "public"}));
+    return "path: " + path + "\nmode: " + mode + "\ndisabled: " + (status && mode != "none" ? "false" : "true") +
+           "\nstatus: " + std::to_string(status) + "\naddressMode: " + addressMode + "\n" +
+           (lists.empty() ? "users: \ngroups: \naddresses: \n" : lists) + "hasAccessFile: " +
+           (hasFile ? "true" : "false") + "\n";
 }
 
-TEST_F(FolderCommandTest, ProtectWritesTheAccessFileAndEveryModeReadsBack)
+} // namespace
+
+TEST_F(FolderCommandTest, EveryModeIsWrittenAndReadBack)
 {
-    nlohmann::json state = json({"protect", "private", "password"});
-    EXPECT_EQ(state["mode"], "password");
-    EXPECT_EQ(state["status"], 1);
-    EXPECT_EQ(state["hasAccessFile"], true);
-    std::string text = readFile(tree.file("private/.htaccess"));
-    EXPECT_NE(text.find("\nRequire user fendreled\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("AuthUserFile \"" + tree.file(".htusers") + "\""), std::string::npos) << text;
-
-    struct Case
-    {
-        const char* mode;
-        int status;
-    };
-    for (Case c : {Case{"address", 2}, Case{"any", 3}, Case{"all", 7}, Case{"password", 1}}) {
-        nlohmann::json shown = json({"protect", "private", c.mode});
-        EXPECT_EQ(shown["mode"], c.mode);
-        EXPECT_EQ(shown["status"], c.status) << c.mode;
-        EXPECT_EQ(json({"show", "private"})["mode"], c.mode);
+    std::multiset<std::string> paths;
+    for (const nlohmann::json& row : json({"tree"})) {
+        paths.insert(row["path"].get<std::string>());
+        EXPECT_EQ(row["mode"], "none");
     }
-    // An absolute path inside the root names the same folder.
-    EXPECT_EQ(json({"show", tree.file("private")})["mode"], "password");
+    EXPECT_EQ(json({"tree"})[0]["path"], ".");
+    EXPECT_EQ(paths, (std::multiset<std::string>{".", "private", "private/sub", "public"}));
+    EXPECT_EQ(json({"show"}), nlohmann::json::parse(R"({"path":".","mode":"none","disabled":true,"status":0,
+        "addressMode":"allow","users":[],"groups":[],"addresses":[],"hasAccessFile":false})"));
+    run({{{"show"}, 0, "", shown(".", "none", 0, "", false)},
+         {{"protect", "private", "password"}, 0, "", shown("private", "password", 1)},
+         {{"protect", "private", "address"}, 0, "", shown("private", "address", 2)},
+         {{"protect", "private", "any"}, 0, "", shown("private", "any", 3)},
+         {{"protect", "private", "all"}, 0, "", shown("private", "all", 7)},
+         {{"show", "private"}, 0, "", shown("private", "all", 7)},
+         {{"protect", "private", "password"}, 0, "", shown("private", "password", 1)},
+         // An absolute path inside the root names the same folder.
+         {{"show", tree.file("private")}, 0, "", shown("private", "password", 1)}});
+    std::string access = text("private/.htaccess");
+    EXPECT_NE(access.find("\nRequire user fendreled\n"), std::string::npos) << access;
+    EXPECT_NE(access.find("AuthUserFile \"" + file(".htusers") + "\""), std::string::npos) << access;
 
-    nlohmann::json off = json({"protect", "private", "none"});
-    EXPECT_EQ(off["mode"], "none");
-    EXPECT_EQ(off["disabled"], true);
-    EXPECT_EQ(off["hasAccessFile"], true); // switched off, lists kept as comments
-
+    // Switched off, the lists stay in the file as comments.
+    run({{{"protect", "private", "none"}, 0, "", shown("private", "none", 0)}});
     nlohmann::json rows = json({"tree"});
     auto row = std::find_if(rows.begin(), rows.end(), [](const nlohmann::json& r) { return r["path"] == "private"; });
     ASSERT_NE(row, rows.end());
-    EXPECT_EQ((*row)["mode"], "none");
-    EXPECT_EQ((*row)["hasAccessFile"], true);
+    EXPECT_EQ(*row, nlohmann::json::parse(R"({"path":"private","mode":"none","hasAccessFile":true})"));
 }
 
-TEST_F(FolderCommandTest, GrantAndRevokeUsersGroupsAndAddresses)
+TEST_F(FolderCommandTest, GrantRevokeAndClear)
 {
     addUser("alice");
     addUser("bob");
-    ASSERT_EQ(ctl({"group", "add", "staff"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "staff", "bob"}).status, 0);
-    ASSERT_EQ(ctl({"protect", "private", "any"}).status, 0);
-
-    nlohmann::json state = json({"allow", "private", "--user", "alice", "--group", "staff", "--address", "10.0.0.7"});
-    EXPECT_EQ(state["users"], nlohmann::json::array({"alice"}));
-    EXPECT_EQ(state["groups"], nlohmann::json::array({"staff"}));
-    EXPECT_EQ(state["addresses"], nlohmann::json::array({"10.0.0.7"}));
-    // The new address joined the known addresses.
-    nlohmann::json known = json({"address", "list"});
-    EXPECT_NE(std::find(known.begin(), known.end(), "10.0.0.7"), known.end());
-
-    // Any user replaces the named users, as the pane's first row does.
-    state = json({"allow", "private", "--any-user"});
-    EXPECT_EQ(state["users"], nlohmann::json::array({"valid-user"}));
-    state = json({"allow", "private", "--user", "bob"});
-    EXPECT_EQ(state["users"], nlohmann::json::array({"bob"}));
-
-    state = json({"revoke", "private", "--user", "bob", "--group", "staff", "--address", "10.0.0.7"});
-    EXPECT_EQ(state["users"], nlohmann::json::array());
-    EXPECT_EQ(state["groups"], nlohmann::json::array());
-    EXPECT_EQ(state["addresses"], nlohmann::json::array());
-
-    state = json({"address-mode", "private", "deny"});
-    EXPECT_EQ(state["addressMode"], "deny");
-    state = json({"address-mode", "private", "allow"});
-    EXPECT_EQ(state["addressMode"], "allow");
-}
-
-TEST_F(FolderCommandTest, ClearAsksUnlessToldYes)
-{
-    ASSERT_EQ(ctl({"protect", "public", "password"}).status, 0);
-    std::string file = tree.file("public/.htaccess");
-    ASSERT_TRUE(exists(file));
-
-    // No terminal to ask and no --yes: refused, nothing removed.
-    CliResult asked = ctl({"clear", "public"});
-    EXPECT_EQ(asked.status, 3);
-    EXPECT_NE(asked.err.find("--yes"), std::string::npos) << asked.err;
-    EXPECT_TRUE(exists(file));
-
-    EXPECT_EQ(ctl({"--yes", "clear", "public"}).status, 0);
-    EXPECT_FALSE(exists(file));
-
+    const std::string lists = "groups: staff\naddresses: 10.0.0.7\n";
+    run({{{"group", "add", "staff"}},
+         {{"group", "add-member", "staff", "bob"}},
+         {{"protect", "private", "any"}},
+         {{"allow", "private", "--user", "alice", "--group", "staff", "--address", "10.0.0.7"}, 0, "",
+          shown("private", "any", 3, "users: alice\n" + lists)},
+         // The new address joined the known addresses.
+         {{"address", "list"}, 0, "", "127.0.0.1\n10.0.0.7\n"},
+         // Any user replaces the named users, as the pane's first row does.
+         {{"allow", "private", "--any-user"}, 0, "", shown("private", "any", 3, "users: valid-user\n" + lists)},
+         {{"allow", "private", "--user", "bob"}, 0, "", shown("private", "any", 3, "users: bob\n" + lists)},
+         {{"revoke", "private", "--user", "bob", "--group", "staff", "--address", "10.0.0.7"}, 0, "",
+          shown("private", "any", 3)},
+         {{"address-mode", "private", "deny"}, 0, "", shown("private", "any", 3, "", true, "deny")},
+         {{"address-mode", "private", "allow"}, 0, "", shown("private", "any", 3)},
+         {{"protect", "public", "password"}},
+         {{"clear", "public"}, 3, "Deleting the access file of \"public\" needs a confirmation: answer on a terminal "
+                                  "or use --yes"}});
+    EXPECT_TRUE(std::filesystem::exists(file("public/.htaccess")));
+    run({{{"--yes", "clear", "public"}}});
+    EXPECT_FALSE(std::filesystem::exists(file("public/.htaccess")));
     // With the confirmation turned off in the options, it goes at once.
-    ASSERT_EQ(ctl({"protect", "public", "address"}).status, 0);
-    ASSERT_EQ(runCli({"settings", "set", "Show Delete Dialog", "false"}).status, 0);
-    EXPECT_EQ(ctl({"clear", "public"}).status, 0);
-    EXPECT_FALSE(exists(file));
+    run({{{"protect", "public", "address"}}, {{"settings", "set", "Show Delete Dialog", "false"}}, {{"clear", "public"}}});
+    EXPECT_FALSE(std::filesystem::exists(file("public/.htaccess")));
 }
 
 TEST_F(FolderCommandTest, RefusalsChangeNothing)
 {
     addUser("alice");
     ASSERT_EQ(ctl({"protect", "private", "address"}).status, 0);
-    std::string before = readFile(tree.file("private/.htaccess"));
-
-    expectRefused(ctl({"show", "nowhere"}), 4, "No such folder: nowhere");
-    expectRefused(ctl({"protect", "private/nowhere", "password"}), 4, "No such folder: private/nowhere");
-    expectRefused(ctl({"show", "../"}), 4, "No such folder: ../");
-    expectRefused(ctl({"show", "/etc"}), 4, "No such folder: /etc");
-    expectRefused(ctl({"allow", "private", "--user", "nobody"}), 4, "No such user: nobody");
-    expectRefused(ctl({"allow", "private", "--group", "nogroup"}), 4, "No such group: nogroup");
-    // Users may be ticked only while the folder asks for a password.
-    expectRefused(ctl({"allow", "private", "--user", "alice"}), 3,
-                  "Folder \"private\" is not password protected");
-    expectRefused(ctl({"allow", "private", "--address", "all"}), 3, "Address \"all\" cannot be used");
-    // An address cannot bring lines of its own into the file, nor split into two.
-    expectRefused(ctl({"allow", "private", "--address", "10.9.9.9\nallow from all\nsatisfy any\n#"}), 3,
-                  "Address \"10.9.9.9?allow from all?satisfy any?#\" cannot be used");
-    expectRefused(ctl({"allow", "private", "--address", "10.0.0.1 10.0.0.2"}), 3,
-                  "Address \"10.0.0.1 10.0.0.2\" cannot be used");
-    expectRefused(ctl({"allow", "private", "--address", "10.0.0.1#"}), 3, "Address \"10.0.0.1#\" cannot be used");
-    // A refused option refuses the whole command: the good address is not added either.
-    expectRefused(ctl({"allow", "private", "--address", "10.1.1.1", "--user", "alice"}), 3,
-                  "Folder \"private\" is not password protected");
-    EXPECT_EQ(readFile(tree.file("private/.htaccess")), before);
-    nlohmann::json known = json({"address", "list"});
-    EXPECT_EQ(std::find(known.begin(), known.end(), "10.1.1.1"), known.end());
-
-    EXPECT_EQ(ctl({"protect", "private", "sideways"}).status, 2);
-    EXPECT_EQ(ctl({"address-mode", "private", "maybe"}).status, 2);
-    EXPECT_EQ(ctl({"allow"}).status, 2);
-    expectRefused(ctl({"address-mode", "public", "deny"}), 3, "Folder \"public\" is not address protected");
-    EXPECT_EQ(readFile(tree.file("private/.htaccess")), before);
+    const std::string before = text("private/.htaccess");
+    const std::string usage = "\nRun 'fendrelctl --help' for usage.";
+    run({{{"show", "nowhere"}, 4, "No such folder: nowhere", ""},
+         {{"protect", "private/nowhere", "password"}, 4, "No such folder: private/nowhere"},
+         {{"show", "../"}, 4, "No such folder: ../"},
+         {{"show", "/etc"}, 4, "No such folder: /etc"},
+         {{"allow", "private", "--user", "nobody"}, 4, "No such user: nobody"},
+         {{"allow", "private", "--group", "nogroup"}, 4, "No such group: nogroup"},
+         // Users may be ticked only while the folder asks for a password.
+         {{"allow", "private", "--user", "alice"}, 3, "Folder \"private\" is not password protected"},
+         {{"allow", "private", "--address", "all"}, 3, "Address \"all\" cannot be used"},
+         // An address cannot bring lines of its own into the file, nor split into two.
+         {{"allow", "private", "--address", "10.9.9.9\nallow from all\nsatisfy any\n#"}, 3,
+          "Address \"10.9.9.9?allow from all?satisfy any?#\" cannot be used"},
+         {{"allow", "private", "--address", "10.0.0.1 10.0.0.2"}, 3, "Address \"10.0.0.1 10.0.0.2\" cannot be used"},
+         {{"allow", "private", "--address", "10.0.0.1#"}, 3, "Address \"10.0.0.1#\" cannot be used"},
+         // A refused option refuses the whole command: the good address is not added either.
+         {{"allow", "private", "--address", "10.1.1.1", "--user", "alice"}, 3,
+          "Folder \"private\" is not password protected"},
+         {{"protect", "private", "sideways"}, 2, "MODE: sideways not in {none,password,address,any,all}" + usage},
+         {{"address-mode", "private", "maybe"}, 2},
+         {{"allow"}, 2, "FOLDER is required" + usage},
+         {{"address-mode", "public", "deny"}, 3, "Folder \"public\" is not address protected"},
+         {{"address", "list"}, 0, "", "127.0.0.1\n"}});
+    EXPECT_EQ(text("private/.htaccess"), before);
+    CliResult missing = runCli({"--root", tree.file("absent"), "show"});
+    EXPECT_EQ(missing.status, 4);
+    EXPECT_EQ(missing.err, "fendrelctl: No such folder: " + tree.file("absent") + "\n");
 }
 
-TEST_F(FolderCommandTest, MissingRootIsNoSuchFolder)
-{
-    CliResult result = runCli({"--root", tree.file("absent"), "show"});
-    EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.err, "fendrelctl: No such folder: " + tree.file("absent") + "\n");
-}
-
-// The pane abandons a failed access-file write silently and keeps the new
-// state in memory; the command must not print that state as done.
+// The pane abandons a failed access-file write silently and keeps the new state in memory; the command must not
+// print that state as done.
 TEST_F(FolderCommandTest, AccessFileThatCannotBeWrittenFailsTheCommand)
 {
     tree.mkdir("private/.htaccess");
-    CliResult blocked = ctl({"protect", "private", "password"});
-    expectRefused(blocked, 1, tree.file("private/.htaccess") + " was not changed: it is a folder.");
-    EXPECT_TRUE(blocked.out.empty());
+    run({{{"protect", "private", "password"}, 1, file("private/.htaccess") + " was not changed: it is a folder.", ""},
+         {{"protect", "public", "password"}},
+         {{"allow", "public", "--any-user"}}});
     EXPECT_EQ(json({"show", "private"})["mode"], "none");
-
-    ASSERT_EQ(ctl({"protect", "public", "password"}).status, 0);
-    ASSERT_EQ(ctl({"allow", "public", "--any-user"}).status, 0);
-    std::string before = readFile(tree.file("public/.htaccess"));
+    const std::string before = text("public/.htaccess"), tooLarge = file("public/.htaccess") + " was not changed: File too large.";
     {
-        // Any replacement of the file is larger than this.
-        FileSizeLimit limit(16);
-        const std::string tooLarge = tree.file("public/.htaccess") + " was not changed: File too large.";
-        expectRefused(ctl({"revoke", "public", "--any-user"}), 1, tooLarge);
-        expectRefused(ctl({"protect", "public", "all"}), 1, tooLarge);
-        expectRefused(ctl({"protect", "public", "none"}), 1, tooLarge);
+        FileSizeLimit limit(16); // any replacement of the file is larger
+        run({{{"revoke", "public", "--any-user"}, 1, tooLarge, ""},
+             {{"protect", "public", "all"}, 1, tooLarge, ""},
+             {{"protect", "public", "none"}, 1, tooLarge, ""}});
     }
-    EXPECT_EQ(readFile(tree.file("public/.htaccess")), before);
-    nlohmann::json kept = json({"show", "public"});
-    EXPECT_EQ(kept["mode"], "password");
-    EXPECT_EQ(kept["users"], nlohmann::json::array({"valid-user"}));
+    EXPECT_EQ(text("public/.htaccess"), before);
+    run({{{"show", "public"}, 0, "", shown("public", "password", 1, "users: valid-user\ngroups: \naddresses: \n")}});
 }
 
-// Links to folders are folders: links back up must neither hang the walk nor
-// repeat the tree below themselves.
+// Links to folders are folders: links back up must neither hang the walk nor repeat the tree below themselves.
 TEST_F(FolderCommandTest, TreeEntersNoFolderTwiceThroughLinks)
 {
-    std::filesystem::create_directory_symlink("..", tree.file("private/sub/parent"));
-    std::filesystem::create_directory_symlink("../..", tree.file("private/sub/top"));
-    std::filesystem::create_directory_symlink(tree.path(), tree.file("public/root"));
-    std::filesystem::create_directory_symlink("../private", tree.file("public/elsewhere"));
-
+    for (auto [link, target] : {std::pair{"private/sub/parent", ".."}, {"private/sub/top", "../.."},
+                                {"public/root", tree.path().c_str()}, {"public/elsewhere", "../private"}})
+        std::filesystem::create_directory_symlink(target, file(link));
     CliResult result = ctl({"--json", "tree"}, {}, 20);
     ASSERT_EQ(result.status, 0) << result.err;
     std::multiset<std::string> paths;

@@ -1,160 +1,109 @@
-#include "CliRunner.h"
+#include "CliFixture.h"
 
-#include <gtest/gtest.h>
+using SettingsCommandTest = CliFixture;
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <string>
-
-namespace {
-
-std::string settingsFile()
+// A value takes the kind of its key's default, or else the kind its text shows; the file stores typed values.
+TEST_F(SettingsCommandTest, ValuesKeepTheirKind)
 {
-    return std::string(std::getenv("XDG_CONFIG_HOME")) + "/com.quillmoor.fendrel.plist";
-}
-
-std::string slurp(const std::string& path)
-{
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-class SettingsCommandTest : public ::testing::Test
-{
-protected:
-    void SetUp() override { std::remove(settingsFile().c_str()); }
-};
-
-} // namespace
-
-TEST_F(SettingsCommandTest, ValuesKeepTheKindOfTheirDefault)
-{
-    EXPECT_EQ(runCli({"settings", "set", "Sort Users", "true"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "ApacheCheckInterval", "5"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "Apache Site Port", "8080"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "Address Array", R"(["10.0.0.1","127.0.0.1"])"}).status, 0);
-
-    nlohmann::json all = runCli({"--json", "settings", "list"}).json();
-    ASSERT_TRUE(all.is_object());
-    EXPECT_EQ(all["Sort Users"], true);
-    EXPECT_TRUE(all["ApacheCheckInterval"].is_number_float());
-    EXPECT_EQ(all["ApacheCheckInterval"], 5.0);
-    EXPECT_EQ(all["Apache Site Port"], "8080"); // a string setting stays a string
-    EXPECT_EQ(all["Address Array"], nlohmann::json::parse(R"(["10.0.0.1","127.0.0.1"])"));
+    const std::tuple<const char*, const char*, nlohmann::json> cases[] = {
+        {"Sort Users", "true", true},
+        {"ApacheCheckInterval", "5", 5.0},
+        {"Apache Site Port", "8080", "8080"}, // a string setting stays a string
+        {"Address Array", R"(["10.0.0.1","127.0.0.1"])", nlohmann::json::array({"10.0.0.1", "127.0.0.1"})},
+        {"Case Sensitive Compare", "true", true},
+        {"Some Count", "12", 12},
+        {"Some Ratio", "0.25", 0.25},
+        {"Some Name", "hello world", "hello world"},
+        {"Some Digits", "\"42\"", "42"},
+    };
+    for (const auto& [key, value, expected] : cases)
+        run({{{"settings", "set", key, value}, 0, "", ""}});
+    nlohmann::json all = json({"settings", "list"});
     EXPECT_EQ(all["Sort Groups"], false); // defaults are listed too
-
-    // The file holds typed values, not strings.
-    std::string stored = slurp(settingsFile());
-    EXPECT_NE(stored.find("<key>Sort Users</key>\n\t<true/>"), std::string::npos) << stored;
-    EXPECT_NE(stored.find("<real>5"), std::string::npos) << stored;
-    EXPECT_NE(stored.find("<string>8080</string>"), std::string::npos) << stored;
-}
-
-TEST_F(SettingsCommandTest, KeysWithoutDefaultTakeTheKindTheTextShows)
-{
-    EXPECT_EQ(runCli({"settings", "set", "Case Sensitive Compare", "true"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "Some Count", "12"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "Some Ratio", "0.25"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "Some Name", "hello world"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "set", "Some Digits", "\"42\""}).status, 0);
-
-    EXPECT_EQ(runCli({"--json", "settings", "get", "Case Sensitive Compare"}).json(), true);
-    EXPECT_EQ(runCli({"--json", "settings", "get", "Some Count"}).json(), 12);
-    EXPECT_EQ(runCli({"--json", "settings", "get", "Some Ratio"}).json(), 0.25);
-    EXPECT_EQ(runCli({"settings", "get", "Some Name"}).out, "hello world\n");
-    EXPECT_EQ(runCli({"--json", "settings", "get", "Some Digits"}).json(), "42");
+    for (const auto& [key, value, expected] : cases) {
+        nlohmann::json got = json({"settings", "get", key});
+        EXPECT_EQ(got, expected) << key;
+        EXPECT_EQ(got.is_number_float(), expected.is_number_float()) << key;
+        EXPECT_EQ(all[key], expected) << key;
+    }
+    EXPECT_EQ(ctl({"settings", "get", "Some Name"}).out, "hello world\n");
+    EXPECT_EQ(ctl({"settings", "get", "Some Name", "--json"}).json(), "hello world") << "options may follow";
+    std::string stored = readFile(settingsFile());
+    for (const char* typed : {"<key>Sort Users</key>\n\t<true/>", "<real>5", "<string>8080</string>"})
+        EXPECT_NE(stored.find(typed), std::string::npos) << stored;
 }
 
 TEST_F(SettingsCommandTest, ResetBringsBackTheDefault)
 {
-    ASSERT_EQ(runCli({"settings", "set", "Show Delete Dialog", "false"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "get", "Show Delete Dialog"}).out, "false\n");
-    EXPECT_EQ(runCli({"settings", "reset", "Show Delete Dialog"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "get", "Show Delete Dialog"}).out, "true\n");
-    EXPECT_EQ(slurp(settingsFile()).find("Show Delete Dialog"), std::string::npos);
-
-    ASSERT_EQ(runCli({"settings", "set", "Scratch", "1"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "reset", "Scratch"}).status, 0);
-    CliResult gone = runCli({"settings", "get", "Scratch"});
-    EXPECT_EQ(gone.status, 4);
-    EXPECT_EQ(gone.err, "fendrelctl: No setting \"Scratch\"\n");
+    run({{{"settings", "set", "Show Delete Dialog", "false"}},
+         {{"settings", "get", "Show Delete Dialog"}, 0, "", "false\n"},
+         {{"settings", "reset", "Show Delete Dialog"}},
+         {{"settings", "get", "Show Delete Dialog"}, 0, "", "true\n"},
+         {{"settings", "set", "Scratch", "1"}},
+         {{"settings", "reset", "Scratch"}},
+         {{"settings", "get", "Scratch"}, 4, "No setting \"Scratch\""}});
+    EXPECT_EQ(readFile(settingsFile()).find("Show Delete Dialog"), std::string::npos);
     // Nothing stored and no default: there is nothing to reset.
-    std::string before = slurp(settingsFile());
-    CliResult unknown = runCli({"settings", "reset", "Scratch"});
-    EXPECT_EQ(unknown.status, 4);
-    EXPECT_EQ(unknown.err, "fendrelctl: No setting \"Scratch\"\n");
-    EXPECT_EQ(slurp(settingsFile()), before);
+    const std::string before = readFile(settingsFile());
+    run({{{"settings", "reset", "Scratch"}, 4, "No setting \"Scratch\""}});
+    EXPECT_EQ(readFile(settingsFile()), before);
 }
 
-// Addresses are settings: they need no protected folder root, so a stored
-// root that is not there does not stop them.
+// Addresses are settings: they need no protected folder root, so a stored root that is not there does not stop them.
 TEST_F(SettingsCommandTest, KnownAddressesNeedNoRoot)
 {
-    EXPECT_EQ(runCli({"show"}).status, 4) << "the stored root exists after all";
-    CliResult added = runCli({"--json", "address", "add", "10.4.0.1"});
-    EXPECT_EQ(added.status, 0) << added.err;
-    EXPECT_EQ(added.json(), nlohmann::json::array({"127.0.0.1", "10.4.0.1"}));
-    CliResult listed = runCli({"address", "list"});
-    EXPECT_EQ(listed.status, 0) << listed.err;
-    EXPECT_EQ(listed.out, "127.0.0.1\n10.4.0.1\n");
-    EXPECT_EQ(runCli({"address", "remove", "10.4.0.1"}).out, "127.0.0.1\n");
+    root.clear();
+    run({{{"show"}, 4}, // the stored root is not there
+         {{"address", "list"}, 0, "", "127.0.0.1\n"},
+         {{"address", "add", "10.0.0.1"}, 0, "", "127.0.0.1\n10.0.0.1\n"},
+         {{"address", "add", "Example.ORG"}, 0, "", "127.0.0.1\n10.0.0.1\nexample.org\n"},
+         {{"address", "add", "10.0.0.1"}, 3, "Address \"10.0.0.1\" is already known", ""},
+         {{"address", "add", "host.domain.tld"}, 3, "Address \"host.domain.tld\" cannot be used", ""},
+         {{"address", "remove", "10.9.9.9"}, 4, "No such address: 10.9.9.9", ""},
+         {{"address", "remove", "10.0.0.1"}, 0, "", "127.0.0.1\nexample.org\n"}});
+    EXPECT_EQ(json({"address", "add", "10.4.0.1"}), nlohmann::json::array({"127.0.0.1", "example.org", "10.4.0.1"}));
+    EXPECT_EQ(json({"settings", "get", "Address Array"}), nlohmann::json::array({"127.0.0.1", "example.org", "10.4.0.1"}));
 }
 
 TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndStoreNothing)
 {
-    ASSERT_EQ(runCli({"settings", "set", "Sort Users", "true"}).status, 0);
-    std::string before = slurp(settingsFile());
-
-    struct Case
-    {
-        const char* key;
-        const char* value;
-        const char* message;
-    };
-    for (const Case& c : {
-             Case{"Sort Users", "yes", "fendrelctl: Setting \"Sort Users\" takes true or false\n"},
-             Case{"Fendrel Protected Folder", "two", "fendrelctl: Setting \"Fendrel Protected Folder\" takes an integer\n"},
-             Case{"ApacheCheckInterval", "soon", "fendrelctl: Setting \"ApacheCheckInterval\" takes a number\n"},
-             Case{"Address Array", "10.0.0.1", "fendrelctl: Setting \"Address Array\": the value is not valid JSON\n"},
-             Case{"Address Array", "{\"a\":1}", "fendrelctl: Setting \"Address Array\" takes a JSON array, e.g. [\"a\", \"b\"]\n"},
-             Case{"Password Hash", "MD5", "fendrelctl: Setting \"Password Hash\" takes DES or bcrypt\n"},
-         }) {
-        CliResult result = runCli({"settings", "set", c.key, c.value});
-        EXPECT_EQ(result.status, 3) << c.key << " " << c.value;
-        EXPECT_EQ(result.err, c.message);
-        EXPECT_TRUE(result.out.empty());
-    }
-    EXPECT_EQ(slurp(settingsFile()), before);
+    ASSERT_EQ(ctl({"settings", "set", "Sort Users", "true"}).status, 0);
+    const std::string before = readFile(settingsFile());
+    run({{{"settings", "set", "Sort Users", "yes"}, 3, "Setting \"Sort Users\" takes true or false", ""},
+         {{"settings", "set", "Fendrel Protected Folder", "two"}, 3,
+          "Setting \"Fendrel Protected Folder\" takes an integer", ""},
+         {{"settings", "set", "ApacheCheckInterval", "soon"}, 3, "Setting \"ApacheCheckInterval\" takes a number", ""},
+         {{"settings", "set", "Address Array", "10.0.0.1"}, 3, "Setting \"Address Array\": the value is not valid JSON",
+          ""},
+         {{"settings", "set", "Address Array", "{\"a\":1}"}, 3,
+          "Setting \"Address Array\" takes a JSON array, e.g. [\"a\", \"b\"]", ""},
+         {{"settings", "set", "Password Hash", "MD5"}, 3, "Setting \"Password Hash\" takes DES or bcrypt", ""}});
+    EXPECT_EQ(readFile(settingsFile()), before);
 }
 
 TEST_F(SettingsCommandTest, UsageErrorsHelpAndVersion)
 {
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-             {}, {"frobnicate"}, {"settings"}, {"settings", "get"}, {"settings", "set", "Sort Users"}, {"--bogus", "settings", "list"}}) {
+             {}, {"frobnicate"}, {"settings"}, {"settings", "get"}, {"settings", "set", "Sort Users"},
+             {"--bogus", "settings", "list"}, {"server", "frobnicate"}, {"update"}, {"update", "fetch"}}) {
         CliResult result = runCli(args);
-        EXPECT_EQ(result.status, 2) << (args.empty() ? "(none)" : args[0]);
+        EXPECT_EQ(result.status, 2) << (args.empty() ? "(none)" : args.back());
         EXPECT_EQ(result.err.rfind("fendrelctl: ", 0), 0u) << result.err;
         EXPECT_TRUE(result.out.empty());
     }
-
-    CliResult help = runCli({"--help"});
-    EXPECT_EQ(help.status, 0);
-    for (const char* name : {"--root", "--json", "--yes", "--version", "settings"})
-        EXPECT_NE(help.out.find(name), std::string::npos) << name;
-    CliResult settingsHelp = runCli({"settings", "set", "--help"});
-    EXPECT_EQ(settingsHelp.status, 0);
-    EXPECT_NE(settingsHelp.out.find("VALUE"), std::string::npos);
-
+    const std::pair<std::vector<std::string>, std::vector<const char*>> helps[] = {
+        {{"--help"}, {"--root", "--json", "--yes", "--version", "settings", "update"}},
+        {{"settings", "set", "--help"}, {"VALUE"}},
+        {{"update", "--help"}, {"check"}},
+        {{"update", "check", "--help"}, {"--timeout"}},
+    };
+    for (const auto& [args, names] : helps) {
+        CliResult help = runCli(args);
+        EXPECT_EQ(help.status, 0) << args[0];
+        for (const char* name : names)
+            EXPECT_NE(help.out.find(name), std::string::npos) << name;
+    }
     CliResult version = runCli({"--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out.rfind("fendrelctl ", 0), 0u);
-}
-
-TEST_F(SettingsCommandTest, GlobalOptionsMayFollowTheCommand)
-{
-    ASSERT_EQ(runCli({"settings", "set", "Sort Groups", "true"}).status, 0);
-    EXPECT_EQ(runCli({"settings", "get", "Sort Groups", "--json"}).json(), true);
 }

@@ -4,253 +4,191 @@
 #include <crypt.h>
 #include <filesystem>
 
-using UserGroupCommandTest = CliFixture;
+namespace {
 
-TEST_F(UserGroupCommandTest, UsersAreStoredWithDesHashes)
+class UserGroupCommandTest : public CliFixture
+{
+protected:
+    // The DES hash of `name`'s line in the users file.
+    std::string hashOf(const std::string& name) const
+    {
+        std::string users = "\n" + text(".htusers");
+        std::size_t at = users.find("\n" + name + ":");
+        return at == std::string::npos ? "" : users.substr(at + name.size() + 2, 13);
+    }
+    static bool matches(const std::string& password, const std::string& hash)
+    {
+        crypt_data data{};
+        return hash.size() == 13 && crypt_r(password.c_str(), hash.c_str(), &data) == hash;
+    }
+};
+
+const std::string kLong = "warning: the password is longer than 8 characters: only its first 8 characters are used "
+                          "(DES crypt)";
+const std::string kNotUnique = "Please choose a unique username";
+const std::string kBadGroup = "Group names must be unique and cannot contain spaces, tabs, or line returns";
+
+} // namespace
+
+TEST_F(UserGroupCommandTest, PasswordsAreStoredAsDesHashesAndLongOnesWarnedAbout)
 {
     addUser("  alice  ", "wonder"); // surrounding blanks are dropped, as in the pane
     addUser("bob", "builder");
-    EXPECT_EQ(json({"user", "list"}), usersWith({{"alice", "DES"}, {"bob", "DES"}}));
     EXPECT_EQ(ctl({"user", "list"}).out, "alice\nbob\n");
-
-    std::string file = readFile(tree.file(".htusers"));
-    ASSERT_EQ(std::count(file.begin(), file.end(), '\n'), 2) << file;
-    std::string line = file.substr(0, file.find('\n'));
-    ASSERT_EQ(line.rfind("alice:", 0), 0u);
-    std::string hash = line.substr(6);
-    ASSERT_EQ(hash.size(), 13u);
-    crypt_data data{};
-    EXPECT_EQ(std::string(crypt_r("wonder", hash.c_str(), &data)), hash);
-
-    // A new password replaces the hash and keeps the user once.
-    ASSERT_EQ(ctl({"user", "passwd", "alice"}, "changed\n").status, 0);
-    file = readFile(tree.file(".htusers"));
-    EXPECT_EQ(std::count(file.begin(), file.end(), '\n'), 2) << file;
-    std::size_t at = file.find("alice:");
-    ASSERT_NE(at, std::string::npos);
-    std::string newHash = file.substr(at + 6, 13);
-    EXPECT_EQ(std::string(crypt_r("changed", newHash.c_str(), &data)), newHash);
-}
-
-TEST_F(UserGroupCommandTest, APasswordLongerThanEightCharactersIsWarnedAboutAndStoredAsBefore)
-{
-    const std::string warning = "fendrelctl: warning: the password is longer than 8 characters: only its first 8 "
-                                "characters are used (DES crypt)\n";
-    auto hashOf = [this](const std::string& name) {
-        std::string file = readFile(tree.file(".htusers"));
-        std::size_t at = file.find(name + ":");
-        return at == std::string::npos ? std::string() : file.substr(at + name.size() + 1, 13);
+    // Each run, and the first 8 characters of its password, which let in too.
+    const std::pair<Step, std::string> cases[] = {
+        {{{"user", "passwd", "alice"}, 0, "", std::nullopt, "changed\n"}, "changed"},
+        {{{"user", "add", "dave"}, 0, kLong, "bob\nalice\ndave\n", "longpassword\n"}, "longpass"},
+        {{{"user", "passwd", "dave"}, 0, "", std::nullopt, "8letters\n"}, "8letters"},
+        {{{"user", "passwd", "dave"}, 0, kLong, std::nullopt, "another-long-one\n"}, "another-"},
     };
-    crypt_data data{};
-
-    CliResult added = ctl({"user", "add", "dave"}, "longpassword\n");
-    EXPECT_EQ(added.status, 0);
-    EXPECT_EQ(added.err, warning);
-    EXPECT_EQ(added.out, "dave\n");
-    std::string hash = hashOf("dave");
-    ASSERT_EQ(hash.size(), 13u);
-    EXPECT_EQ(std::string(crypt_r("longpassword", hash.c_str(), &data)), hash);
-    EXPECT_EQ(std::string(crypt_r("longpass", hash.c_str(), &data)), hash) << "only 8 characters count";
-
-    CliResult exact = ctl({"user", "passwd", "dave"}, "8letters\n");
-    EXPECT_EQ(exact.status, 0);
-    EXPECT_EQ(exact.err, "") << "eight characters are all used";
-    EXPECT_EQ(std::string(crypt_r("8letters", hashOf("dave").c_str(), &data)), hashOf("dave"));
-
-    CliResult changed = ctl({"user", "passwd", "dave"}, "another-long-one\n");
-    EXPECT_EQ(changed.status, 0);
-    EXPECT_EQ(changed.err, warning);
-    EXPECT_EQ(std::string(crypt_r("another-long-one", hashOf("dave").c_str(), &data)), hashOf("dave"));
-
-    // A refused password only gets the refusal.
-    expectRefused(ctl({"user", "add", "dave"}, "longpassword\n"), 3, "Please choose a unique username");
+    for (const auto& [step, prefix] : cases) {
+        run({step});
+        std::string hash = hashOf(step.args[2]);
+        EXPECT_TRUE(matches(step.input.substr(0, step.input.size() - 1), hash) && matches(prefix, hash)) << prefix;
+    }
+    EXPECT_FALSE(matches("wonder", hashOf("alice")));
+    const std::string users = text(".htusers");
+    EXPECT_EQ(std::count(users.begin(), users.end(), '\n'), 3) << "each user once";
     // Standard output stays JSON; the warning goes to standard error.
-    CliResult json = ctl({"--json", "user", "add", "erin"}, "longpassword\n");
-    EXPECT_EQ(json.status, 0);
-    EXPECT_EQ(json.err, warning);
-    EXPECT_EQ(json.json(), usersWith({{"dave", "DES"}, {"erin", "DES"}}));
-
+    CliResult listed = ctl({"--json", "user", "add", "erin"}, "longpassword\n");
+    EXPECT_EQ(listed.err, "fendrelctl: " + kLong + "\n");
+    EXPECT_EQ(listed.json(), usersWith({{"bob", "DES"}, {"alice", "DES"}, {"dave", "DES"}, {"erin", "DES"}}));
     // bcrypt uses all of it: no warning, whether chosen for one run or stored.
-    CliResult bcrypt = ctl({"user", "passwd", "--hash", "BCRYPT", "dave"}, "longpassword\n");
-    EXPECT_EQ(bcrypt.err, "");
-    ASSERT_EQ(ctl({"settings", "set", "Password Hash", "bcrypt"}).status, 0);
-    EXPECT_EQ(ctl({"user", "add", "frank"}, "longpassword\n").err, "");
-    EXPECT_EQ(ctl({"user", "passwd", "--hash", "des", "erin"}, "longpassword\n").err, warning);
-    EXPECT_EQ(ctl({"--json", "user", "list"}).json(),
-              usersWith({{"dave", "bcrypt"}, {"frank", "bcrypt"}, {"erin", "DES"}}));
-    EXPECT_EQ(ctl({"user", "add", "--hash", "md5", "gina"}, "pw\n").status, 2);
+    run({{{"user", "add", "dave"}, 3, kNotUnique, "", "longpassword\n"},
+         {{"user", "passwd", "--hash", "BCRYPT", "dave"}, 0, "", std::nullopt, "longpassword\n"},
+         {{"settings", "set", "Password Hash", "bcrypt"}},
+         {{"user", "add", "frank"}, 0, "", std::nullopt, "longpassword\n"},
+         {{"user", "passwd", "--hash", "des", "erin"}, 0, kLong, std::nullopt, "longpassword\n"},
+         {{"user", "add", "--hash", "md5", "gina"}, 2, std::nullopt, "", "pw\n"}});
+    EXPECT_EQ(json({"user", "list"}), usersWith({{"bob", "DES"}, {"alice", "DES"}, {"dave", "bcrypt"},
+                                                 {"frank", "bcrypt"}, {"erin", "DES"}}));
 }
 
-TEST_F(UserGroupCommandTest, TheSheetsChecksAndMessagesApply)
+TEST_F(UserGroupCommandTest, RefusalsChangeNoFile)
 {
     addUser("alice");
-    std::string before = readFile(tree.file(".htusers"));
+    ASSERT_EQ(ctl({"group", "add", "staff"}).status, 0);
+    ASSERT_EQ(ctl({"group", "add-member", "staff", "alice"}).status, 0);
+    const std::string users = text(".htusers"), groups = text(".htgroups");
+    std::vector<Step> steps = {
+        {{"user", "add", "ALICE"}, 3, kNotUnique, "", "pw\n"},
+        {{"user", "add", "valid-user"}, 3, kNotUnique, "", "pw\n"},
+        {{"user", "add", ""}, 3, kNotUnique, "", "pw\n"},
+        {{"user", "add", "al ice"}, 3, "Usernames cannot contain spaces, tabs, or line returns", "", "pw\n"},
+        {{"user", "add", "carol"}, 3, "You must supply a password", "", "\n"},
+        {{"user", "add", "carol"}, 3, "You must supply a password", ""},
+        {{"user", "add", "FendreLed"}, 3, "Invalid username. Please choose another", "", "pw\n"},
+        {{"user", "passwd", "nobody"}, 4, "No such user: nobody", "", "pw\n"},
+        {{"user", "passwd", "alice"}, 3, "You must supply a password", "", "\n"},
+        {{"--yes", "user", "delete", "nobody"}, 4, "No such user: nobody", ""},
+        {{"user", "delete", "alice"}, 3},
+        {{"group", "delete", "staff"}, 3},
+        {{"group", "add", "STAFF"}, 3, kBadGroup},
+        {{"group", "add", "two words"}, 3, kBadGroup},
+        {{"group", "rename", "staff", "a b"}, 3, kBadGroup},
+        {{"group", "rename", "nogroup", "x"}, 4, "No such group: nogroup"},
+        {{"group", "add-member", "nogroup", "alice"}, 4, "No such group: nogroup"},
+        {{"group", "add-member", "staff", "nobody"}, 4, "No such user: nobody"},
+        {{"group", "add-member", "staff", "alice"}, 3, "User \"alice\" is already in group \"staff\""},
+        {{"--yes", "group", "remove-member", "staff", "nobody"}, 4, "No such member of group \"staff\": nobody"},
+    };
+    // Names the groups file cannot hold are refused before anything is written.
+    for (const char* name : {"gr\xc3\xbcppe", "\xc3\xa9", "bell\x07", "del\x7f"}) {
+        steps.push_back({{"group", "add", name}, 3, "Invalid group name. Please choose another"});
+        steps.push_back({{"group", "rename", "staff", name}, 3, "Invalid group name. Please choose another"});
+    }
+    run(steps);
+    EXPECT_EQ(text(".htusers"), users);
+    EXPECT_EQ(text(".htgroups"), groups);
 
-    expectRefused(ctl({"user", "add", "ALICE"}, "pw\n"), 3, "Please choose a unique username");
-    expectRefused(ctl({"user", "add", "valid-user"}, "pw\n"), 3, "Please choose a unique username");
-    expectRefused(ctl({"user", "add", ""}, "pw\n"), 3, "Please choose a unique username");
-    expectRefused(ctl({"user", "add", "al ice"}, "pw\n"), 3, "Usernames cannot contain spaces, tabs, or line returns");
-    expectRefused(ctl({"user", "add", "carol"}, "\n"), 3, "You must supply a password");
-    expectRefused(ctl({"user", "add", "carol"}), 3, "You must supply a password");
-    expectRefused(ctl({"user", "add", "FendreLed"}, "pw\n"), 3, "Invalid username. Please choose another");
-    expectRefused(ctl({"user", "passwd", "nobody"}, "pw\n"), 4, "No such user: nobody");
-    expectRefused(ctl({"user", "passwd", "alice"}, "\n"), 3, "You must supply a password");
-    expectRefused(ctl({"--yes", "user", "delete", "nobody"}), 4, "No such user: nobody");
-    EXPECT_EQ(readFile(tree.file(".htusers")), before);
+    // Without the questions, deletions go at once.
+    run({{{"settings", "set", "User Delete Dialog", "false"}},
+         {{"settings", "set", "Group Delete Dialog", "false"}},
+         {{"user", "delete", "alice"}},
+         {{"group", "delete", "staff"}}});
+    EXPECT_EQ(text(".htusers"), "");
+    EXPECT_EQ(text(".htgroups"), "");
 }
 
 TEST_F(UserGroupCommandTest, GroupsAndMembers)
 {
     addUser("alice");
     addUser("bob");
-    ASSERT_EQ(ctl({"group", "add", "staff"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add", "web"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "staff", "alice"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "staff", "bob"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "web", "bob"}).status, 0);
-    EXPECT_EQ(readFile(tree.file(".htgroups")), "staff: alice bob \nweb: bob \n");
-    EXPECT_EQ(json({"group", "list"}), nlohmann::json::parse(R"([{"name":"staff","members":["alice","bob"]},
-                                                                 {"name":"web","members":["bob"]}])"));
-
-    ASSERT_EQ(ctl({"group", "rename", "web", "www"}).status, 0);
-    ASSERT_EQ(ctl({"--yes", "group", "remove-member", "staff", "alice"}).status, 0);
-    EXPECT_EQ(readFile(tree.file(".htgroups")), "staff: bob \nwww: bob \n");
-
-    // Deleting a user takes it out of every group.
-    ASSERT_EQ(ctl({"--yes", "user", "delete", "bob"}).status, 0);
-    EXPECT_EQ(json({"user", "list"}), usersWith({{"alice", "DES"}}));
-    EXPECT_EQ(readFile(tree.file(".htgroups")), "staff: \nwww: \n");
-
-    ASSERT_EQ(ctl({"--yes", "group", "delete", "www"}).status, 0);
-    EXPECT_EQ(readFile(tree.file(".htgroups")), "staff: \n");
-}
-
-TEST_F(UserGroupCommandTest, GroupRefusals)
-{
-    addUser("alice");
-    ASSERT_EQ(ctl({"group", "add", "staff"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "staff", "alice"}).status, 0);
-    std::string before = readFile(tree.file(".htgroups"));
-
-    const std::string badName = "Group names must be unique and cannot contain spaces, tabs, or line returns";
-    expectRefused(ctl({"group", "add", "STAFF"}), 3, badName);
-    expectRefused(ctl({"group", "add", "two words"}), 3, badName);
-    expectRefused(ctl({"group", "rename", "staff", "a b"}), 3, badName);
-    // Names the groups file cannot hold are refused before anything is written.
-    for (const char* name : {"gr\xc3\xbcppe", "\xc3\xa9", "bell\x07", "del\x7f"}) {
-        expectRefused(ctl({"group", "add", name}), 3, "Invalid group name. Please choose another");
-        expectRefused(ctl({"group", "rename", "staff", name}), 3, "Invalid group name. Please choose another");
+    struct Case
+    {
+        std::vector<std::string> args;
+        std::string groups;
+    };
+    const Case cases[] = {
+        {{"group", "add", "staff"}, "staff: \n"},
+        {{"group", "add", "web"}, "staff: \nweb: \n"},
+        {{"group", "add-member", "staff", "alice"}, "staff: alice \nweb: \n"},
+        {{"group", "add-member", "staff", "bob"}, "staff: alice bob \nweb: \n"},
+        {{"group", "add-member", "web", "bob"}, "staff: alice bob \nweb: bob \n"},
+        {{"group", "rename", "web", "www"}, "staff: alice bob \nwww: bob \n"},
+        {{"--yes", "group", "remove-member", "staff", "alice"}, "staff: bob \nwww: bob \n"},
+        {{"--yes", "user", "delete", "bob"}, "staff: \nwww: \n"}, // out of every group
+        {{"--yes", "group", "delete", "www"}, "staff: \n"},
+    };
+    for (const Case& c : cases) {
+        CliResult result = ctl(c.args);
+        EXPECT_EQ(result.status, 0) << c.args[2] << result.err;
+        EXPECT_EQ(text(".htgroups"), c.groups) << c.args[2];
+        if (c.args[2] == "add-member" && c.args[4] == "bob") {
+            EXPECT_EQ(json({"group", "list"}), nlohmann::json::parse(R"([{"name":"staff","members":["alice","bob"]},
+                {"name":"web","members":["bob"]}])"));
+        }
     }
-    expectRefused(ctl({"group", "rename", "nogroup", "x"}), 4, "No such group: nogroup");
-    expectRefused(ctl({"group", "add-member", "nogroup", "alice"}), 4, "No such group: nogroup");
-    expectRefused(ctl({"group", "add-member", "staff", "nobody"}), 4, "No such user: nobody");
-    expectRefused(ctl({"group", "add-member", "staff", "alice"}), 3, "User \"alice\" is already in group \"staff\"");
-    expectRefused(ctl({"--yes", "group", "remove-member", "staff", "nobody"}), 4,
-                  "No such member of group \"staff\": nobody");
-    EXPECT_EQ(readFile(tree.file(".htgroups")), before);
-}
-
-TEST_F(UserGroupCommandTest, DeletionsAskUnlessToldYesOrTheDialogIsOff)
-{
-    addUser("alice");
-    ASSERT_EQ(ctl({"group", "add", "staff"}).status, 0);
-    std::string users = readFile(tree.file(".htusers"));
-    std::string groups = readFile(tree.file(".htgroups"));
-
-    EXPECT_EQ(ctl({"user", "delete", "alice"}).status, 3);
-    EXPECT_EQ(ctl({"group", "delete", "staff"}).status, 3);
-    EXPECT_EQ(readFile(tree.file(".htusers")), users);
-    EXPECT_EQ(readFile(tree.file(".htgroups")), groups);
-
-    ASSERT_EQ(runCli({"settings", "set", "User Delete Dialog", "false"}).status, 0);
-    ASSERT_EQ(runCli({"settings", "set", "Group Delete Dialog", "false"}).status, 0);
-    EXPECT_EQ(ctl({"user", "delete", "alice"}).status, 0);
-    EXPECT_EQ(ctl({"group", "delete", "staff"}).status, 0);
-    EXPECT_EQ(readFile(tree.file(".htusers")), "");
-    EXPECT_EQ(readFile(tree.file(".htgroups")), "");
-}
-
-TEST_F(UserGroupCommandTest, KnownAddresses)
-{
-    EXPECT_EQ(json({"address", "list"}), nlohmann::json::array({"127.0.0.1"}));
-    EXPECT_EQ(json({"address", "add", "10.0.0.1"}), nlohmann::json::array({"127.0.0.1", "10.0.0.1"}));
-    EXPECT_EQ(json({"address", "add", "Example.ORG"}), nlohmann::json::array({"127.0.0.1", "10.0.0.1", "example.org"}));
-    expectRefused(ctl({"address", "add", "10.0.0.1"}), 3, "Address \"10.0.0.1\" is already known");
-    expectRefused(ctl({"address", "add", "host.domain.tld"}), 3, "Address \"host.domain.tld\" cannot be used");
-    expectRefused(ctl({"address", "remove", "10.9.9.9"}), 4, "No such address: 10.9.9.9");
-    EXPECT_EQ(json({"address", "remove", "10.0.0.1"}), nlohmann::json::array({"127.0.0.1", "example.org"}));
-    EXPECT_EQ(json({"settings", "get", "Address Array"}), nlohmann::json::array({"127.0.0.1", "example.org"}));
+    EXPECT_EQ(json({"user", "list"}), usersWith({{"alice", "DES"}}));
 }
 
 TEST_F(UserGroupCommandTest, OnATerminalThePasswordIsAskedTwiceAndQuestionsAreAsked)
 {
-    std::vector<std::string> root = {"--root", tree.path()};
-    auto args = [&root](std::vector<std::string> more) {
-        more.insert(more.begin(), root.begin(), root.end());
-        return more;
+    const std::string question = "[Yes/Don't Ask/No] ", carol = usersWith({{"carol", "DES"}}).dump();
+    const std::tuple<std::string, std::vector<TerminalExchange>, int, std::string, std::string> cases[] = {
+        {"add", {{"Password: ", "first"}, {"Password (again): ", "second"}}, 3, "fendrelctl: Passwords do not match", "[]"},
+        {"add", {{"Password: ", "same"}, {"Password (again): ", "same"}}, 0, "", carol},
+        {"delete", {{question, "no"}}, 1, "Are you sure you wish to delete the user \"carol\"?", carol},
+        {"delete", {{question, "d"}}, 0, "", "[]"}, // deletes and turns the question off for next time
     };
-    CliResult mismatch = runCliOnTerminal(args({"user", "add", "carol"}),
-                                          {{"Password: ", "first"}, {"Password (again): ", "second"}});
-    EXPECT_EQ(mismatch.status, 3);
-    EXPECT_NE(mismatch.out.find("fendrelctl: Passwords do not match"), std::string::npos) << mismatch.out;
-    EXPECT_EQ(mismatch.out.find("first"), std::string::npos) << "the password was echoed";
-    EXPECT_EQ(json({"user", "list"}), nlohmann::json::array());
-
-    CliResult added = runCliOnTerminal(args({"user", "add", "carol"}),
-                                       {{"Password: ", "same"}, {"Password (again): ", "same"}});
-    EXPECT_EQ(added.status, 0) << added.out;
-    EXPECT_EQ(json({"user", "list"}), usersWith({{"carol", "DES"}}));
-
-    CliResult kept = runCliOnTerminal(args({"user", "delete", "carol"}), {{"[Yes/Don't Ask/No] ", "no"}});
-    EXPECT_EQ(kept.status, 1);
-    EXPECT_NE(kept.out.find("Are you sure you wish to delete the user \"carol\"?"), std::string::npos) << kept.out;
-    EXPECT_EQ(json({"user", "list"}), usersWith({{"carol", "DES"}}));
-
-    // "Don't Ask" deletes and turns the question off for next time.
-    CliResult gone = runCliOnTerminal(args({"user", "delete", "carol"}), {{"[Yes/Don't Ask/No] ", "d"}});
-    EXPECT_EQ(gone.status, 0) << gone.out;
-    EXPECT_EQ(json({"user", "list"}), nlohmann::json::array());
+    for (const auto& [command, exchanges, status, shown, users] : cases) {
+        CliResult result = runCliOnTerminal({"--root", root, "user", command, "carol"}, exchanges);
+        EXPECT_EQ(result.status, status) << result.out;
+        EXPECT_NE(result.out.find(shown), std::string::npos) << result.out;
+        EXPECT_EQ(result.out.find("first"), std::string::npos) << "the password was echoed";
+        EXPECT_EQ(json({"user", "list"}).dump(), users) << exchanges[0].reply;
+    }
     EXPECT_EQ(runCli({"settings", "get", "User Delete Dialog"}).out, "false\n");
 }
 
+// The pane keeps a change in memory when its file cannot be written; the command fails instead of printing it.
 TEST_F(UserGroupCommandTest, AFileThatCannotBeWrittenFailsTheCommand)
 {
-    tree.mkdir(".htusers"); // a folder where the users file should be
-    CliResult result = ctl({"user", "add", "alice"}, "pw\n");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(result.out.empty()) << result.out;
-    EXPECT_EQ(result.err, "fendrelctl: " + tree.file(".htusers") + " was not changed: it is a folder.\n");
-}
-
-// The pane keeps a group change in memory when the groups file cannot be
-// written; the command fails instead of printing it.
-TEST_F(UserGroupCommandTest, AGroupsFileThatCannotBeWrittenFailsTheCommand)
-{
+    tree.mkdir(".htusers");
+    run({{{"user", "add", "alice"}, 1, file(".htusers") + " was not changed: it is a folder.", "", "pw\n"}});
+    std::filesystem::remove(file(".htusers"));
     addUser("alice");
     addUser("bob");
-    ASSERT_EQ(ctl({"group", "add", "verylonggroupname"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "verylonggroupname", "alice"}).status, 0);
-    ASSERT_EQ(ctl({"group", "add-member", "verylonggroupname", "bob"}).status, 0);
-    const std::string groupsFile = tree.file(".htgroups");
-    const std::string notWritten = groupsFile + " was not changed: File too large.";
-    std::string before = readFile(groupsFile);
+    run({{{"group", "add", "verylonggroupname"}},
+         {{"group", "add-member", "verylonggroupname", "alice"}},
+         {{"group", "add-member", "verylonggroupname", "bob"}}});
+    const std::string groups = text(".htgroups"), tooLarge = file(".htgroups") + " was not changed: File too large.";
     {
-        // Room for the users file without alice ("bob:" and a 13-character
-        // hash), not for the groups file.
+        // Room for the users file without alice ("bob:" and a 13-character hash), not for the groups file.
         FileSizeLimit limit(20);
-        expectRefused(ctl({"--yes", "group", "remove-member", "verylonggroupname", "bob"}), 1, notWritten);
-        expectRefused(ctl({"group", "rename", "verylonggroupname", "verylonggroupname2"}), 1, notWritten);
-        expectRefused(ctl({"group", "add", "other"}), 1, notWritten);
-        // The user goes, but the groups file still names her: not a success.
-        expectRefused(ctl({"--yes", "user", "delete", "alice"}), 1, notWritten);
+        run({{{"--yes", "group", "remove-member", "verylonggroupname", "bob"}, 1, tooLarge, ""},
+             {{"group", "rename", "verylonggroupname", "verylonggroupname2"}, 1, tooLarge, ""},
+             {{"group", "add", "other"}, 1, tooLarge, ""},
+             // The user goes, but the groups file still names her: not a success.
+             {{"--yes", "user", "delete", "alice"}, 1, tooLarge, ""}});
     }
-    EXPECT_EQ(readFile(groupsFile), before);
+    EXPECT_EQ(text(".htgroups"), groups);
 
-    // An unreadable groups file is left as it is, so nothing can be changed.
-    std::filesystem::remove(groupsFile);
+    // An unreadable groups file is left as it is; commands that leave the groups alone still work.
+    std::filesystem::remove(file(".htgroups"));
     tree.mkdir(".htgroups");
-    expectRefused(ctl({"group", "add", "g1"}), 1, groupsFile + " was not changed: it is a folder.");
-    EXPECT_TRUE(std::filesystem::is_directory(groupsFile));
-    // Commands that leave the groups alone still work.
-    EXPECT_EQ(ctl({"user", "add", "carol"}, "pw\n").status, 0);
+    run({{{"group", "add", "g1"}, 1, file(".htgroups") + " was not changed: it is a folder.", ""},
+         {{"user", "add", "carol"}, 0, std::nullopt, std::nullopt, "pw\n"}});
+    EXPECT_TRUE(std::filesystem::is_directory(file(".htgroups")));
 }

@@ -1,84 +1,85 @@
 #include "ApacheSandbox.h"
+#include "FakeAuthorizationView.h"
+#include "FakeOutlets.h"
+#include "FendrelPref.h"
+#include "KLApacheController.h"
+#include "KLPlainRunLoop.h"
+#include "KLUserDefaults.h"
 #include "KLWebCheckClient.h"
 #include "WebCheckSandbox.h"
-#include "ServerE2ETest.h"
-#include "TempDir.h"
 
-#include <filesystem>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
 #include <fstream>
 #include <unistd.h>
 
 namespace {
 
-// The whole path: controller -> KLWebCheckClient -> WebCheck (test build,
-// installed set-user-ID root) -> Debian's apachectl -> a private Apache on a
-// copy of the installed configuration, as installed.
-class ServerControlTest : public ServerE2ETest
+// The whole path: the web server controller with fake views, on its own run loop -> KLWebCheckClient -> WebCheck
+// (test build, installed set-user-ID root) -> Debian's apachectl -> a private Apache on a copy of the installed
+// configuration.
+class ServerControlTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        ServerE2ETest::SetUp();
+        ::setenv("FENDREL_LAYOUT", "debian", 1);
+        FendrelPref::initialize();
+        KLRunLoop::setMain(loop);
+        KLUserDefaults::standardUserDefaults().setBool(true, "Override Conf Directory Location");
+        KLUserDefaults::standardUserDefaults().setBool(false, "Override Log Directory");
         if (!ApacheSandbox::available() || WebCheckSandbox::testBuild().empty())
             GTEST_SKIP() << "needs Debian's apache2 and the test build of WebCheck";
         box = std::make_unique<WebCheckSandbox>();
         apache = std::make_unique<ApacheSandbox>(ApacheSandbox::Setup::Stock);
         box->driveApache(apache->serverRoot(), apache->controlProgram());
         std::ofstream(apache->documentRoot() + "/index.html") << "home\n";
+        outlets = {.toggleButton = &toggleButton, .restartButton = &restartButton, .gracefulSwitch = &gracefulSwitch,
+                   .configCheckStatus = &configCheckStatus, .configErrorView = &configErrorView, .logPicker = &logPicker,
+                   .logDisplayButton = &logDisplayButton, .webcheckButton = &webcheckButton, .authView = &authView,
+                   .workspace = &workspace};
     }
     void TearDown() override
     {
-        ServerE2ETest::TearDown();
-        apache.reset();
-        box.reset();
+        controller.reset();
+        KLRunLoop::setMain(nullptr);
+        ::unsetenv("FENDREL_LAYOUT");
     }
     KLApacheController& makeWithHelper()
     {
-        KLApacheController& c = make(box->confDir(), WebCheckSandbox::mainConfName(),
-                                     std::make_shared<KLWebCheckClient>(box->tool()));
-        c.setHelperPath(box->tool());
-        c.setProcessName(apache->processName());
-        c.setControlProgram(apache->controlProgram());
-        return c;
+        KLUserDefaults::standardUserDefaults().setObject(box->confDir(), "Apache Conf Directory");
+        KLUserDefaults::standardUserDefaults().setObject(WebCheckSandbox::mainConfName(), "Apache Conf File");
+        controller = std::make_unique<KLApacheController>(std::make_shared<KLWebCheckClient>(box->tool()));
+        controller->setStatusDisplay(&status);
+        controller->awakeFromNib(outlets);
+        controller->setHelperPath(box->tool());
+        controller->setProcessName(apache->processName());
+        controller->setControlProgram(apache->controlProgram());
+        return *controller;
     }
     bool statusBecomes(const std::string& text)
     {
         return loop->runUntil([&] { return status.stringValue() == text; }, 30);
     }
-    void skipUnlessRoot()
-    {
-        if (::geteuid() != 0)
-            GTEST_SKIP() << "installing WebCheck set-user-ID root needs root";
-    }
 
+    std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
+    FakeButton toggleButton, restartButton, gracefulSwitch, logDisplayButton, webcheckButton;
+    FakeTextField configCheckStatus, status;
+    FakeTextView configErrorView;
+    FakePopUpButton logPicker;
+    FakeAuthorizationView authView;
+    FakeWorkspace workspace;
+    KLApacheControllerOutlets outlets;
+    std::unique_ptr<KLApacheController> controller;
     std::unique_ptr<WebCheckSandbox> box;
     std::unique_ptr<ApacheSandbox> apache;
 };
 
-TEST_F(ServerControlTest, ConfigurationTestShowsApachesOwnVerdict)
-{
-    KLApacheController& controller = makeWithHelper();
-    controller.checkApacheConfig();
-    EXPECT_EQ(configCheckStatus.stringValue(), "Syntax OK") << configErrorView.string();
-    EXPECT_FALSE(controller.errorPanelIsVisible());
-
-    apache->setExtraConfig("BogusDirective here\n");
-    apache->writeConfig();
-    controller.checkApacheConfig();
-    EXPECT_EQ(configCheckStatus.stringValue(), "Syntax Errors Encountered!");
-    EXPECT_EQ(configCheckStatus.textColor(), controller.colors().at("configError"));
-    const std::string text = configErrorView.string();
-    EXPECT_NE(text.find("Syntax error on line"), std::string::npos) << text;
-    EXPECT_NE(text.find(apache->configPath()), std::string::npos) << text;
-    EXPECT_NE(text.find("BogusDirective"), std::string::npos) << text;
-    EXPECT_FALSE(text.ends_with("\n")) << "the last line feed is chopped";
-    EXPECT_TRUE(controller.errorPanelIsVisible());
-    EXPECT_FALSE(configErrorView.isHidden());
-}
-
 TEST_F(ServerControlTest, StartGracefulRestartAndStopChangeWhatTheStatusSees)
 {
-    skipUnlessRoot();
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "installing WebCheck set-user-ID root needs root";
     KLUserDefaults::standardUserDefaults().setDouble(0.25, "ApacheCheckInterval");
     KLUserDefaults::standardUserDefaults().setBool(true, "Graceful Restart");
     KLApacheController& controller = makeWithHelper();
@@ -118,34 +119,6 @@ TEST_F(ServerControlTest, StartGracefulRestartAndStopChangeWhatTheStatusSees)
     loop->runUntil([] { return false; }, 3);
     EXPECT_EQ(status.stringValue(), "Apache status: Stopped");
     EXPECT_EQ(status.textColor(), controller.colors().at("apacheNotRunning"));
-}
-
-TEST_F(ServerControlTest, RepairMakesAnIgnoredAccessFileTakeEffect)
-{
-    skipUnlessRoot();
-    KLUserDefaults::standardUserDefaults().setBool(true, "Graceful Restart");
-    const std::string original = readFile(box->mainConf());
-    KLApacheController& controller = makeWithHelper();
-    std::filesystem::create_directories(apache->documentRoot() + "/private");
-    std::ofstream(apache->documentRoot() + "/private/index.html") << "secret\n";
-    std::ofstream(apache->documentRoot() + "/private/.htaccess")
-        << "AuthType Basic\nAuthName \"Private\"\nAuthUserFile /dev/null\nRequire valid-user\n";
-    authView.setAuthorized(true);
-
-    controller.toggleApache();
-    ASSERT_TRUE(apache->waitForStatus("/", 200, 20)) << apache->errorLog();
-    EXPECT_EQ(apache->status("/private/"), 200) << "AllowOverride None ignores the access file";
-
-    controller.webcheck();
-    EXPECT_EQ(pane.errors, std::vector<int>{0}) << "the main file was repaired; there is no user file";
-    EXPECT_TRUE(apache->waitForStatus("/private/", 401, 20)) << apache->errorLog();
-
-    // Only the AllowOverride lines of the blocks changed (and one line feed
-    // was added at the end).
-    std::string expected = original;
-    for (std::size_t at = 0; (at = expected.find("AllowOverride None", at)) != std::string::npos;)
-        expected.replace(at, 18, "AllowOverride All");
-    EXPECT_EQ(readFile(box->mainConf()), expected + "\n");
 }
 
 } // namespace
