@@ -22,21 +22,16 @@ TEST_F(WebCheckApacheTest, RepairAndGracefulThenStopReachTheServer)
     std::ofstream(apache.documentRoot() + "/.htaccess") << "Require all denied\n";
     EXPECT_EQ(200, apache.status("/")) << "access file ignored while AllowOverride is None";
 
-    std::string conf = box->confDir() + "/" + WebCheckSandbox::mainConfName();
-    auto result = webcheck(kNobody, conf, repairData(conf));
+    auto result = webcheck(kNobody, box->mainConf(), repairData(box->mainConf()));
     ASSERT_EQ(0, result.status) << result.err;
     result = ctl(kNobody, "graceful");
     ASSERT_EQ(0, result.status) << result.err;
-    int status = 0;
-    for (int i = 0; i < 100 && (status = apache.status("/")) != 403; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(403, status) << "the access file is enforced after the repair";
+    EXPECT_TRUE(apache.waitForStatus("/", 403, 10)) << "the access file is enforced after the repair";
 
     result = ctl(kNobody, "stop");
     EXPECT_EQ(0, result.status) << result.err;
-    bool running = true;
-    for (int i = 0; i < 100 && (running = apache.isRunning()); ++i)
+    for (int i = 0; i < 100 && apache.isRunning(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(running);
+    EXPECT_FALSE(apache.isRunning());
     EXPECT_EQ("args: graceful\nargs: stop\n", read(box->controlLog()));
 }

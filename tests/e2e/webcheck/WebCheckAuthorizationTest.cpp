@@ -3,11 +3,8 @@
 #include "KLWebCheckClient.h"
 
 #include <csignal>
-#include <fcntl.h>
-#include <functional>
 #include <regex>
 #include <sys/wait.h>
-#include <unistd.h>
 
 // polkit is asked about the calling process as the kernel sees it, only a
 // zero exit of pkcheck authorizes, and root always holds both rights.
@@ -34,8 +31,14 @@ TEST_F(WebCheckAuthorizationTest, SubjectIsTheCallerAsTheKernelSeesItAndPkcheckR
 
 TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefuses)
 {
-    std::string before = read(box->mainConf());
-    std::string data = repairData(box->mainConf());
+    // With no polkit daemon pkcheck fails; with one, nobody has no agent to
+    // authenticate through. Either way: refused.
+    box->realPkcheck();
+    auto result = ctl(kNobody, "start");
+    EXPECT_EQ(kNotAuthorized, result.status) << result.err;
+    EXPECT_TRUE(fs::exists(box->pkcheckLog()));
+
+    std::string before = read(box->mainConf()), data = repairData(box->mainConf());
     for (int code : {1, 2, 3, 126, 127}) {
         box->setPkcheckExit(code);
         EXPECT_EQ(kNotAuthorized, ctl(kNobody, "stop").status) << code;
@@ -43,19 +46,8 @@ TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefuses)
         EXPECT_EQ(kNotAuthorized, module(kNobody, "auth_basic").status) << code;
     }
     EXPECT_FALSE(controlRan());
-    EXPECT_FALSE(std::filesystem::exists(box->a2enmodLog()));
+    EXPECT_FALSE(fs::exists(box->a2enmodLog()));
     EXPECT_EQ(before, read(box->mainConf()));
-}
-
-TEST_F(WebCheckAuthorizationTest, NoPolkitAnswerMeansRefused)
-{
-    // With no polkit daemon pkcheck fails; with one, nobody has no agent to
-    // authenticate through. Either way: refused.
-    box->realPkcheck();
-    auto result = ctl(kNobody, "start");
-    EXPECT_EQ(kNotAuthorized, result.status) << result.err;
-    EXPECT_TRUE(std::filesystem::exists(box->pkcheckLog()));
-    EXPECT_FALSE(controlRan());
 }
 
 TEST_F(WebCheckAuthorizationTest, RefusedCallerGetsNoProcessAndCannotStallTheTool)
@@ -64,22 +56,17 @@ TEST_F(WebCheckAuthorizationTest, RefusedCallerGetsNoProcessAndCannotStallTheToo
     // nobody reads: pkcheck runs as the caller, so it cannot be started, and
     // the refusal is dropped instead of blocking.
     int full[2];
-    ASSERT_EQ(0, ::pipe2(full, O_CLOEXEC));
-    ::fcntl(full[1], F_SETFL, O_NONBLOCK);
+    ASSERT_EQ(0, ::pipe2(full, O_CLOEXEC | O_NONBLOCK));
     char block[4096] = {};
     while (::write(full[1], block, sizeof block) > 0) {
     }
     ::fcntl(full[1], F_SETFL, 0);
-    WebCheckSandbox::Options options;
-    options.uid = kNobody;
-    options.callerToken = true;
-    options.wrapper = {"/usr/bin/prlimit", "--nproc=1"};
-    options.inChild = [&] { ::dup2(full[1], STDERR_FILENO); };
-    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "start"}, options);
+    auto result = run(kNobody, ctlArgs("start"), {"/usr/bin/prlimit", "--nproc=1"},
+                      [&] { ::dup2(full[1], STDERR_FILENO); });
     ::close(full[0]);
     ::close(full[1]);
     EXPECT_EQ(kNotAuthorized, result.status);
-    EXPECT_FALSE(std::filesystem::exists(box->pkcheckLog())) << "pkcheck ran past the caller's process limit";
+    EXPECT_FALSE(fs::exists(box->pkcheckLog())) << "pkcheck ran past the caller's process limit";
     EXPECT_FALSE(controlRan());
 }
 
@@ -89,25 +76,20 @@ TEST_F(WebCheckAuthorizationTest, RootHoldsBothRightsWithoutPolkit)
     EXPECT_EQ(0, ctl(0, "restart").status);
     EXPECT_EQ(0, webcheck(0, box->mainConf(), repairData(box->mainConf(), 0)).status);
     EXPECT_EQ("ServerName localhost\n\n", read(box->mainConf()));
-    EXPECT_FALSE(std::filesystem::exists(box->pkcheckLog()));
+    EXPECT_FALSE(fs::exists(box->pkcheckLog()));
 }
 
-TEST_F(WebCheckAuthorizationTest, WithoutTheSetUIDBitNothingRuns)
+TEST_F(WebCheckAuthorizationTest, WithoutTheSetUIDBitNothingRunsAndOnlyRootRepairsItself)
 {
     ASSERT_EQ(0, ::chmod(box->tool().c_str(), 0755));
     EXPECT_EQ(kNoRootRights, ctl(kNobody, "start").status);
     EXPECT_FALSE(controlRan());
-}
 
-TEST_F(WebCheckAuthorizationTest, SelfRepairOnlyByRootAndOnlyOnItself)
-{
-    WebCheckSandbox::Options nobody;
+    WebCheckSandbox::Options nobody, root;
     nobody.uid = kNobody;
     EXPECT_EQ(kNoRootRights, box->run({"-selfRepair", "YES", "-mypath", box->tool()}, nobody).status);
-
     std::string other = box->callerFile("other", "#!/bin/sh\n");
     ::chmod(other.c_str(), 0755);
-    WebCheckSandbox::Options root;
     EXPECT_EQ(kNoRootRights, box->run({"-selfRepair", "YES", "-mypath", other}, root).status);
     struct stat st{};
     ASSERT_EQ(0, ::stat(other.c_str(), &st));
@@ -146,12 +128,11 @@ TEST_F(WebCheckAuthorizationTest, TheSandboxIsClosedToOthersAndGoesWithItsTest)
         ::waitpid(pid, &status, 0);
         return status;
     };
-    int reached = inChild([&]() -> int {
-        if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0)
-            return 2;
-        return ::access(box->tool().c_str(), F_OK) == 0 || errno != EACCES ? 1 : 0;
-    });
-    EXPECT_EQ(0, reached) << "another process of nobody's reaches the set-user-ID copy";
+    EXPECT_EQ(0, inChild([&] {
+                  if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0)
+                      return 2;
+                  return ::access(box->tool().c_str(), F_OK) == 0 || errno != EACCES ? 1 : 0;
+              })) << "another process of nobody's reaches the set-user-ID copy";
     std::string pkcheck = box->path() + "/pkcheck --action-id x --process ";
     EXPECT_EQ(0, std::system((pkcheck + std::to_string(::getpid()) + ",1,0").c_str()));
     EXPECT_NE(0, std::system((pkcheck + "1,1,0").c_str())) << "pkcheck says yes outside the test";
@@ -173,6 +154,6 @@ TEST_F(WebCheckAuthorizationTest, TheSandboxIsClosedToOthersAndGoesWithItsTest)
     std::istringstream lines(killed);
     int count = 0;
     for (std::string path; std::getline(lines, path); ++count)
-        EXPECT_FALSE(std::filesystem::exists(path)) << path;
+        EXPECT_FALSE(fs::exists(path)) << path;
     EXPECT_EQ(2, count);
 }

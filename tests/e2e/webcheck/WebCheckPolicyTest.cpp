@@ -3,36 +3,27 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <regex>
 
 namespace {
-
-// polkit's own DTD, as polkitd installs it.
-std::string polkitDtd()
-{
-    for (const char* folder : {"/usr/share/polkit-1", "/usr/local/share/polkit-1"}) {
-        std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
-            if (entry.path().extension() == ".dtd")
-                return entry.path().string();
-    }
-    return {};
-}
-
 int xmllint(const std::string& dtd, const std::string& file)
 {
-    std::string command = "xmllint --noout --nonet --dtdvalid '" + dtd + "' '" + file + "' 2>/dev/null";
-    int status = std::system(command.c_str());
+    int status = std::system(("xmllint --noout --nonet --dtdvalid '" + dtd + "' '" + file + "' 2>/dev/null").c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
 } // namespace
 
 TEST(WebCheckPolicyTest, PolicyValidatesAgainstPolkitsDtd)
 {
-    std::string dtd = polkitDtd();
+    // polkit's own DTD, as polkitd installs it.
+    std::string dtd;
+    for (const char* folder : {"/usr/share/polkit-1", "/usr/local/share/polkit-1"}) {
+        std::error_code ec;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+            if (entry.path().extension() == ".dtd")
+                dtd = entry.path().string();
+    }
     ASSERT_FALSE(dtd.empty()) << "polkit's DTD is missing: install polkitd (scripts/install-deps)";
     auto policy = KLBundle::main().pathForResource("com.quillmoor.fendrel", "policy");
     ASSERT_TRUE(policy);
