@@ -16,7 +16,7 @@ protected:
     }
 };
 
-TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritable)
+TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritableAndNotThroughLinks)
 {
     std::string conf = box->confDir(), main = WebCheckSandbox::mainConfName();
     fs::create_directories(conf + "/users/sub");
@@ -55,84 +55,70 @@ TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritable)
     EXPECT_TRUE(fs::is_symlink(conf + "/users/nobody.conf"));
     EXPECT_EQ((Names{}), strays(conf + "/users", {"alice.conf", ".hidden.conf", "sub", "nobody.conf",
                                                   "nobody.conf.bak", "root.conf"}));
-}
 
-TEST_F(WebCheckFileTest, SymlinkedMainFileOrUsersFolderIsRefused)
-{
-    std::string conf = box->confDir(), elsewhere = box->path() + "/elsewhere";
+    // The users folder and the main file as links to elsewhere.
+    std::string elsewhere = box->path() + "/elsewhere";
     fs::create_directories(elsewhere);
-    for (const char* name : {"nobody.conf", "root.conf"})
-        std::ofstream(elsewhere + "/" + name) << "# elsewhere\n";
+    for (const char* name : {"/nobody.conf", "/root.conf"})
+        std::ofstream(elsewhere + name) << "# elsewhere\n";
     fs::remove_all(conf + "/users");
-    ASSERT_EQ(0, ::symlink(elsewhere.c_str(), (conf + "/users").c_str()));
-    for (const char* name : {"nobody.conf", "root.conf"}) {
-        expectRefused(conf + "/users/" + name, "symlinked users folder");
-        EXPECT_EQ("# elsewhere\n", read(elsewhere + "/" + name));
-    }
     fs::remove(box->mainConf());
+    ASSERT_EQ(0, ::symlink(elsewhere.c_str(), (conf + "/users").c_str()));
     ASSERT_EQ(0, ::symlink((elsewhere + "/nobody.conf").c_str(), box->mainConf().c_str()));
-    expectRefused(box->mainConf(), "symlinked main file");
-    EXPECT_EQ("# elsewhere\n", read(elsewhere + "/nobody.conf"));
+    for (const std::string& file : {conf + "/users/nobody.conf", conf + "/users/root.conf", box->mainConf()})
+        expectRefused(file, "through a link");
+    for (const char* name : {"/nobody.conf", "/root.conf"})
+        EXPECT_EQ("# elsewhere\n", read(elsewhere + name));
     EXPECT_TRUE(fs::is_symlink(box->mainConf()));
 }
 
 // -data is read as the caller: a regular file of the caller's, not through a
 // symbolic link, at most 1 MiB, without NUL bytes.
-TEST_F(WebCheckFileTest, UnacceptableDataIsRefused)
+TEST_F(WebCheckFileTest, DataIsAFileOfTheCallersOfAtMostOneMebibyte)
 {
     std::string before = read(box->mainConf()), dir = box->callerDir();
     std::string link = dir + "/link", fifo = dir + "/fifo", folder = dir + "/folder";
+    // The caller's own file, in a folder only root may enter.
+    std::string rootOnly = box->path() + "/rootonly", hidden = rootOnly + "/data";
+    ASSERT_EQ(0, ::mkdir(rootOnly.c_str(), 0700));
+    std::ofstream(hidden) << before << "\n";
     ::symlink(box->callerFile("good", "ServerName good\n").c_str(), link.c_str());
-    ::lchown(link.c_str(), kNobody, kNobody);
     ::mkfifo(fifo.c_str(), 0644);
-    ::chown(fifo.c_str(), kNobody, kNobody);
     fs::create_directories(folder);
-    ::chown(folder.c_str(), kNobody, kNobody);
-    const std::pair<std::string, const char*> cases[] = {
-        {box->callerFile("rootowned", "ServerName root\n", 0), "owned by root"},
-        {link, "symlink"},
-        {fifo, "FIFO"},
-        {folder, "folder"},
-        {box->callerFile("big", std::string(1024 * 1024 + 1, 'x')), "over 1 MiB"},
-        {box->callerFile("nul", std::string("Listen 80\n\0evil\n", 16)), "NUL byte"},
-        {"caller/good", "relative"},
-        {"/etc/shadow", "unreadable for the caller"},
-        {"/dev/zero", "device"},
-        {dir + "/missing", "missing"},
+    for (const std::string& path : {link, fifo, folder, hidden})
+        ::lchown(path.c_str(), kNobody, kNobody);
+    const std::tuple<std::string, const char*, const char*> cases[] = {
+        {box->callerFile("rootowned", "ServerName root\n", 0), "owned by root", ""},
+        {link, "symlink", ""},
+        {fifo, "FIFO", ""},
+        {folder, "folder", ""},
+        {box->callerFile("big", std::string(1024 * 1024 + 1, 'x')), "over 1 MiB", ""},
+        {box->callerFile("nul", std::string("Listen 80\n\0evil\n", 16)), "NUL byte", ""},
+        {"caller/good", "relative", ""},
+        {"/etc/shadow", "unreadable for the caller", ""},
+        {"/dev/zero", "device", ""},
+        {dir + "/missing", "missing", ""},
+        {hidden, "where root could open it", "as the caller"},
     };
-    for (const auto& [data, why] : cases) {
+    for (const auto& [data, why, error] : cases) {
         auto result = webcheck(kNobody, box->mainConf(), data);
         EXPECT_EQ(kDataRefused, result.status) << why << " " << result.err;
+        EXPECT_NE(std::string::npos, result.err.find(error)) << result.err;
     }
     EXPECT_EQ(before, read(box->mainConf()));
     EXPECT_EQ(Names{}, strays());
-}
 
-TEST_F(WebCheckFileTest, DataUpToOneMebibyteIsOpenedWithTheCallersRights)
-{
+    // The same file is taken from root, who may enter the folder; and exactly 1 MiB is accepted.
+    ASSERT_EQ(0, ::chown(hidden.c_str(), 0, 0));
+    auto result = webcheck(0, box->mainConf(), hidden);
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ(before + "\n", read(box->mainConf()));
     std::string current(1024 * 1024 - 1, 'x');
     current.back() = '\n';
     std::ofstream(box->mainConf()) << current;
-    auto result = webcheck(kNobody, box->mainConf(), box->callerFile("full", current + "\n"));
+    result = webcheck(kNobody, box->mainConf(), box->callerFile("full", current + "\n"));
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ(current + "\n", read(box->mainConf()));
-
-    // The caller's own file, in a folder only root may enter: root could
-    // open it, the caller cannot.
-    std::ofstream(box->mainConf()) << "ServerName localhost\n";
-    std::string folder = box->path() + "/rootonly", data = folder + "/data";
-    ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
-    std::ofstream(data) << "ServerName localhost\n\n";
-    ASSERT_EQ(0, ::chown(data.c_str(), kNobody, kNobody));
-    result = webcheck(kNobody, box->mainConf(), data);
-    EXPECT_EQ(kDataRefused, result.status) << result.err;
-    EXPECT_NE(std::string::npos, result.err.find("as the caller")) << result.err;
-    EXPECT_EQ("ServerName localhost\n", read(box->mainConf()));
-    // The same file is taken from root, who may enter the folder.
-    ASSERT_EQ(0, ::chown(data.c_str(), 0, 0));
-    result = webcheck(0, box->mainConf(), data);
-    EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ("ServerName localhost\n\n", read(box->mainConf()));
 }
 
 TEST_F(WebCheckFileTest, OnlyTheRepairOfTheCurrentContentIsWritten)

@@ -35,8 +35,7 @@ protected:
     }
 
     // The tool run by uid with the token it expects, through the wrapper if any.
-    Run run(uid_t uid, const std::vector<std::string>& args, const std::vector<std::string>& wrapper = {},
-            const std::function<void()>& inChild = {})
+    Run run(uid_t uid, const Names& args, const Names& wrapper = {}, const std::function<void()>& inChild = {})
     {
         WebCheckSandbox::Options options;
         options.uid = uid;
@@ -45,21 +44,12 @@ protected:
         options.inChild = inChild;
         return box->run(args, options);
     }
-    std::vector<std::string> ctlArgs(const std::string& command) const
+    Names ctlArgs(const std::string& command) const { return {"-mypath", box->tool(), "-operation", "ctl", "-data", command}; }
+    Run ctl(uid_t uid, const std::string& command, const Names& wrapper = {}) { return run(uid, ctlArgs(command), wrapper); }
+    Run module(uid_t uid, const std::string& name) { return run(uid, {"-mypath", box->tool(), "-operation", "module", "-data", name}); }
+    Run webcheck(uid_t uid, const std::string& file, const std::string& data, const Names& wrapper = {})
     {
-        return {"-mypath", box->tool(), "-operation", "ctl", "-data", command};
-    }
-    Run ctl(uid_t uid, const std::string& command, const std::vector<std::string>& wrapper = {})
-    {
-        return run(uid, ctlArgs(command), wrapper);
-    }
-    Run webcheck(uid_t uid, const std::string& file, const std::string& data)
-    {
-        return run(uid, {"-mypath", box->tool(), "-operation", "webcheck", "-file", file, "-data", data});
-    }
-    Run module(uid_t uid, const std::string& name)
-    {
-        return run(uid, {"-mypath", box->tool(), "-operation", "module", "-data", name});
+        return run(uid, {"-mypath", box->tool(), "-operation", "webcheck", "-file", file, "-data", data}, wrapper);
     }
     // The repair Fendrel makes of file (the core's own), as a data file of uid's.
     std::string repairData(const std::string& file, uid_t uid = kNobody, const std::string& name = "repair")
@@ -73,8 +63,16 @@ protected:
 
     bool controlRan() const { return fs::exists(box->controlLog()); }
     static std::string read(const std::string& path) { return readFile(path); }
-    // Everything in a folder but the named entries (by default: the
-    // configuration folder's own, so no temporary file was left).
+    static void expectStat(const std::string& path, uid_t uid, gid_t gid, mode_t mode)
+    {
+        struct stat st{};
+        ASSERT_EQ(0, ::stat(path.c_str(), &st)) << path;
+        EXPECT_EQ(uid, st.st_uid) << path;
+        EXPECT_EQ(gid, st.st_gid) << path;
+        EXPECT_EQ(mode, st.st_mode & 07777) << path;
+    }
+    // Everything in a folder but the named entries; by default the
+    // configuration folder's own, so that no temporary file was left.
     Names strays(std::string folder = {}, Names expected = {}) const
     {
         if (folder.empty())
