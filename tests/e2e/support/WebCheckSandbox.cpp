@@ -175,26 +175,25 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
                                           bool rawArgv) const
 {
     // Runs may go on in parallel: each has its own output files.
-    std::string outPath = path_ + "/.run-XXXXXX", errPath = path_ + "/.run-XXXXXX";
-    int out = ::mkostemp(outPath.data(), O_CLOEXEC);
-    int err = ::mkostemp(errPath.data(), O_CLOEXEC);
+    std::string outPath = path_ + "/.run-XXXXXX", errPath = outPath;
+    int out = ::mkostemp(outPath.data(), O_CLOEXEC), err = ::mkostemp(errPath.data(), O_CLOEXEC);
     if (out < 0 || err < 0)
         throw std::runtime_error("cannot prepare a run");
 
-    std::vector<std::string> argv;
+    std::vector<std::string> argv = rawArgv ? args : options.wrapper;
     if (!rawArgv) {
-        argv = options.wrapper;
         argv.push_back(tool());
+        argv.insert(argv.end(), args.begin(), args.end());
     }
-    argv.insert(argv.end(), args.begin(), args.end());
     std::string program = options.wrapper.empty() ? tool() : options.wrapper.front();
-    std::vector<char*> cargv, cenv;
-    for (const std::string& a : argv)
-        cargv.push_back(const_cast<char*>(a.c_str()));
-    cargv.push_back(nullptr);
-    for (const std::string& e : options.env)
-        cenv.push_back(const_cast<char*>(e.c_str()));
-    cenv.push_back(nullptr);
+    auto pointers = [](const std::vector<std::string>& strings) {
+        std::vector<char*> result;
+        for (const std::string& s : strings)
+            result.push_back(const_cast<char*>(s.c_str()));
+        result.push_back(nullptr);
+        return result;
+    };
+    std::vector<char*> cargv = pointers(argv), cenv = pointers(options.env);
 
     pid_t pid = ::fork();
     if (pid == 0) {

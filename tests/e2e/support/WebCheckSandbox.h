@@ -8,19 +8,14 @@
 #include <vector>
 
 // A private copy of the test build of WebCheck in box/ of a fresh 0700
-// folder /tmp/fendrel-webcheck-<test pid>-XXXXXX, so that only the test's
-// caller processes reach it; removed with the object. The test build finds
-// in box/:
-//   apachectl  stub logging its arguments, ids, umask, descriptors, signals,
-//              limits, process state and environment to controlLog()
-//   pkcheck    stub logging "<args> by <uid> for <tool's parent pid>,<start>"
-//              to pkcheckLog(), exiting with setPkcheckExit()'s code (0 at
-//              first) for a subject of this test's, else 1
-//   a2enmod    stub logging its arguments to a2enmodLog()
-//   systemctl  stub logging "systemctl: <args>" to controlLog(), used only
-//              where run-systemd-system exists (pretendSystemd())
-//   conf/      the main configuration file (mainConf()) and users/
-//   caller/    a folder of nobody's for caller files
+// folder in /tmp, removed with the object. Beside it in box/, where the test
+// build looks: stubs of apachectl (logs its arguments, ids, umask,
+// descriptors, signals, limits, process state and environment to
+// controlLog()), pkcheck (logs "<args> by <uid> for <tool's parent
+// pid>,<start>" and exits with setPkcheckExit()'s code, 0 at first, for a
+// subject of this test's, else 1), a2enmod and systemctl (log their
+// arguments; systemctl is used only after pretendSystemd()); conf/ with the
+// main file and users/; caller/, a folder of nobody's for caller files.
 class WebCheckSandbox
 {
 public:

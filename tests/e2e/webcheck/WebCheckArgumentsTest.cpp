@@ -6,58 +6,41 @@ using WebCheckArgumentsTest = WebCheckFixture;
 
 TEST_F(WebCheckArgumentsTest, UndocumentedListsCommandsAndModulesAreRefused)
 {
-    std::string tool = box->tool(), other = box->callerFile("WebCheck", "#!/bin/sh\n");
+    std::string tool = box->tool(), hidden = box->path() + "/rootonly";
+    std::vector<std::pair<Names, int>> cases = {
+        {{}, kUsage},
+        {{"-operation", "ctl", "-data", "start"}, kUsage},
+        {{"-operation", "ctl", "-mypath", tool, "-data", "start"}, kUsage},
+        {{"-mypath", tool, "-operation", "ctl", "-data", "start", "extra"}, kUsage},
+        {{"-mypath", tool, "-operation", "ctl", "-data"}, kUsage},
+        {{"-mypath", tool, "-operation", "rm", "-data", "start"}, kUsage},
+        {{"-mypath", tool, "-operation", "webcheck", "-data", box->mainConf()}, kUsage},
+        {{"-mypath", tool, "-operation", "webcheck", "-data", "x", "-file", box->mainConf()}, kUsage},
+        {{"-selfRepair", "NO", "-mypath", tool}, kUsage},
+        {{"--help", "-operation"}, kUsage},
+    };
+    for (const std::string& path : {std::string("/bin/sh"), box->callerFile("WebCheck", "#!/bin/sh\n"), hidden})
+        cases.push_back({{"-mypath", path, "-operation", "ctl", "-data", "start"}, kUsage});
+    for (const char* command : {"graceful;id", "configtest", "-k", "", "START", "stop start", "graceful\n"})
+        cases.push_back({ctlArgs(command), kUsage});
+    for (const char* name : {"php8.2", "cgi", "../x", "", "-f", "auth basic", "auth_basic ", "userdir\n", "USERDIR",
+                             "mod_userdir", "userdir;id", "authz_core/../cgi"})
+        cases.push_back({{"-mypath", tool, "-operation", "module", "-data", name}, kModuleRefused});
+    WebCheckSandbox::Options options;
+    options.callerToken = true;
+    for (uid_t uid : kCallers) {
+        for (const auto& [args, status] : cases) {
+            auto result = run(uid, args);
+            EXPECT_EQ(status, result.status) << "uid " << uid << " " << ::testing::PrintToString(args);
+            EXPECT_NE(std::string::npos, result.err.find("WebCheck: ")) << result.err;
+        }
+        options.uid = uid;
+        EXPECT_EQ(kUsage, box->run({}, options, true).status) << "argc 0, uid " << uid;
+    }
     // The tool itself, but where the caller cannot look.
-    std::string hidden = box->path() + "/rootonly";
     ASSERT_EQ(0, ::mkdir(hidden.c_str(), 0700));
     ASSERT_EQ(0, ::link(tool.c_str(), (hidden + "/WebCheck").c_str()));
-    const std::vector<std::string> control = {"graceful;id", "configtest", "-k", "", "START", "stop start",
-                                              "graceful\n"};
-    const std::vector<std::string> modules = {"php8.2",   "cgi",     "../x",        "",           "-f",
-                                              "auth basic", "auth_basic ", "userdir\n", "USERDIR",
-                                              "mod_userdir", "userdir;id", "authz_core/../cgi"};
-    struct Case {
-        std::vector<std::string> args;
-        int status = kUsage;
-        bool raw = false; // argv exactly as given: empty is argc 0
-        bool nobodyOnly = false;
-    };
-    std::vector<Case> cases = {
-        {{}, kUsage, true},
-        {{}},
-        {{"-operation", "ctl", "-data", "start"}},
-        {{"-operation", "ctl", "-mypath", tool, "-data", "start"}},
-        {{"-mypath", tool, "-operation", "ctl", "-data", "start", "extra"}},
-        {{"-mypath", tool, "-operation", "ctl", "-data"}},
-        {{"-mypath", tool, "-operation", "rm", "-data", "start"}},
-        {{"-mypath", tool, "-operation", "webcheck", "-data", box->mainConf()}},
-        {{"-mypath", tool, "-operation", "webcheck", "-data", "x", "-file", box->mainConf()}},
-        {{"-selfRepair", "NO", "-mypath", tool}},
-        {{"--help", "-operation"}},
-    };
-    for (const std::string& path : {std::string("/bin/sh"), other, box->path() + "/missing", hidden + "/WebCheck"})
-        cases.push_back({{"-mypath", path, "-operation", "ctl", "-data", "start"}, kUsage, false, path == hidden + "/WebCheck"});
-    for (const std::string& command : control)
-        cases.push_back({ctlArgs(command)});
-    for (const std::string& name : modules)
-        cases.push_back({{"-mypath", tool, "-operation", "module", "-data", name}, kModuleRefused});
-    for (uid_t uid : kCallers) {
-        for (const Case& c : cases) {
-            if (c.nobodyOnly && uid == 0)
-                continue;
-            std::string shown = "uid " + std::to_string(uid) + " ";
-            for (const auto& a : c.args)
-                shown += "[" + a + "]";
-            WebCheckSandbox::Options options;
-            options.uid = uid;
-            options.callerToken = true;
-            auto result = box->run(c.args, options, c.raw);
-            EXPECT_EQ(c.status, result.status) << shown << " " << result.err;
-            if (c.status == kUsage && !c.raw) {
-                EXPECT_NE(std::string::npos, result.err.find("WebCheck: ")) << shown;
-            }
-        }
-    }
+    EXPECT_EQ(kUsage, run(kNobody, {"-mypath", hidden + "/WebCheck", "-operation", "ctl", "-data", "start"}).status);
     EXPECT_FALSE(controlRan());
     EXPECT_FALSE(fs::exists(box->a2enmodLog()));
     EXPECT_FALSE(fs::exists(box->pkcheckLog()));

@@ -16,20 +16,14 @@ protected:
         WebCheckFixture::SetUp();
         if (std::system("unshare -m true 2>/dev/null") != 0)
             GTEST_SKIP() << "no private mount namespace here";
-        folder = box->path() + "/syslog";
-        fs::create_directories(folder);
+        fs::create_directories(folder = box->path() + "/syslog");
         socket_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
+        sockaddr_un address{AF_UNIX, {}};
         std::strncpy(address.sun_path, (folder + "/log").c_str(), sizeof address.sun_path - 1);
         ASSERT_EQ(0, ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address));
         ::chmod(address.sun_path, 0666);
     }
-    void TearDown() override
-    {
-        if (socket_ >= 0)
-            ::close(socket_);
-    }
+    void TearDown() override { ::close(socket_); }
 
     // The caller, nobody, makes the namespace while still root.
     int runLogged(const std::vector<std::string>& args, bool rawArgv = false)
