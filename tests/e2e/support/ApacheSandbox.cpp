@@ -9,7 +9,6 @@
 #include <pwd.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,7 +20,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -34,15 +32,9 @@ constexpr const char* kA2enmod = "/usr/sbin/a2enmod";
 constexpr const char* kAccessModules[] = {"auth_basic", "authn_core",      "authn_file", "authz_core",
                                           "authz_user", "authz_groupfile", "authz_host", "access_compat"};
 
-std::string readAll(const std::string& path)
-{
-    return KLTextFile::readBytes(path).value_or("");
-}
-
-void put(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
+std::string readAll(const std::string& path) { return KLTextFile::readBytes(path).value_or(""); }
+void put(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
 std::string replaceAll(std::string text, const std::string& from, const std::string& to)
 {
@@ -54,11 +46,6 @@ std::string replaceAll(std::string text, const std::string& from, const std::str
 void rewrite(const std::string& file, const std::string& from, const std::string& to)
 {
     put(file, replaceAll(readAll(file), from, to));
-}
-
-std::string quoted(const std::string& text)
-{
-    return "'" + text + "'";
 }
 
 // With connect: whether the loopback port answers; otherwise a free one.
@@ -347,10 +334,7 @@ std::optional<pid_t> ApacheSandbox::pid() const
     return value > 0 ? std::optional<pid_t>(value) : std::nullopt;
 }
 
-std::string ApacheSandbox::errorLog() const
-{
-    return readAll(errorLogPath());
-}
+std::string ApacheSandbox::errorLog() const { return readAll(errorLogPath()); }
 
 int ApacheSandbox::status(const std::string& path, const std::optional<std::string>& user,
                           const std::optional<std::string>& password) const

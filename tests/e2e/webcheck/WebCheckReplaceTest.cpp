@@ -56,40 +56,34 @@ TEST_F(WebCheckReplaceTest, ConcurrentRepairsTakeTurnsAndOnlyTheFirstFindsItsFil
     // Six callers with the repair of the same content: the comparison and
     // the write happen under the lock, so once one has written, the others
     // find a file their data is not the repair of.
-    constexpr int kWriters = 6;
-    std::string current = "<Directory />\nAllowOverride None\n</Directory>\n" + std::string(1000000, '#') + "\n";
-    std::ofstream(box->mainConf()) << current;
-    std::vector<std::string> files;
-    for (int i = 0; i < kWriters; ++i)
+    std::ofstream(box->mainConf()) << "<Directory />\nAllowOverride None\n</Directory>\n" << std::string(1000000, '#') << "\n";
+    Names files;
+    for (int i = 0; i < 6; ++i)
         files.push_back(repairData(box->mainConf(), kNobody, "data" + std::to_string(i)));
-    std::string repaired = read(files[0]);
-
     // Taking turns shows as never more than one temporary file at a time.
     std::atomic<bool> writing{true};
     std::size_t mostTemporaries = 0;
     std::thread watcher([&] {
-        const std::string prefix = "." + WebCheckSandbox::mainConfName() + ".webcheck-";
-        while (writing) {
+        for (const std::string prefix = "." + WebCheckSandbox::mainConfName() + ".webcheck-"; writing;) {
             std::size_t temporaries = 0;
             std::error_code ec;
             for (const auto& entry : fs::directory_iterator(box->confDir(), ec))
-                temporaries += entry.path().filename().string().rfind(prefix, 0) == 0;
+                temporaries += entry.path().filename().string().starts_with(prefix);
             mostTemporaries = std::max(mostTemporaries, temporaries);
         }
     });
-    std::vector<int> statuses(kWriters, -1);
+    std::vector<int> statuses(files.size(), -1);
     {
         std::vector<std::jthread> writers;
-        for (int i = 0; i < kWriters; ++i)
+        for (std::size_t i = 0; i < files.size(); ++i)
             writers.emplace_back([&, i] { statuses[i] = webcheck(kNobody, box->mainConf(), files[i]).status; });
     }
     writing = false;
     watcher.join();
-
     std::sort(statuses.begin(), statuses.end());
     EXPECT_EQ((std::vector<int>{0, kNotARepair, kNotARepair, kNotARepair, kNotARepair, kNotARepair}), statuses);
     EXPECT_LE(mostTemporaries, 1u) << "two replacements wrote at the same time";
-    EXPECT_EQ(repaired, read(box->mainConf())) << "mixed or torn content";
+    EXPECT_EQ(read(files[0]), read(box->mainConf())) << "mixed or torn content";
     EXPECT_EQ(Names{}, strays());
 }
 
