@@ -20,6 +20,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -65,6 +66,16 @@ int loopback(int port, bool connect)
         result = ntohs(address.sin_port);
     ::close(fd);
     return result;
+}
+
+// Debian's a2enmod on the configuration folder; it keeps records of what it
+// enabled in the sandbox, not in /var/lib/apache2.
+bool a2enmod(const std::string& conf, const std::string& root, const std::vector<std::string>& names)
+{
+    std::vector<std::string> args{"APACHE_CONFDIR=" + conf, "APACHE_STATE_DIRECTORY=" + root + "/state", kA2enmod, "-q"};
+    args.insert(args.end(), names.begin(), names.end());
+    return KLChildProcess::run("/usr/bin/env", args, KLChildProcess::Output::Discard, KLChildProcess::Output::Discard)
+               .status == 0;
 }
 
 // The configuration generations the server has read, by the notice it logs.
@@ -146,12 +157,7 @@ ApacheSandbox::ApacheSandbox(Setup setup)
     base_ = replaceAll(readAll(configPath()), "/var/www", root_ + "/www");
     if (setup == Setup::Repaired) {
         base_ = replaceAll(base_, "AllowOverride None", "AllowOverride All");
-        // a2enmod keeps records of what it enabled: in the sandbox, not in /var/lib/apache2.
-        std::vector<std::string> args{"APACHE_CONFDIR=" + conf_, "APACHE_STATE_DIRECTORY=" + root_ + "/state",
-                                      kA2enmod, "-q"};
-        args.insert(args.end(), std::begin(kAccessModules), std::end(kAccessModules));
-        if (KLChildProcess::run("/usr/bin/env", args, KLChildProcess::Output::Discard, KLChildProcess::Output::Discard)
-                .status != 0)
+        if (!a2enmod(conf_, root_, {std::begin(kAccessModules), std::end(kAccessModules)}))
             throw std::runtime_error("a2enmod could not enable the access modules in " + conf_);
     }
     writeConfig();
@@ -197,6 +203,18 @@ std::string ApacheSandbox::controlProgram() const
                   " \"$@\"\n");
     ::chmod(path.c_str(), 0755);
     return path;
+}
+
+bool ApacheSandbox::enableModule(const std::string& name) const
+{
+    return a2enmod(conf_, root_, {name});
+}
+
+void ApacheSandbox::replaceConfig(const std::string& text)
+{
+    base_ = text;
+    extra_.clear();
+    writeConfig();
 }
 
 void ApacheSandbox::setPort(int port)

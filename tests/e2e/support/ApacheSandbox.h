@@ -42,8 +42,12 @@ public:
     // A script running Debian's apachectl on this configuration.
     std::string controlProgram() const;
 
+    // Debian's a2enmod on this configuration; true when it succeeded.
+    bool enableModule(const std::string& name) const;
     // Lines appended to apache2.conf by start() and gracefulRestart().
     void setExtraConfig(const std::string& text) { extra_ = text; }
+    // Replaces apache2.conf with the text, as a repair does; later starts keep it.
+    void replaceConfig(const std::string& text);
     bool writeConfig() const;
 
     // Starts the server and waits (up to 15 s) until the port answers.

@@ -32,28 +32,7 @@ TEST_F(WebCheckAuthorizationTest, PkcheckRunsAsTheCallerAboutTheCallerAndRootNee
     EXPECT_EQ(asked, read(box->pkcheckLog())) << "root was asked about";
 }
 
-TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefuses)
-{
-    // With no polkit daemon pkcheck fails; with one, nobody has no agent to
-    // authenticate through. Either way: refused.
-    box->realPkcheck();
-    auto result = ctl(kNobody, "start");
-    EXPECT_EQ(kNotAuthorized, result.status) << result.err;
-    EXPECT_TRUE(fs::exists(box->pkcheckLog()));
-
-    std::string before = read(box->mainConf()), data = repairData(box->mainConf());
-    for (int code : {1, 2, 3, 126, 127}) {
-        box->setPkcheckExit(code);
-        EXPECT_EQ(kNotAuthorized, ctl(kNobody, "stop").status) << code;
-        EXPECT_EQ(kNotAuthorized, webcheck(kNobody, box->mainConf(), data).status) << code;
-        EXPECT_EQ(kNotAuthorized, module(kNobody, "auth_basic").status) << code;
-    }
-    EXPECT_FALSE(controlRan());
-    EXPECT_FALSE(fs::exists(box->a2enmodLog()));
-    EXPECT_EQ(before, read(box->mainConf()));
-}
-
-TEST_F(WebCheckAuthorizationTest, RefusedCallerGetsNoProcessAndCannotStallTheTool)
+TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefusesAndARefusedCallerCannotStallTheTool)
 {
     // A caller at its process limit whose error output is a full pipe that
     // nobody reads: pkcheck runs as the caller, so it cannot be started, and
@@ -70,7 +49,24 @@ TEST_F(WebCheckAuthorizationTest, RefusedCallerGetsNoProcessAndCannotStallTheToo
     ::close(full[1]);
     EXPECT_EQ(kNotAuthorized, result.status);
     EXPECT_FALSE(fs::exists(box->pkcheckLog())) << "pkcheck ran past the caller's process limit";
+
+    // With no polkit daemon pkcheck fails; with one, nobody has no agent to
+    // authenticate through. Either way: refused.
+    box->realPkcheck();
+    result = ctl(kNobody, "start");
+    EXPECT_EQ(kNotAuthorized, result.status) << result.err;
+    EXPECT_TRUE(fs::exists(box->pkcheckLog()));
+
+    std::string before = read(box->mainConf()), data = repairData(box->mainConf());
+    for (int code : {1, 2, 3, 126, 127}) {
+        box->setPkcheckExit(code);
+        EXPECT_EQ(kNotAuthorized, ctl(kNobody, "stop").status) << code;
+        EXPECT_EQ(kNotAuthorized, webcheck(kNobody, box->mainConf(), data).status) << code;
+        EXPECT_EQ(kNotAuthorized, module(kNobody, "auth_basic").status) << code;
+    }
     EXPECT_FALSE(controlRan());
+    EXPECT_FALSE(fs::exists(box->a2enmodLog()));
+    EXPECT_EQ(before, read(box->mainConf()));
 }
 
 TEST_F(WebCheckAuthorizationTest, WithoutTheSetUIDBitNothingRunsAndOnlyRootRepairsItself)

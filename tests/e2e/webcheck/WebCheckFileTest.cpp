@@ -3,18 +3,7 @@
 // -file names the main configuration file or users/<login>.conf of the
 // caller's own login in the configuration folder, reached without symbolic
 // links; nothing else, for an authorized caller and for root alike.
-class WebCheckFileTest : public WebCheckFixture
-{
-protected:
-    void expectRefused(const std::string& file, const std::string& why)
-    {
-        for (uid_t uid : kCallers) {
-            std::string data = fs::is_regular_file(file) ? repairData(file, uid) : box->callerFile("data", "\n", uid);
-            auto result = webcheck(uid, file, data);
-            EXPECT_EQ(kFileRefused, result.status) << "uid " << uid << ": " << why << " " << result.err;
-        }
-    }
-};
+using WebCheckFileTest = WebCheckFixture;
 
 TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritableAndNotThroughLinks)
 {
@@ -26,6 +15,13 @@ TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritableAndNotThroughLink
     ::symlink(("../" + main).c_str(), (conf + "/users/nobody.conf").c_str());
     ::mkfifo((conf + "/users/root.conf").c_str(), 0644);
     std::string passwd = read("/etc/passwd"), before = read(box->mainConf());
+    auto expectRefused = [&](const std::string& file, const std::string& why) {
+        for (uid_t uid : kCallers) {
+            std::string data = fs::is_regular_file(file) ? repairData(file, uid) : box->callerFile("data", "\n", uid);
+            auto result = webcheck(uid, file, data);
+            EXPECT_EQ(kFileRefused, result.status) << "uid " << uid << ": " << why << " " << result.err;
+        }
+    };
     const std::pair<std::string, const char*> cases[] = {
         {conf + "/envvars", "envvars"},
         {"/etc/passwd", "/etc/passwd"},
