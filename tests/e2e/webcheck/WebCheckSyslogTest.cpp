@@ -8,46 +8,34 @@
 // Every action and every refusal reaches syslog with facility authpriv and
 // the caller's uid. The tool runs in a private mount namespace whose /dev/log
 // is this test's socket, so the machine's own log is never touched.
-class WebCheckSyslogTest : public WebCheckFixture
-{
-protected:
-    void SetUp() override
-    {
-        WebCheckFixture::SetUp();
-        if (std::system("unshare -m true 2>/dev/null") != 0)
-            GTEST_SKIP() << "no private mount namespace here";
-        fs::create_directories(folder = box->path() + "/syslog");
-        socket_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        sockaddr_un address{AF_UNIX, {}};
-        std::strncpy(address.sun_path, (folder + "/log").c_str(), sizeof address.sun_path - 1);
-        ASSERT_EQ(0, ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address));
-        ::chmod(address.sun_path, 0666);
-    }
-    void TearDown() override { ::close(socket_); }
+using WebCheckSyslogTest = WebCheckFixture;
 
+TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
+{
+    if (std::system("unshare -m true 2>/dev/null") != 0)
+        GTEST_SKIP() << "no private mount namespace here";
+    std::string folder = box->path() + "/syslog";
+    fs::create_directories(folder);
+    int sink = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address{AF_UNIX, {}};
+    std::strncpy(address.sun_path, (folder + "/log").c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(0, ::bind(sink, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    ::chmod(address.sun_path, 0666);
     // The caller, nobody, makes the namespace while still root.
-    int runLogged(const std::vector<std::string>& args, bool rawArgv = false)
-    {
+    std::string setup = "set -e; mount --make-rprivate /; f='" + folder +
+                        "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
+                        " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
+                        " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log";
+    auto runLogged = [&](const Names& args, bool rawArgv = false) {
         WebCheckSandbox::Options options;
         options.uid = kNobody;
         options.callerToken = true;
-        std::string setup = "set -e; mount --make-rprivate /; f='" + folder +
-                            "'; touch \"$f/null\"; mount --bind /dev/null \"$f/null\";"
-                            " mount -t tmpfs tmpfs /dev; touch /dev/null /dev/log;"
-                            " mount --bind \"$f/null\" /dev/null; mount --bind \"$f/log\" /dev/log";
         options.inCaller = [setup] {
             if (::unshare(CLONE_NEWNS) != 0 || std::system(setup.c_str()) != 0)
                 ::_exit(120);
         };
         return box->run(args, options, rawArgv).status;
-    }
-
-    std::string folder;
-    int socket_ = -1;
-};
-
-TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
-{
+    };
     EXPECT_EQ(0, runLogged(ctlArgs("graceful")));
     box->setPkcheckExit(1);
     EXPECT_EQ(kNotAuthorized, runLogged(ctlArgs("graceful")));
@@ -68,7 +56,7 @@ TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
     };
     char buffer[2048];
     std::size_t count = 0;
-    for (ssize_t n; (n = ::recv(socket_, buffer, sizeof buffer, 0)) > 0; ++count) {
+    for (ssize_t n; (n = ::recv(sink, buffer, sizeof buffer, 0)) > 0; ++count) {
         std::string message(buffer, static_cast<std::size_t>(n));
         if (count >= std::size(expected))
             continue;
@@ -78,4 +66,5 @@ TEST_F(WebCheckSyslogTest, ActionsAndRefusalsAreLoggedWithTheCallersUid)
         EXPECT_LT(message.size(), 1000u);
     }
     EXPECT_EQ(std::size(expected), count);
+    ::close(sink);
 }
