@@ -1,18 +1,15 @@
 #include "WebCheckSandbox.h"
 
 #include "KLAuthorization.h"
+#include "TempDir.h"
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <grp.h>
-#include <sstream>
 #include <sched.h>
 #include <stdexcept>
 #include <sys/mount.h>
@@ -26,108 +23,18 @@
 #define FENDREL_WEBCHECK_CONF_FILE ""
 #endif
 
+namespace fs = std::filesystem;
+
 namespace {
 
-constexpr auto kRunTimeout = std::chrono::seconds(60);
-
-void writeFile(const std::string& path, const std::string& contents, mode_t mode)
+void writeFile(const std::string& path, const std::string& contents, mode_t mode = 0755)
 {
-    {
-        std::ofstream out(path, std::ios::binary | std::ios::trunc);
-        out << contents;
-        if (!out)
-            throw std::runtime_error("cannot write " + path);
-    }
+    if (!(std::ofstream(path, std::ios::binary | std::ios::trunc) << contents))
+        throw std::runtime_error("cannot write " + path);
     ::chmod(path.c_str(), mode);
 }
 
-std::string slurp(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 std::string quoted(const std::string& path) { return "'" + path + "'"; }
-
-// Sandboxes hold a set-user-ID root program: the ones of this process go
-// also when it ends through exit() or a signal, and those of test processes
-// that died anyway go when the next one makes its first.
-constexpr const char* kSandboxPrefix = "/tmp/fendrel-webcheck-";
-char liveSandboxes[8][64];
-pid_t sandboxOwner;
-
-// Async-signal-safe: fork and execve only.
-void removeLiveSandboxes()
-{
-    if (::getpid() != sandboxOwner) // a child of the test's keeps its parent's
-        return;
-    for (char* folder : liveSandboxes) {
-        if (!folder[0])
-            continue;
-        pid_t pid = ::fork();
-        if (pid == 0) {
-            char rm[] = "rm", rf[] = "-rf", end[] = "--";
-            char* argv[] = {rm, rf, end, folder, nullptr};
-            char* env[] = {nullptr};
-            ::execve("/bin/rm", argv, env);
-            ::_exit(127);
-        }
-        if (pid > 0)
-            ::waitpid(pid, nullptr, 0);
-        folder[0] = '\0';
-    }
-}
-
-void removeAndDie(int signal)
-{
-    removeLiveSandboxes();
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-}
-
-void removeStaleSandboxes()
-{
-    std::error_code ec;
-    for (const auto& entry : std::filesystem::directory_iterator("/tmp", ec)) {
-        std::string path = entry.path().string();
-        struct stat st{};
-        if (!path.starts_with(kSandboxPrefix) || ::lstat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) ||
-            st.st_uid != ::geteuid())
-            continue;
-        pid_t owner = std::atoi(path.c_str() + std::strlen(kSandboxPrefix));
-        if (owner > 0 && ::kill(owner, 0) != 0 && errno == ESRCH)
-            std::filesystem::remove_all(path, ec);
-    }
-}
-
-void registerSandbox(const std::string& folder)
-{
-    if (sandboxOwner != ::getpid()) {
-        // A forked child's first: the slots it inherited are its parent's.
-        std::memset(liveSandboxes, 0, sizeof liveSandboxes);
-        sandboxOwner = ::getpid();
-        removeStaleSandboxes();
-        std::atexit(removeLiveSandboxes);
-        for (int signal : {SIGINT, SIGTERM, SIGABRT, SIGSEGV})
-            std::signal(signal, removeAndDie);
-    }
-    for (char* slot : liveSandboxes) {
-        if (!slot[0] && folder.size() < sizeof liveSandboxes[0]) {
-            std::strcpy(slot, folder.c_str());
-            return;
-        }
-    }
-    throw std::runtime_error("too many sandboxes at once");
-}
-
-void unregisterSandbox(const std::string& folder)
-{
-    for (char* slot : liveSandboxes)
-        if (folder == slot)
-            slot[0] = '\0';
-}
 
 } // namespace
 
@@ -138,7 +45,7 @@ void WebCheckSandbox::exitUnlessRoot()
     std::fprintf(stderr, "skipped: installing WebCheck set-user-ID root needs root\n");
     if (const char* home = std::getenv("HOME"); home && std::strncmp(home, "/tmp/fendrel-test-", 18) == 0) {
         std::error_code ec;
-        std::filesystem::remove_all(home, ec);
+        fs::remove_all(home, ec);
     }
     std::_Exit(77);
 }
@@ -148,31 +55,27 @@ std::string WebCheckSandbox::mainConfName() { return FENDREL_WEBCHECK_CONF_FILE;
 
 WebCheckSandbox::WebCheckSandbox()
 {
-    // Named after this process, so that a later run knows whose it was.
-    std::string base = kSandboxPrefix + std::to_string(::getpid()) + "-XXXXXX";
+    std::string base = "/tmp/fendrel-webcheck-" + std::to_string(::getpid()) + "-XXXXXX";
     if (!::mkdtemp(base.data()))
         throw std::runtime_error("cannot create a sandbox folder");
     root_ = base;
-    registerSandbox(root_);
     path_ = root_ + "/box";
-    std::filesystem::create_directory(path_);
+    fs::create_directories(confDir() + "/users");
     ::chmod(path_.c_str(), 0755);
-    std::filesystem::copy_file(testBuild(), tool());
+    fs::copy_file(testBuild(), tool());
     ::chmod(tool().c_str(), 0755);
-    std::filesystem::create_directories(confDir() + "/users");
     writeFile(mainConf(), "ServerName localhost\n", 0644);
-    std::filesystem::create_directories(callerDir());
+    fs::create_directories(callerDir());
     ::chown(callerDir().c_str(), kNobody, kNobody);
     setControlProgram("");
     setPkcheckExit(0);
-    writeFile(path_ + "/a2enmod", "#!/bin/sh\necho \"$*\" >> " + quoted(a2enmodLog()) + "\n", 0755);
+    writeFile(path_ + "/a2enmod", "#!/bin/sh\necho \"$*\" >> " + quoted(a2enmodLog()) + "\n");
 }
 
 WebCheckSandbox::~WebCheckSandbox()
 {
     std::error_code ec;
-    std::filesystem::remove_all(root_, ec);
-    unregisterSandbox(root_);
+    fs::remove_all(root_, ec);
 }
 
 void WebCheckSandbox::shareWithCaller() const
@@ -195,36 +98,30 @@ void WebCheckSandbox::installSetUID() const
 
 void WebCheckSandbox::setControlProgram(const std::string& body) const
 {
-    std::string script = body;
-    if (script.empty()) {
-        // bash on purpose: it would read BASH_ENV and drop a real uid that
-        // is not root.
+    // bash on purpose: it would read BASH_ENV and drop a real uid that is not root.
+    std::string script = "#!/bin/sh\n" + body;
+    if (body.empty())
         script = "#!/bin/bash\n"
                  "{ echo \"args: $*\"; grep '^Uid:' /proc/$$/status; echo \"umask: $(umask)\";\n"
-                 "  echo \"fds: $(ls /proc/$$/fd | sort -n | tr '\\n' ' ')\";\n"
                  "  for fd in /proc/$$/fd/*; do echo \"fd: $(readlink $fd)\"; done;\n"
-                 "  grep -E '^Sig(Blk|Ign):' /proc/self/status; echo \"fsize: $(ulimit -f)\"; echo \"nofile: $(ulimit -n)\";\n"
+                 "  grep -E '^Sig(Blk|Ign):' /proc/self/status;\n"
                  "  echo \"state: nice $(cut -d' ' -f19 /proc/$$/stat) policy $(cut -d' ' -f41 /proc/$$/stat)"
                  " oom $(cat /proc/$$/oom_score_adj) io $(ionice -p $$) cwd $PWD\";\n"
                  "  grep '^Cpus_allowed_list:' /proc/$$/status; sed 's/^/limits: /' /proc/$$/limits;\n"
                  "  tr '\\0' '\\n' < /proc/$$/environ | sed 's/^/env: /'; } >> " +
                  quoted(controlLog()) + "\n";
-    } else {
-        script = "#!/bin/sh\n" + script;
-    }
-    writeFile(path_ + "/apachectl", script, 0755);
+    writeFile(path_ + "/apachectl", script);
 }
 
 void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::string& controlProgram) const
 {
-    std::filesystem::remove_all(confDir());
-    std::filesystem::create_directory_symlink(serverRoot, confDir());
+    fs::remove_all(confDir());
+    fs::create_directory_symlink(serverRoot, confDir());
     setControlProgram("echo \"args: $*\" >> " + quoted(controlLog()) + "\nexec " + quoted(controlProgram) + " \"$@\"\n");
     // a2enmod keeps its own records beside the configuration, not in the machine's.
     writeFile(path_ + "/a2enmod",
               "#!/bin/sh\nAPACHE_CONFDIR=" + quoted(serverRoot) + " APACHE_STATE_DIRECTORY=" + quoted(serverRoot + "/state") +
-                  " exec /usr/sbin/a2enmod \"$@\"\n",
-              0755);
+                  " exec /usr/sbin/a2enmod \"$@\"\n");
 }
 
 void WebCheckSandbox::setPkcheckExit(int code) const
@@ -240,33 +137,30 @@ void WebCheckSandbox::setPkcheckExit(int code) const
                   "while [ \"$p\" != " + std::to_string(::getpid()) + " ]; do\n"
                   "  case $p in ''|0|1|*[!0-9]*) exit 1;; esac\n"
                   "  p=$(sed 's/.*) //' /proc/$p/stat | cut -d' ' -f2)\n"
-                  "done\nexit " + std::to_string(code) + "\n",
-              0755);
+                  "done\nexit " + std::to_string(code) + "\n");
 }
 
 void WebCheckSandbox::realA2enmod() const
 {
     for (const char* folder : {"mods-available", "mods-enabled"})
-        std::filesystem::copy(std::string("/etc/apache2/") + folder, confDir() + "/" + folder,
-                              std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
-    std::filesystem::create_directories(path_ + "/state");
+        fs::copy(std::string("/etc/apache2/") + folder, confDir() + "/" + folder,
+                              fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    fs::create_directories(path_ + "/state");
     // The tool clears the environment, so the stub names the copy itself.
     writeFile(path_ + "/a2enmod",
               "#!/bin/sh\necho \"$*\" >> " + quoted(a2enmodLog()) + "\nAPACHE_CONFDIR=" + quoted(confDir()) +
-                  " APACHE_STATE_DIRECTORY=" + quoted(path_ + "/state") + " exec /usr/sbin/a2enmod \"$@\"\n",
-              0755);
+                  " APACHE_STATE_DIRECTORY=" + quoted(path_ + "/state") + " exec /usr/sbin/a2enmod \"$@\"\n");
 }
 
 void WebCheckSandbox::pretendSystemd() const
 {
-    std::filesystem::create_directories(path_ + "/run-systemd-system");
-    writeFile(path_ + "/systemctl", "#!/bin/sh\necho \"systemctl: $*\" >> " + quoted(controlLog()) + "\n", 0755);
+    fs::create_directories(path_ + "/run-systemd-system");
+    writeFile(path_ + "/systemctl", "#!/bin/sh\necho \"systemctl: $*\" >> " + quoted(controlLog()) + "\n");
 }
 
 void WebCheckSandbox::realPkcheck() const
 {
-    writeFile(path_ + "/pkcheck", "#!/bin/sh\necho \"$*\" >> " + quoted(pkcheckLog()) + "\nexec /usr/bin/pkcheck \"$@\"\n",
-              0755);
+    writeFile(path_ + "/pkcheck", "#!/bin/sh\necho \"$*\" >> " + quoted(pkcheckLog()) + "\nexec /usr/bin/pkcheck \"$@\"\n");
 }
 
 std::string WebCheckSandbox::callerFile(const std::string& name, const std::string& contents, uid_t uid) const
@@ -281,26 +175,25 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
                                           bool rawArgv) const
 {
     // Runs may go on in parallel: each has its own output files.
-    std::string outPath = path_ + "/.run-XXXXXX", errPath = path_ + "/.run-XXXXXX";
-    int out = ::mkostemp(outPath.data(), O_CLOEXEC);
-    int err = ::mkostemp(errPath.data(), O_CLOEXEC);
+    std::string outPath = path_ + "/.run-XXXXXX", errPath = outPath;
+    int out = ::mkostemp(outPath.data(), O_CLOEXEC), err = ::mkostemp(errPath.data(), O_CLOEXEC);
     if (out < 0 || err < 0)
         throw std::runtime_error("cannot prepare a run");
 
-    std::vector<std::string> argv;
+    std::vector<std::string> argv = rawArgv ? args : options.wrapper;
     if (!rawArgv) {
-        argv = options.wrapper;
         argv.push_back(tool());
+        argv.insert(argv.end(), args.begin(), args.end());
     }
-    argv.insert(argv.end(), args.begin(), args.end());
     std::string program = options.wrapper.empty() ? tool() : options.wrapper.front();
-    std::vector<char*> cargv, cenv;
-    for (const std::string& a : argv)
-        cargv.push_back(const_cast<char*>(a.c_str()));
-    cargv.push_back(nullptr);
-    for (const std::string& e : options.env)
-        cenv.push_back(const_cast<char*>(e.c_str()));
-    cenv.push_back(nullptr);
+    auto pointers = [](const std::vector<std::string>& strings) {
+        std::vector<char*> result;
+        for (const std::string& s : strings)
+            result.push_back(const_cast<char*>(s.c_str()));
+        result.push_back(nullptr);
+        return result;
+    };
+    std::vector<char*> cargv = pointers(argv), cenv = pointers(options.env);
 
     pid_t pid = ::fork();
     if (pid == 0) {
@@ -309,19 +202,16 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
             options.inCaller();
         if (::geteuid() == 0)
             shareWithCaller();
-        gid_t gid = options.uid;
-        if (::setgroups(0, nullptr) != 0 || ::setresgid(gid, gid, gid) != 0 ||
-            ::setresuid(options.uid, options.uid, options.uid) != 0)
-            ::_exit(120);
-        std::string input = options.callerToken ? tokenFor(options.tokenUid.value_or(options.uid)) : options.input;
+        std::uint32_t tokenUid = options.tokenUid.value_or(options.uid);
+        std::string input = options.callerToken ? token(::getpid(), tokenUid, startTime(::getpid())) : options.input;
         int pipe[2];
         // Small inputs fit the pipe, so they go in before the tool starts.
-        if (::pipe2(pipe, O_CLOEXEC) != 0 ||
+        if (::setgroups(0, nullptr) != 0 || ::setresgid(options.uid, options.uid, options.uid) != 0 ||
+            ::setresuid(options.uid, options.uid, options.uid) != 0 || ::pipe2(pipe, O_CLOEXEC) != 0 ||
             ::write(pipe[1], input.data(), input.size()) != static_cast<ssize_t>(input.size()))
             ::_exit(120);
         ::close(pipe[1]);
-        pid_t child = ::fork();
-        if (child == 0) {
+        if (::fork() == 0) {
             ::dup2(pipe[0], 0);
             ::dup2(out, 1);
             ::dup2(err, 2);
@@ -330,7 +220,6 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
             ::execve(program.c_str(), cargv.data(), cenv.data());
             ::_exit(121);
         }
-        ::close(pipe[0]);
         int status = 0, last = 0;
         while (::waitpid(-1, &status, 0) > 0)
             last = status;
@@ -338,20 +227,15 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
     }
     ::close(out);
     ::close(err);
-    Run result;
-    auto deadline = std::chrono::steady_clock::now() + kRunTimeout;
     int status = 0;
-    while (::waitpid(pid, &status, WNOHANG) == 0) {
+    for (auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+         ::waitpid(pid, &status, WNOHANG) == 0; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
         if (std::chrono::steady_clock::now() > deadline) {
             ::kill(pid, SIGKILL);
             ::waitpid(pid, &status, 0);
-            break;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    result.out = slurp(outPath);
-    result.err = slurp(errPath);
+    Run result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(outPath), readFile(errPath)};
     ::unlink(outPath.c_str());
     ::unlink(errPath.c_str());
     return result;
@@ -378,9 +262,4 @@ std::string WebCheckSandbox::token(std::uint32_t pid, std::uint32_t uid, std::ui
     put(start, 8);
     put(0x1122334455667788ull, 8);
     return bytes;
-}
-
-std::string WebCheckSandbox::tokenFor(uid_t uid)
-{
-    return token(static_cast<std::uint32_t>(::getpid()), uid, startTime(::getpid()));
 }

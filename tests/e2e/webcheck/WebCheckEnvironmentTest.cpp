@@ -1,43 +1,31 @@
 #include "WebCheckFixture.h"
 
-#include <cerrno>
-#include <csignal>
 #include <cstddef>
-#include <fcntl.h>
 #include <linux/audit.h>
 #include <linux/capability.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <pthread.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 // The control program sees root, umask 022, the standard descriptors, only
 // PATH and LANG, no blocked or ignored signal and no limit of the caller's,
 // whatever the caller's environment held.
-class WebCheckEnvironmentTest : public WebCheckFixture
-{
-protected:
-    // Lines of the control log that begin with prefix, without it.
-    std::vector<std::string> logged(const std::string& prefix) const
-    {
-        return linesOf(read(box->controlLog()), prefix);
-    }
-    static std::vector<std::string> linesOf(const std::string& text, const std::string& prefix)
-    {
-        std::vector<std::string> found;
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line);) {
-            if (line.rfind(prefix, 0) == 0)
-                found.push_back(line.substr(prefix.size()));
-        }
-        return found;
-    }
-};
+using WebCheckEnvironmentTest = WebCheckFixture;
 
 namespace {
+// Lines of text that begin with prefix, without it.
+std::vector<std::string> linesOf(const std::string& text, const std::string& prefix)
+{
+    std::vector<std::string> found;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with(prefix))
+            found.push_back(line.substr(prefix.size()));
+    return found;
+}
+
 // In the caller's child: close_range fails with ENOSYS from here on, as on
 // kernels before 5.9. Root may install the filter without no_new_privs,
 // which would switch set-user-ID off.
@@ -65,93 +53,67 @@ void withoutCloseRange()
 }
 } // namespace
 
-TEST_F(WebCheckEnvironmentTest, HostileEnvironmentDoesNotReachTheControlProgram)
+TEST_F(WebCheckEnvironmentTest, NothingOfTheCallersReachesTheControlProgram)
 {
-    std::string evil = box->path() + "/evil";
-    std::string marker = box->path() + "/pwned";
-    std::filesystem::create_directories(evil);
+    std::string evil = box->path() + "/evil", marker = box->path() + "/pwned";
+    fs::create_directories(evil);
     for (const char* name : {"systemctl", "apachectl", "apache2", "pkcheck", "envvars", "sh", "bash"}) {
-        std::string path = evil + "/" + name;
-        std::ofstream(path) << "#!/bin/sh\ntouch '" << marker << "'\n";
-        ::chmod(path.c_str(), 0755);
+        std::ofstream(evil + "/" + name) << "#!/bin/sh\ntouch '" << marker << "'\n";
+        ::chmod((evil + "/" + name).c_str(), 0755);
     }
-    std::string secret = box->path() + "/secret";
-    std::ofstream(secret) << "secret\n";
-    int leaked = ::open(secret.c_str(), O_RDONLY); // inherited unless the tool closes it
-
-    for (uid_t uid : {kNobody, uid_t(0)}) {
-        WebCheckSandbox::Options options;
-        options.uid = uid;
-        options.callerToken = true;
-        options.env = {"PATH=" + evil + ":/usr/bin:/bin", "APACHE_ENVVARS=" + evil + "/envvars",
-                       "APACHE_CONFDIR=" + evil, "IFS=/", "LD_PRELOAD=/nonexistent/evil.so",
-                       "BASH_ENV=" + evil + "/sh", "ENV=" + evil + "/sh", "LANG=de_DE.UTF-8", "SHELLOPTS=xtrace"};
-        mode_t old = ::umask(0);
-        auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
-        ::umask(old);
-        EXPECT_EQ(0, result.status) << result.err;
-    }
+    // Inherited unless the tool closes it; above the descriptor limit the
+    // caller sets, so that without close_range only a look at every open
+    // descriptor finds it.
+    int leaked = ::open(box->callerFile("secret", "secret\n").c_str(), O_RDONLY);
+    ASSERT_EQ(1000, ::dup2(leaked, 1000));
     ::close(leaked);
-
-    std::string log = read(box->controlLog());
-    std::vector<std::string> env, fds;
-    std::istringstream lines(log);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("env: ", 0) == 0)
-            env.push_back(line.substr(5));
-        if (line.rfind("fd: ", 0) == 0)
-            fds.push_back(line.substr(4));
-    }
-    std::vector<std::string> clean = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C"};
-    EXPECT_EQ(clean.size() * 2, env.size()) << log;
-    for (const std::string& e : env)
-        EXPECT_TRUE(std::find(clean.begin(), clean.end(), e) != clean.end()) << e;
-    for (const std::string& fd : fds)
-        EXPECT_EQ(std::string::npos, fd.find("secret")) << "descriptor leaked: " << fd;
-    EXPECT_EQ(2u, std::count(fds.begin(), fds.end(), "/dev/null")) << "standard input is /dev/null";
-    EXPECT_EQ(2, [&] {
-        int n = 0;
-        for (std::size_t at = 0; (at = log.find("Uid:\t0\t0\t0\t0\n", at)) != std::string::npos; ++at)
-            ++n;
-        return n;
-    }()) << log;
-    EXPECT_NE(std::string::npos, log.find("umask: 0022")) << log;
-    EXPECT_EQ(std::string::npos, log.find("umask: 0000")) << log;
-    EXPECT_FALSE(std::filesystem::exists(marker)) << "a hostile program ran";
-}
-
-TEST_F(WebCheckEnvironmentTest, CallersSignalsLimitsAndProcessStateDoNotReachTheControlProgram)
-{
     // Blocked here, so the tool's process starts with them blocked.
     sigset_t blocked, old;
     ::sigemptyset(&blocked);
     ::sigaddset(&blocked, SIGINT);
     ::sigaddset(&blocked, SIGUSR1);
     ASSERT_EQ(0, ::pthread_sigmask(SIG_BLOCK, &blocked, &old));
-    for (uid_t uid : {kNobody, uid_t(0)}) {
+    mode_t mask = ::umask(0);
+    for (uid_t uid : kCallers) {
         WebCheckSandbox::Options options;
         options.uid = uid;
         options.callerToken = true;
+        options.env = {"PATH=" + evil + ":/usr/bin:/bin", "APACHE_ENVVARS=" + evil + "/envvars",
+                       "APACHE_CONFDIR=" + evil, "IFS=/", "LD_PRELOAD=/nonexistent/evil.so",
+                       "BASH_ENV=" + evil + "/sh", "ENV=" + evil + "/sh", "LANG=de_DE.UTF-8", "SHELLOPTS=xtrace"};
         options.wrapper = {"/usr/bin/prlimit", "--fsize=1000:", "--nofile=40:", "/usr/bin/ionice", "-c3",
                            "/usr/bin/taskset", "-c", "0", "/usr/bin/nice", "-n", "10", "/bin/sh", "-c",
                            "trap '' TERM HUP; echo 500 > /proc/self/oom_score_adj; cd /tmp; exec \"$0\" \"$@\""};
-        auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+        if (uid == 0)
+            options.inChild = withoutCloseRange;
+        auto result = box->run(ctlArgs("graceful"), options);
         EXPECT_EQ(0, result.status) << "uid " << uid << ": " << result.err;
     }
-    // Everything as a server started at boot has it.
-    EXPECT_EQ(std::vector<std::string>(2, "nice 0 policy 0 oom 0 io none: prio 0 cwd /"), logged("state: "));
-    EXPECT_EQ(std::vector<std::string>(2, linesOf(read("/proc/1/status"), "Cpus_allowed_list:").at(0)),
-              logged("Cpus_allowed_list:"));
-    // pid 1's limits, but for a hard limit this session cannot raise.
-    std::vector<std::string> system = linesOf(read("/proc/1/limits"), "Max file size");
-    EXPECT_EQ(std::vector<std::string>(2, system.at(0)), logged("limits: Max file size"));
+    ::umask(mask);
     ::pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    ::close(1000);
 
-    EXPECT_EQ((std::vector<std::string>{"\t0000000000000000", "\t0000000000000000"}), logged("SigBlk:"));
+    std::string log = read(box->controlLog());
+    Names env = linesOf(log, "env: "), fds = linesOf(log, "fd: ");
+    std::sort(env.begin(), env.end());
+    EXPECT_EQ((Names{"LANG=C", "LANG=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", "PATH=/usr/sbin:/usr/bin:/sbin:/bin"}), env)
+        << log;
+    for (const std::string& fd : fds)
+        EXPECT_EQ(std::string::npos, fd.find("secret")) << "descriptor leaked: " << fd;
+    EXPECT_EQ(2, std::count(fds.begin(), fds.end(), "/dev/null")) << "standard input is /dev/null";
+    EXPECT_EQ(Names(2, "\t0\t0\t0\t0"), linesOf(log, "Uid:")) << log;
+    EXPECT_EQ(Names(2, " 0022"), linesOf(log, "umask:")) << log;
+    EXPECT_FALSE(fs::exists(marker)) << "a hostile program ran";
+    // Everything as a server started at boot has it.
+    EXPECT_EQ(Names(2, "nice 0 policy 0 oom 0 io none: prio 0 cwd /"), linesOf(log, "state: "));
+    EXPECT_EQ(Names(2, linesOf(read("/proc/1/status"), "Cpus_allowed_list:").at(0)), linesOf(log, "Cpus_allowed_list:"));
+    // pid 1's limits, but for a hard limit this session cannot raise.
+    EXPECT_EQ(Names(2, linesOf(read("/proc/1/limits"), "Max file size").at(0)), linesOf(log, "limits: Max file size"));
+    EXPECT_EQ(Names(2, "\t0000000000000000"), linesOf(log, "SigBlk:"));
     // Signals 32 and 33 belong to the C library: no program can set them,
     // and each program's library takes them over at start.
     constexpr unsigned long long kLibrarySignals = (1ULL << 31) | (1ULL << 32);
-    std::vector<std::string> ignored = logged("SigIgn:");
+    Names ignored = linesOf(log, "SigIgn:");
     ASSERT_EQ(ignored.size(), 2u);
     for (const std::string& mask : ignored)
         EXPECT_EQ(std::stoull(mask, nullptr, 16) & ~kLibrarySignals, 0u) << mask;
@@ -163,50 +125,22 @@ TEST_F(WebCheckEnvironmentTest, UnderSystemdStartStopAndRestartGoToTheServersUni
     for (const char* command : {"start", "stop", "restart", "graceful"})
         EXPECT_EQ(0, ctl(kNobody, command).status) << command;
     std::string unit = WebCheckSandbox::mainConfName() == "apache2.conf" ? "apache2.service" : "httpd.service";
-    EXPECT_EQ((std::vector<std::string>{"start " + unit, "stop " + unit, "restart " + unit}), logged("systemctl: "));
-    EXPECT_EQ((std::vector<std::string>{"graceful"}), logged("args: "));
+    std::string log = read(box->controlLog());
+    EXPECT_EQ((Names{"start " + unit, "stop " + unit, "restart " + unit}), linesOf(log, "systemctl: "));
+    EXPECT_EQ((Names{"graceful"}), linesOf(log, "args: "));
 }
 
 TEST_F(WebCheckEnvironmentTest, LoweredHardLimitsAreRaisedOrRefused)
 {
-    WebCheckSandbox::Options options;
-    options.uid = kNobody;
-    options.callerToken = true;
-    options.wrapper = {"/usr/bin/prlimit", "--fsize=1000", "--nofile=40"};
-    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
+    auto result = ctl(kNobody, "graceful", {"/usr/bin/prlimit", "--fsize=1000", "--nofile=40"});
     if (::prctl(PR_CAPBSET_READ, CAP_SYS_RESOURCE) == 1) {
         EXPECT_EQ(0, result.status) << result.err;
-        EXPECT_EQ(linesOf(read("/proc/1/limits"), "Max file size"), logged("limits: Max file size"));
+        EXPECT_EQ(linesOf(read("/proc/1/limits"), "Max file size"),
+                  linesOf(read(box->controlLog()), "limits: Max file size"));
     } else {
         // Root without CAP_SYS_RESOURCE cannot undo them: nothing runs.
         EXPECT_EQ(kNoRootRights, result.status) << result.err;
         EXPECT_NE(std::string::npos, result.err.find("resource limit")) << result.err;
         EXPECT_FALSE(controlRan());
     }
-}
-
-TEST_F(WebCheckEnvironmentTest, DescriptorsAreClosedWithoutCloseRange)
-{
-    // Above the descriptor limit the caller sets afterwards, so only a look
-    // at every open descriptor finds it.
-    std::string secret = box->path() + "/secret";
-    std::ofstream(secret) << "secret\n";
-    int opened = ::open(secret.c_str(), O_RDONLY);
-    ASSERT_LE(0, opened);
-    ASSERT_EQ(1000, ::dup2(opened, 1000));
-    ::close(opened);
-
-    WebCheckSandbox::Options options;
-    options.callerToken = true;
-    options.wrapper = {"/usr/bin/prlimit", "--nofile=40:"};
-    options.inChild = withoutCloseRange;
-    auto result = box->run({"-mypath", box->tool(), "-operation", "ctl", "-data", "graceful"}, options);
-    ::close(1000);
-    if (result.status == 122)
-        GTEST_SKIP() << "no seccomp filter here";
-    EXPECT_EQ(0, result.status) << result.err;
-    auto fds = logged("fd: ");
-    EXPECT_FALSE(fds.empty()) << read(box->controlLog());
-    for (const std::string& fd : fds)
-        EXPECT_EQ(std::string::npos, fd.find("secret")) << "descriptor leaked: " << fd;
 }

@@ -1,85 +1,166 @@
 #include "WebCheckFixture.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 // -file names the main configuration file or users/<login>.conf of the
 // caller's own login in the configuration folder, reached without symbolic
 // links; nothing else, for an authorized caller and for root alike.
-class WebCheckFileTest : public WebCheckFixture
+using WebCheckFileTest = WebCheckFixture;
+
+TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritableAndNotThroughLinks)
 {
-protected:
-    void expectRefused(const std::string& file, const std::string& why)
-    {
-        for (uid_t uid : {kNobody, uid_t(0)}) {
-            std::string data = std::filesystem::is_regular_file(file) ? repairData(file, uid)
-                                                                      : box->callerFile("data", "\n", uid);
+    std::string conf = box->confDir(), main = WebCheckSandbox::mainConfName();
+    fs::create_directories(conf + "/users/sub");
+    for (const char* name : {"envvars", "users/alice.conf", "users/nobody.conf.bak", "users/.hidden.conf", "users/sub/x.conf"})
+        std::ofstream(conf + "/" + name) << "# " << name << "\n";
+    // For one caller a link or a FIFO, for the other another user's file.
+    ::symlink(("../" + main).c_str(), (conf + "/users/nobody.conf").c_str());
+    ::mkfifo((conf + "/users/root.conf").c_str(), 0644);
+    std::string passwd = read("/etc/passwd"), before = read(box->mainConf());
+    auto expectRefused = [&](const std::string& file, const std::string& why) {
+        for (uid_t uid : kCallers) {
+            std::string data = fs::is_regular_file(file) ? repairData(file, uid) : box->callerFile("data", "\n", uid);
             auto result = webcheck(uid, file, data);
             EXPECT_EQ(kFileRefused, result.status) << "uid " << uid << ": " << why << " " << result.err;
         }
-    }
-};
-
-TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritable)
-{
-    std::string conf = box->confDir();
-    std::ofstream(conf + "/envvars") << "export APACHE_RUN_USER=www-data\n";
-    std::ofstream(conf + "/users/alice.conf") << "# alice\n";
-    std::ofstream(conf + "/users/nobody.conf.bak") << "# bak\n";
-    std::ofstream(conf + "/users/.hidden.conf") << "# hidden\n";
-    std::filesystem::create_directories(conf + "/users/sub");
-    std::ofstream(conf + "/users/sub/x.conf") << "# x\n";
-    // For one caller a link or a FIFO, for the other another user's file.
-    ::symlink(("../" + WebCheckSandbox::mainConfName()).c_str(), (conf + "/users/nobody.conf").c_str());
-    ::mkfifo((conf + "/users/root.conf").c_str(), 0644);
-    std::string passwd = read("/etc/passwd");
-    std::string main = read(box->mainConf());
-
-    expectRefused(conf + "/envvars", "envvars");
-    expectRefused("/etc/passwd", "/etc/passwd");
-    expectRefused(conf + "/../" + std::filesystem::path(conf).filename().string() + "/" + WebCheckSandbox::mainConfName(),
-                  "..");
-    expectRefused(conf + "/users/../" + WebCheckSandbox::mainConfName(), "users/..");
-    expectRefused(conf + "//" + WebCheckSandbox::mainConfName(), "//");
-    expectRefused(conf + "/./" + WebCheckSandbox::mainConfName(), "/./");
-    expectRefused(WebCheckSandbox::mainConfName(), "relative");
-    expectRefused("conf/" + WebCheckSandbox::mainConfName(), "relative with folder");
-    expectRefused(conf + "/users/alice.conf", "another user's file");
-    expectRefused(conf + "/users/nobody.conf", "symlink");
-    expectRefused(conf + "/users/missing.conf", "missing");
-    expectRefused(conf + "/users/.hidden.conf", "hidden");
-    expectRefused(conf + "/users/sub/x.conf", "deeper folder");
-    expectRefused(conf + "/users/.conf", "empty name");
-    expectRefused(conf + "/users/nobody.conf.bak", "other suffix");
-    expectRefused(conf + "/users/root.conf", "FIFO");
-    expectRefused(conf + "/" + WebCheckSandbox::mainConfName() + ".bak", "main file with a suffix");
+    };
+    const std::pair<std::string, const char*> cases[] = {
+        {conf + "/envvars", "envvars"},
+        {"/etc/passwd", "/etc/passwd"},
+        {conf + "/../" + fs::path(conf).filename().string() + "/" + main, ".."},
+        {conf + "/users/../" + main, "users/.."},
+        {conf + "//" + main, "//"},
+        {conf + "/./" + main, "/./"},
+        {main, "relative"},
+        {"conf/" + main, "relative with folder"},
+        {conf + "/users/alice.conf", "another user's file"},
+        {conf + "/users/nobody.conf", "symlink"},
+        {conf + "/users/missing.conf", "missing"},
+        {conf + "/users/.hidden.conf", "hidden"},
+        {conf + "/users/sub/x.conf", "deeper folder"},
+        {conf + "/users/.conf", "empty name"},
+        {conf + "/users/nobody.conf.bak", "other suffix"},
+        {conf + "/users/root.conf", "FIFO"},
+        {conf + "/" + main + ".bak", "main file with a suffix"},
+    };
+    for (const auto& [file, why] : cases)
+        expectRefused(file, why);
 
     EXPECT_EQ(passwd, read("/etc/passwd"));
-    EXPECT_EQ(main, read(box->mainConf()));
-    EXPECT_EQ("export APACHE_RUN_USER=www-data\n", read(conf + "/envvars"));
-    EXPECT_EQ("# alice\n", read(conf + "/users/alice.conf"));
-    EXPECT_TRUE(std::filesystem::is_symlink(conf + "/users/nobody.conf"));
-    EXPECT_EQ((std::vector<std::string>{}), strays(conf + "/users", {"alice.conf", ".hidden.conf", "sub", "nobody.conf",
-                                                                     "nobody.conf.bak", "root.conf"}));
+    EXPECT_EQ(before, read(box->mainConf()));
+    EXPECT_EQ("# envvars\n", read(conf + "/envvars"));
+    EXPECT_EQ("# users/alice.conf\n", read(conf + "/users/alice.conf"));
+    EXPECT_TRUE(fs::is_symlink(conf + "/users/nobody.conf"));
+    EXPECT_EQ((Names{}), strays(conf + "/users", {"alice.conf", ".hidden.conf", "sub", "nobody.conf",
+                                                  "nobody.conf.bak", "root.conf"}));
+
+    // The users folder and the main file as links to elsewhere.
+    std::string elsewhere = box->path() + "/elsewhere";
+    fs::create_directories(elsewhere);
+    for (const char* name : {"/nobody.conf", "/root.conf"})
+        std::ofstream(elsewhere + name) << "# elsewhere\n";
+    fs::remove_all(conf + "/users");
+    fs::remove(box->mainConf());
+    ASSERT_EQ(0, ::symlink(elsewhere.c_str(), (conf + "/users").c_str()));
+    ASSERT_EQ(0, ::symlink((elsewhere + "/nobody.conf").c_str(), box->mainConf().c_str()));
+    for (const std::string& file : {conf + "/users/nobody.conf", conf + "/users/root.conf", box->mainConf()})
+        expectRefused(file, "through a link");
+    for (const char* name : {"/nobody.conf", "/root.conf"})
+        EXPECT_EQ("# elsewhere\n", read(elsewhere + name));
+    EXPECT_TRUE(fs::is_symlink(box->mainConf()));
 }
 
-TEST_F(WebCheckFileTest, SymlinkedMainFileOrUsersFolderIsRefused)
+// -data is read as the caller: a regular file of the caller's, not through a
+// symbolic link, at most 1 MiB, without NUL bytes.
+TEST_F(WebCheckFileTest, DataIsAFileOfTheCallersOfAtMostOneMebibyte)
 {
-    std::string conf = box->confDir();
-    std::string elsewhere = box->path() + "/elsewhere";
-    std::filesystem::create_directories(elsewhere);
-    for (const char* name : {"nobody.conf", "root.conf"})
-        std::ofstream(elsewhere + "/" + name) << "# elsewhere\n";
-    std::filesystem::remove_all(conf + "/users");
-    ASSERT_EQ(0, ::symlink(elsewhere.c_str(), (conf + "/users").c_str()));
-    for (const char* name : {"nobody.conf", "root.conf"}) {
-        expectRefused(conf + "/users/" + name, "symlinked users folder");
-        EXPECT_EQ("# elsewhere\n", read(elsewhere + "/" + name));
+    std::string before = read(box->mainConf()), dir = box->callerDir();
+    std::string link = dir + "/link", fifo = dir + "/fifo", folder = dir + "/folder";
+    // The caller's own file, in a folder only root may enter.
+    std::string rootOnly = box->path() + "/rootonly", hidden = rootOnly + "/data";
+    ASSERT_EQ(0, ::mkdir(rootOnly.c_str(), 0700));
+    std::ofstream(hidden) << before << "\n";
+    ::symlink(box->callerFile("good", "ServerName good\n").c_str(), link.c_str());
+    ::mkfifo(fifo.c_str(), 0644);
+    fs::create_directories(folder);
+    for (const std::string& path : {link, fifo, folder, hidden})
+        ::lchown(path.c_str(), kNobody, kNobody);
+    const std::tuple<std::string, const char*, const char*> cases[] = {
+        {box->callerFile("rootowned", "ServerName root\n", 0), "owned by root", ""},
+        {link, "symlink", ""},
+        {fifo, "FIFO", ""},
+        {folder, "folder", ""},
+        {box->callerFile("big", std::string(1024 * 1024 + 1, 'x')), "over 1 MiB", ""},
+        {box->callerFile("nul", std::string("Listen 80\n\0evil\n", 16)), "NUL byte", ""},
+        {"caller/good", "relative", ""},
+        {"/etc/shadow", "unreadable for the caller", ""},
+        {"/dev/zero", "device", ""},
+        {dir + "/missing", "missing", ""},
+        {hidden, "where root could open it", "as the caller"},
+    };
+    for (const auto& [data, why, error] : cases) {
+        auto result = webcheck(kNobody, box->mainConf(), data);
+        EXPECT_EQ(kDataRefused, result.status) << why << " " << result.err;
+        EXPECT_NE(std::string::npos, result.err.find(error)) << result.err;
+    }
+    EXPECT_EQ(before, read(box->mainConf()));
+    EXPECT_EQ(Names{}, strays());
+
+    // The same file is taken from root, who may enter the folder; and exactly 1 MiB is accepted.
+    ASSERT_EQ(0, ::chown(hidden.c_str(), 0, 0));
+    auto result = webcheck(0, box->mainConf(), hidden);
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ(before + "\n", read(box->mainConf()));
+    std::string current(1024 * 1024 - 1, 'x');
+    current.back() = '\n';
+    std::ofstream(box->mainConf()) << current;
+    result = webcheck(kNobody, box->mainConf(), box->callerFile("full", current + "\n"));
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ(current + "\n", read(box->mainConf()));
+}
+
+TEST_F(WebCheckFileTest, OnlyTheRepairOfTheCurrentContentIsWritten)
+{
+    std::string debian = read("/etc/apache2/apache2.conf");
+    if (debian.find("AllowOverride None") == std::string::npos)
+        GTEST_SKIP() << "no Debian apache2.conf";
+    // Accepted: the core's own repair of Debian's main file and of a users
+    // file of the caller's.
+    std::string users = "<Directory \"/home/ann/public_html/\">\n    AllowOverride None\n</Directory>\n";
+    for (uid_t uid : kCallers) {
+        std::string own = box->confDir() + "/users/" + (uid == 0 ? "root" : "nobody") + ".conf";
+        for (const auto& [file, text] : {std::pair{box->mainConf(), debian}, std::pair{own, users}}) {
+            std::ofstream(file) << text;
+            std::string data = repairData(file, uid);
+            auto result = webcheck(uid, file, data);
+            EXPECT_EQ(0, result.status) << "uid " << uid << " " << file << ": " << result.err;
+            EXPECT_EQ(read(data), read(file));
+            EXPECT_NE(text + "\n", read(file)) << "nothing was repaired";
+        }
     }
 
-    std::filesystem::remove(box->mainConf());
-    ASSERT_EQ(0, ::symlink((elsewhere + "/nobody.conf").c_str(), box->mainConf().c_str()));
-    expectRefused(box->mainConf(), "symlinked main file");
-    EXPECT_EQ("# elsewhere\n", read(elsewhere + "/nobody.conf"));
-    EXPECT_TRUE(std::filesystem::is_symlink(box->mainConf()));
+    // Refused: anything else, the file untouched.
+    std::ofstream(box->mainConf()) << debian;
+    std::string repaired = read(repairData(box->mainConf()));
+    auto replaced = [&](const std::string& what, const std::string& with) {
+        std::string text = repaired;
+        return text.replace(text.find(what), what.size(), with);
+    };
+    const std::pair<const char*, std::string> cases[] = {
+        {"a module added", repaired + "LoadModule evil_module /tmp/evil.so\n"},
+        {"a piped error log", replaced("ErrorLog ", "ErrorLog \"|/usr/bin/id\" ")},
+        {"a repaired line changed", replaced("AllowOverride All", "AllowOverride All Options=ExecCGI")},
+        {"a line added in a block", replaced("AllowOverride All", "AllowOverride All\nOptions +ExecCGI")},
+        {"a line removed", repaired.substr(repaired.find('\n') + 1)},
+        {"the current content", debian},
+        {"another line feed", repaired + "\n"},
+        {"the repair of another file", "ServerName localhost\n\n"},
+        {"empty", ""},
+    };
+    for (uid_t uid : kCallers) {
+        for (const auto& [what, data] : cases) {
+            auto result = webcheck(uid, box->mainConf(), box->callerFile("data", data, uid));
+            EXPECT_EQ(kNotARepair, result.status) << "uid " << uid << ": " << what << " " << result.err;
+        }
+    }
+    EXPECT_EQ(debian, read(box->mainConf()));
+    EXPECT_EQ(Names{}, strays());
 }

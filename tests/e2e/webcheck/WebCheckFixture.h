@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KLApacheController.h"
+#include "TempDir.h"
 #include "WebCheckSandbox.h"
 
 #include <gtest/gtest.h>
@@ -8,18 +9,23 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
 
 // A set-user-ID root copy of the test build with stubs, attacked as nobody
 // (65534) and as root. Needs root; without it the test reports a skip (77).
 class WebCheckFixture : public ::testing::Test
 {
 protected:
+    using Run = WebCheckSandbox::Run;
+    using Names = std::vector<std::string>;
     static constexpr uid_t kNobody = WebCheckSandbox::kNobody;
+    static constexpr uid_t kCallers[] = {kNobody, 0};
     static constexpr int kUsage = 1, kTokenRefused = 3, kFileRefused = 4, kDataRefused = 5, kReplaceFailed = 6,
-                         kNotAuthorized = 7, kControlFailed = 8, kNoRootRights = 9,
-                         kModuleRefused = 10, kNotARepair = 11;
+                         kNotAuthorized = 7, kControlFailed = 8, kNoRootRights = 9, kModuleRefused = 10,
+                         kNotARepair = 11;
 
     void SetUp() override
     {
@@ -28,24 +34,22 @@ protected:
         box->installSetUID();
     }
 
-    WebCheckSandbox::Run ctl(uid_t uid, const std::string& command)
-    {
-        return run(uid, {"-mypath", box->tool(), "-operation", "ctl", "-data", command});
-    }
-    WebCheckSandbox::Run webcheck(uid_t uid, const std::string& file, const std::string& data)
-    {
-        return run(uid, {"-mypath", box->tool(), "-operation", "webcheck", "-file", file, "-data", data});
-    }
-    WebCheckSandbox::Run module(uid_t uid, const std::string& name)
-    {
-        return run(uid, {"-mypath", box->tool(), "-operation", "module", "-data", name});
-    }
-    WebCheckSandbox::Run run(uid_t uid, const std::vector<std::string>& args)
+    // The tool run by uid with the token it expects, through the wrapper if any.
+    Run run(uid_t uid, const Names& args, const Names& wrapper = {}, const std::function<void()>& inChild = {})
     {
         WebCheckSandbox::Options options;
         options.uid = uid;
         options.callerToken = true;
+        options.wrapper = wrapper;
+        options.inChild = inChild;
         return box->run(args, options);
+    }
+    Names ctlArgs(const std::string& command) const { return {"-mypath", box->tool(), "-operation", "ctl", "-data", command}; }
+    Run ctl(uid_t uid, const std::string& command, const Names& wrapper = {}) { return run(uid, ctlArgs(command), wrapper); }
+    Run module(uid_t uid, const std::string& name) { return run(uid, {"-mypath", box->tool(), "-operation", "module", "-data", name}); }
+    Run webcheck(uid_t uid, const std::string& file, const std::string& data, const Names& wrapper = {})
+    {
+        return run(uid, {"-mypath", box->tool(), "-operation", "webcheck", "-file", file, "-data", data}, wrapper);
     }
     // The repair Fendrel makes of file (the core's own), as a data file of uid's.
     std::string repairData(const std::string& file, uid_t uid = kNobody, const std::string& name = "repair")
@@ -57,23 +61,26 @@ protected:
         return path;
     }
 
-    bool controlRan() const { return std::filesystem::exists(box->controlLog()); }
-    static std::string read(const std::string& path)
+    bool controlRan() const { return fs::exists(box->controlLog()); }
+    static std::string read(const std::string& path) { return readFile(path); }
+    static void expectStat(const std::string& path, uid_t uid, gid_t gid, mode_t mode)
     {
-        std::ifstream in(path, std::ios::binary);
-        std::ostringstream s;
-        s << in.rdbuf();
-        return s.str();
+        struct stat st{};
+        ASSERT_EQ(0, ::stat(path.c_str(), &st)) << path;
+        EXPECT_EQ(uid, st.st_uid) << path;
+        EXPECT_EQ(gid, st.st_gid) << path;
+        EXPECT_EQ(mode, st.st_mode & 07777) << path;
     }
-    // Everything in a folder but the named entries.
-    static std::vector<std::string> strays(const std::string& folder, const std::vector<std::string>& expected)
+    // Everything in a folder but the named entries; by default the
+    // configuration folder's own, so that no temporary file was left.
+    Names strays(std::string folder = {}, Names expected = {}) const
     {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            std::string name = entry.path().filename().string();
-            if (std::find(expected.begin(), expected.end(), name) == expected.end())
-                found.push_back(name);
-        }
+        if (folder.empty())
+            folder = box->confDir(), expected = {WebCheckSandbox::mainConfName(), "users"};
+        Names found;
+        for (const auto& entry : fs::directory_iterator(folder))
+            if (std::find(expected.begin(), expected.end(), entry.path().filename()) == expected.end())
+                found.push_back(entry.path().filename());
         return found;
     }
 

@@ -3,40 +3,25 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <regex>
 
-namespace {
-
-// polkit's own DTD, as polkitd installs it.
-std::string polkitDtd()
-{
-    for (const char* folder : {"/usr/share/polkit-1", "/usr/local/share/polkit-1"}) {
-        std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
-            if (entry.path().extension() == ".dtd")
-                return entry.path().string();
-    }
-    return {};
-}
-
-int xmllint(const std::string& dtd, const std::string& file)
-{
-    std::string command = "xmllint --noout --nonet --dtdvalid '" + dtd + "' '" + file + "' 2>/dev/null";
-    int status = std::system(command.c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-} // namespace
-
 TEST(WebCheckPolicyTest, PolicyValidatesAgainstPolkitsDtd)
 {
-    std::string dtd = polkitDtd();
+    // polkit's own DTD, as polkitd installs it.
+    std::string dtd;
+    std::error_code ec;
+    for (const char* folder : {"/usr/share/polkit-1", "/usr/local/share/polkit-1"})
+        for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+            if (entry.path().extension() == ".dtd")
+                dtd = entry.path().string();
     ASSERT_FALSE(dtd.empty()) << "polkit's DTD is missing: install polkitd (scripts/install-deps)";
+    auto xmllint = [&](const std::string& file) {
+        return std::system(("xmllint --noout --nonet --dtdvalid '" + dtd + "' '" + file + "' 2>/dev/null").c_str());
+    };
     auto policy = KLBundle::main().pathForResource("com.quillmoor.fendrel", "policy");
     ASSERT_TRUE(policy);
-    EXPECT_EQ(0, xmllint(dtd, *policy));
+    EXPECT_EQ(0, xmllint(*policy));
 
     std::string text = readFile(*policy);
     // Each message says in plain words what its right allows.
@@ -54,5 +39,5 @@ TEST(WebCheckPolicyTest, PolicyValidatesAgainstPolkitsDtd)
     // The check itself must be able to fail: a policy without defaults.
     TempDir dir;
     std::string broken = dir.write("broken.policy", std::regex_replace(text, std::regex("<defaults>[^]*?</defaults>"), ""));
-    EXPECT_NE(0, xmllint(dtd, broken));
+    EXPECT_NE(0, xmllint(broken));
 }
