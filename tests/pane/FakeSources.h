@@ -2,13 +2,18 @@
 
 #include "KLOutlineDataSource.h"
 #include "KLTableDataSource.h"
+#include "QtColumn.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
-// A table of names with a check box column "active" and a text column
-// "name"; records what the view sends it.
+// The columns the fakes below answer for: a check box "active" and a name.
+inline QtColumns tableColumns() { return {{"active", "", QtColumn::Kind::Check}, {"name", "Name", QtColumn::Kind::Text, true}}; }
+inline QtColumns outlineColumns() { return {{"group", "Group", QtColumn::Kind::Text, true}, {"active", "", QtColumn::Kind::Check}}; }
+
+// A table of names; records what the view sends it.
 class FakeTableSource : public KLTableDataSource
 {
 public:
@@ -17,23 +22,19 @@ public:
         std::string name;
         bool active = false;
     };
+    Row& at(int row) { return rows.at(static_cast<std::size_t>(row)); }
 
     int numberOfRows(KLListView&) override { return static_cast<int>(rows.size()); }
     KLPlist objectValue(KLListView&, const std::string& column, int row) override
     {
-        const Row& r = rows.at(static_cast<std::size_t>(row));
-        if (column == "active")
-            return r.active;
-        return r.name;
+        return column == "active" ? KLPlist(at(row).active) : KLPlist(at(row).name);
     }
     void setObjectValue(KLListView& view, const KLPlist& value, const std::string& column, int row) override
     {
-        Row& r = rows.at(static_cast<std::size_t>(row));
         if (column == "active")
-            r.active = value.boolReading().value_or(false);
+            at(row).active = value.boolReading().value_or(false);
         else
-            r.name = value.description();
-        ++sets;
+            at(row).name = value.description();
         if (reloadOnSet)
             view.reloadData();
     }
@@ -45,26 +46,23 @@ public:
         if (column == "name")
             cell.imageName = "genericuser";
     }
+    // Row 0 (the pseudo-user) is never dragged.
     bool writeRows(KLListView&, const std::vector<int>& rowList, KLPasteboard& pasteboard) override
     {
         if (rowList.empty() || rowList.front() == 0)
             return false;
         pasteboard.declareTypes({KLPasteboard::kFendrelUserType});
-        return pasteboard.setString(rows.at(static_cast<std::size_t>(rowList.front())).name,
-                                    KLPasteboard::kFendrelUserType);
+        return pasteboard.setString(at(rowList.front()).name, KLPasteboard::kFendrelUserType);
     }
-    std::string summaryTextForRow(int row) override { return rows.at(static_cast<std::size_t>(row)).name + " "; }
+    std::string summaryTextForRow(int row) override { return at(row).name + " "; }
 
     std::vector<Row> rows;
-    bool checksEnabled = true;
-    bool editable = true;
-    bool reloadOnSet = false;
-    int sets = 0;
+    bool checksEnabled = true, editable = true, reloadOnSet = false;
 };
 
-// A tree of named nodes (groups with members); the column "group" is the
-// name, "active" a check box. Drops of "KLFendrelUser" onto a group add a
-// member; names that exist already (any case) are refused by validation.
+// Groups with members; "group" is the name, "active" a check box members do
+// not show. A user dropped onto a group joins it; validation refuses a group
+// name that exists already in any case.
 class FakeOutlineSource : public KLOutlineDataSource
 {
 public:
@@ -72,44 +70,25 @@ public:
     {
         std::string name;
         bool active = false;
-        Node* parent = nullptr;
         std::vector<std::unique_ptr<Node>> children;
         bool isGroup = true;
     };
 
-    Node* addGroup(const std::string& name)
+    Node* add(Node* parent, const std::string& name, bool isGroup)
     {
-        root.children.push_back(std::make_unique<Node>());
-        Node* node = root.children.back().get();
-        node->name = name;
-        node->parent = &root;
-        return node;
+        parent->children.push_back(std::make_unique<Node>(Node{name, false, {}, isGroup}));
+        return parent->children.back().get();
     }
-    Node* addMember(Node* group, const std::string& name)
-    {
-        group->children.push_back(std::make_unique<Node>());
-        Node* node = group->children.back().get();
-        node->name = name;
-        node->parent = group;
-        node->isGroup = false;
-        return node;
-    }
-    Node* nodeOf(KLItem item) const { return item ? static_cast<Node*>(item) : const_cast<Node*>(&root); }
+    Node* addGroup(const std::string& name) { return add(&root, name, true); }
+    Node* addMember(Node* group, const std::string& name) { return add(group, name, false); }
+    Node* nodeOf(KLItem item) { return item ? static_cast<Node*>(item) : &root; }
 
-    int numberOfChildren(KLListView&, KLItem item) override
-    {
-        return static_cast<int>(nodeOf(item)->children.size());
-    }
-    KLItem child(KLListView&, int index, KLItem item) override
-    {
-        return nodeOf(item)->children.at(static_cast<std::size_t>(index)).get();
-    }
+    int numberOfChildren(KLListView&, KLItem item) override { return static_cast<int>(nodeOf(item)->children.size()); }
+    KLItem child(KLListView&, int index, KLItem item) override { return nodeOf(item)->children.at(static_cast<std::size_t>(index)).get(); }
     bool isItemExpandable(KLListView&, KLItem item) override { return nodeOf(item)->isGroup; }
     KLPlist objectValue(KLListView&, const std::string& column, KLItem item) override
     {
-        if (column == "active")
-            return nodeOf(item)->active;
-        return nodeOf(item)->name;
+        return column == "active" ? KLPlist(nodeOf(item)->active) : KLPlist(nodeOf(item)->name);
     }
     void setObjectValue(KLListView& view, const KLPlist& value, const std::string& column, KLItem item) override
     {
@@ -117,25 +96,16 @@ public:
             nodeOf(item)->active = value.boolReading().value_or(false);
         else
             nodeOf(item)->name = value.description();
-        ++sets;
         if (reloadOnSet)
             view.reloadData();
     }
-    bool shouldEdit(KLListView&, const std::string& column, KLItem item) override
-    {
-        return column == "group" && nodeOf(item)->isGroup;
-    }
-    // Members have no check box.
+    bool shouldEdit(KLListView&, const std::string& column, KLItem item) override { return column == "group" && nodeOf(item)->isGroup; }
     void willDisplayCell(KLListView&, KLCell& cell, const std::string& column, KLItem item) override
     {
         if (column == "active" && !nodeOf(item)->isGroup)
             cell.transparent = true;
     }
-    bool shouldSelectItem(KLListView&, KLItem item) override
-    {
-        ++selectionQuestions;
-        return !refuseSelection || nodeOf(item) == allowed;
-    }
+    bool shouldSelectItem(KLListView&, KLItem) override { return ++selectionQuestions, !refuseSelection; }
     void selectionDidChange(KLListView&) override { ++selectionChanges; }
     void itemWillExpand(KLListView&, KLItem item) override { expandedNames.push_back(nodeOf(item)->name); }
 
@@ -143,22 +113,16 @@ public:
     bool validateText(KLListView&, const std::string& text) override
     {
         validated.push_back(text);
-        for (const auto& group : root.children) {
-            std::string a = group->name, b = text;
-            for (auto& c : a)
-                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            for (auto& c : b)
-                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            if (a == b)
-                return false;
-        }
-        return true;
+        auto lower = [](std::string s) {
+            std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+            return s;
+        };
+        return std::none_of(root.children.begin(), root.children.end(),
+                            [&](const auto& group) { return lower(group->name) == lower(text); });
     }
-
     KLDragOperation validateDrop(KLListView&, const KLPasteboard& pasteboard, KLItem item, int childIndex) override
     {
-        bool ok = item && nodeOf(item)->isGroup && childIndex == -1 &&
-                  pasteboard.stringForType(KLPasteboard::kFendrelUserType).has_value();
+        bool ok = item && nodeOf(item)->isGroup && childIndex == -1 && pasteboard.stringForType(KLPasteboard::kFendrelUserType);
         return ok ? KLDragOperation::Copy : KLDragOperation::None;
     }
     bool acceptDrop(KLListView& view, const KLPasteboard& pasteboard, KLItem item, int) override
@@ -169,12 +133,7 @@ public:
     }
 
     Node root;
-    bool refuseSelection = false;
-    bool reloadOnSet = false;
-    Node* allowed = nullptr;
-    int sets = 0;
-    int selectionQuestions = 0;
-    int selectionChanges = 0;
-    std::vector<std::string> validated;
-    std::vector<std::string> expandedNames;
+    bool refuseSelection = false, reloadOnSet = false;
+    int selectionQuestions = 0, selectionChanges = 0;
+    std::vector<std::string> validated, expandedNames;
 };

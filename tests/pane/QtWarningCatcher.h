@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QString>
 #include <QStringList>
 #include <QtGlobal>
 
@@ -9,34 +8,22 @@
 class QtWarningCatcher
 {
 public:
-    QtWarningCatcher()
-    {
-        caught().clear();
-        previous() = qInstallMessageHandler(&QtWarningCatcher::handle);
-    }
-    ~QtWarningCatcher() { qInstallMessageHandler(previous()); }
+    QtWarningCatcher() { caught_.clear(), previous_ = qInstallMessageHandler(&QtWarningCatcher::handle); }
+    ~QtWarningCatcher() { qInstallMessageHandler(previous_); }
     QtWarningCatcher(const QtWarningCatcher&) = delete;
     QtWarningCatcher& operator=(const QtWarningCatcher&) = delete;
 
     // The warnings so far that contain this text.
-    QStringList containing(const QString& text) const { return caught().filter(text); }
+    QStringList containing(const QString& text) const { return caught_.filter(text); }
 
 private:
-    static QStringList& caught()
-    {
-        static QStringList warnings;
-        return warnings;
-    }
-    static QtMessageHandler& previous()
-    {
-        static QtMessageHandler handler = nullptr;
-        return handler;
-    }
     static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message)
     {
         if (type == QtWarningMsg)
-            caught() << message;
-        if (previous())
-            previous()(type, context, message);
+            caught_ << message;
+        if (previous_)
+            previous_(type, context, message);
     }
+    static inline QStringList caught_;
+    static inline QtMessageHandler previous_ = nullptr;
 };

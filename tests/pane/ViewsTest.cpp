@@ -8,7 +8,6 @@
 #include "QtTableModel.h"
 #include "QtWarningCatcher.h"
 
-#include <QApplication>
 #include <QLineEdit>
 #include <QSignalSpy>
 #include <QTest>
@@ -17,262 +16,202 @@
 
 namespace {
 
-QtColumns tableColumns()
-{
-    return {{"active", "", QtColumn::Kind::Check}, {"name", "Name", QtColumn::Kind::Text, true}};
-}
-
-QtColumns outlineColumns()
-{
-    return {{"group", "Group", QtColumn::Kind::Text, true}, {"active", "", QtColumn::Kind::Check}};
-}
-
-QLineEdit* openEditor(QAbstractItemView& view)
-{
-    return view.findChild<QLineEdit*>();
-}
-
-TEST(KLTableViewTest, DeleteKeyAsksThePaneWithTheSelectedRowOrMinusOne)
-{
-    FakePaneContext pane;
-    FakeTableSource source;
-    source.rows = {{"Any Valid User"}, {"alice"}, {"bob"}};
-    KLTableView view("userTable", tableColumns());
-    view.setDataSource(&source);
-    view.show();
-
-    QTest::keyClick(&view, Qt::Key_Delete);
-    view.selectRow(2, false);
-    QTest::keyClick(&view, Qt::Key_Backspace);
-    ASSERT_EQ(pane.deletedRows.size(), 2u);
-    EXPECT_EQ(pane.deletedRows[0].first, static_cast<KLListView*>(&view));
-    EXPECT_EQ(pane.deletedRows[0].second, -1);
-    EXPECT_EQ(pane.deletedRows[1].second, 2);
-    QTest::keyClick(&view, Qt::Key_Delete, Qt::ControlModifier);
-    EXPECT_EQ(pane.deletedRows.size(), 2u) << "a modified key is no delete";
-}
-
-TEST(KLTableViewTest, ReturnEndsTheEditAndKeepsTheRowSelected)
-{
-    FakePaneContext pane;
-    FakeTableSource source;
-    source.rows = {{"one"}, {"two"}, {"three"}};
-    KLTableView view("addressTable", tableColumns());
-    view.setDataSource(&source);
-    view.show();
-    view.selectRow(1, false);
-    view.editColumn("name", 1);
-    QLineEdit* editor = openEditor(view);
-    ASSERT_TRUE(editor);
-    EXPECT_EQ(editor->selectedText(), "two") << "the text is selected for typing over";
-    QTest::keyClicks(editor, "deux");
-    QTest::keyClick(editor, Qt::Key_Return);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
-    EXPECT_EQ(source.rows[1].name, "deux");
-    EXPECT_EQ(view.selectedRow(), 1);
-    EXPECT_EQ(view.selectedRows(), std::vector<int>{1});
-    EXPECT_TRUE(pane.deletedRows.empty()) << "keys typed into the editor are not the list's";
-}
-
-TEST(KLTableViewTest, SelectionSurvivesAReloadAndIsReportedOnlyWhenItMoves)
-{
-    FakeTableSource source;
-    source.rows = {{"a"}, {"b"}, {"c"}};
-    KLTableView view("userTable", tableColumns());
-    view.setDataSource(&source);
-    QSignalSpy changes(&view, &KLTableView::selectionDidChange);
-    view.selectRow(2, false);
-    EXPECT_EQ(changes.count(), 1);
-    view.reloadData();
-    EXPECT_EQ(view.selectedRow(), 2);
-    EXPECT_EQ(changes.count(), 1);
-    source.rows.pop_back();
-    view.reloadData();
-    EXPECT_EQ(view.selectedRow(), -1) << view.selectedRows().size();
-    EXPECT_EQ(changes.count(), 2);
-}
-
-TEST(KLTableViewTest, TheDragImageIsTheSummaryTextInTwelvePointSystemFont)
-{
-    FakeTableSource source;
-    source.rows = {{"Any Valid User"}, {"alice"}};
-    KLTableView view("userTable", tableColumns());
-    view.setDataSource(&source);
-    QPixmap image = view.dragImageForRows({1});
-    QFont font = QApplication::font();
-    font.setPointSize(12);
-    QFontMetrics metrics(font);
-    EXPECT_EQ(image.deviceIndependentSize().toSize(), QSize(metrics.horizontalAdvance("alice "), metrics.height()));
-    QImage pixels = image.toImage();
-    EXPECT_EQ(qAlpha(pixels.pixel(pixels.width() - 1, 0)), 0) << "the background is transparent";
-    bool inked = false;
-    for (int x = 0; x < pixels.width() && !inked; ++x)
-        for (int y = 0; y < pixels.height() && !inked; ++y)
-            inked = qAlpha(pixels.pixel(x, y)) > 0;
-    EXPECT_TRUE(inked);
-}
-
-class KLOutlineViewTest : public ::testing::Test
+// A users table and a groups outline (staff with alice, guests) over fakes.
+class ViewsTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        staff = source.addGroup("staff");
-        source.addMember(staff, "alice");
-        guests = source.addGroup("guests");
-        view.setDataSource(&source);
-        view.resize(300, 200);
-        view.show();
+        table.rows = {{"Any Valid User"}, {"alice"}, {"bob"}};
+        users.setDataSource(&table);
+        staff = tree.addGroup("staff");
+        tree.addMember(staff, "alice");
+        guests = tree.addGroup("guests");
+        groups.setDataSource(&tree);
+        groups.resize(300, 200);
+        groups.show();
     }
+    QLineEdit* editor(QAbstractItemView& view) { return view.findChild<QLineEdit*>(); }
+    // Edits the row's name, types the text and ends with the key.
+    void typeName(KLListView& view, QAbstractItemView& widget, const char* column, int row, const char* text, Qt::Key key)
+    {
+        view.editColumn(column, row);
+        QLineEdit* field = editor(widget);
+        ASSERT_TRUE(field);
+        field->setText(text);
+        QTest::keyClick(field, key);
+        PaneTestApp::settle();
+    }
+    template <class View> bool waitEdited(View& view) { return PaneTestApp::waitFor([&] { return !view.isEditing(); }); }
+
     FakePaneContext pane;
-    FakeOutlineSource source;
-    FakeOutlineSource::Node* staff = nullptr;
-    FakeOutlineSource::Node* guests = nullptr;
-    KLOutlineView view{"groupOutline", outlineColumns()};
+    FakeTableSource table;
+    KLTableView users{"userTable", tableColumns()};
+    FakeOutlineSource tree;
+    FakeOutlineSource::Node *staff = nullptr, *guests = nullptr;
+    KLOutlineView groups{"groupOutline", outlineColumns()};
 };
 
-TEST_F(KLOutlineViewTest, RowsCountWhatIsShown)
+TEST_F(ViewsTest, DeleteKeyAsksThePaneWithTheSelectedRowOrMinusOne)
 {
-    EXPECT_EQ(view.numberOfRows(), 2);
-    view.expandItem(staff);
-    EXPECT_TRUE(view.isItemExpanded(staff));
-    EXPECT_EQ(view.numberOfRows(), 3);
-    EXPECT_EQ(view.itemAtRow(1), staff->children[0].get());
-    EXPECT_EQ(view.rowForItem(guests), 2);
-    EXPECT_EQ(view.itemAtRow(3), nullptr);
-    EXPECT_EQ(source.expandedNames, std::vector<std::string>{"staff"});
+    users.show();
+    QTest::keyClick(&users, Qt::Key_Delete);
+    users.selectRow(2, false);
+    QTest::keyClick(&users, Qt::Key_Backspace);
+    QTest::keyClick(&users, Qt::Key_Delete, Qt::ControlModifier); // a modified key is no delete
+    groups.selectRow(1, false);
+    groups.setFocus();
+    QTest::keyClick(&groups, Qt::Key_Delete);
+    using Asked = std::pair<KLListView*, int>;
+    EXPECT_EQ(pane.deletedRows, (std::vector<Asked>{{&users, -1}, {&users, 2}, {&groups, 1}}));
 }
 
-TEST_F(KLOutlineViewTest, ReturnWithARefusedNameKeepsTheEditorOpen)
+TEST_F(ViewsTest, ReturnEndsATableEditAndKeepsTheRowSelected)
 {
-    view.selectRow(1, false);
-    view.editColumn("group", 1);
-    QLineEdit* editor = openEditor(view);
-    ASSERT_TRUE(editor);
-    editor->setText("STAFF");
-    QTest::keyClick(editor, Qt::Key_Return);
-    PaneTestApp::settle();
-    ASSERT_FALSE(source.validated.empty());
-    EXPECT_EQ(source.validated.back(), "STAFF");
-    EXPECT_TRUE(view.isEditing());
-    EXPECT_EQ(openEditor(view), editor);
-    EXPECT_EQ(editor->text(), "STAFF") << "the refused name stays for correcting";
+    users.show();
+    users.selectRow(1, false);
+    users.editColumn("name", 1);
+    ASSERT_TRUE(editor(users));
+    EXPECT_EQ(editor(users)->selectedText(), "alice") << "the text is selected for typing over";
+    QTest::keyClicks(editor(users), "ally");
+    QTest::keyClick(editor(users), Qt::Key_Return);
+    ASSERT_TRUE(waitEdited(users));
+    EXPECT_EQ(table.rows[1].name, "ally");
+    EXPECT_EQ(users.selectedRows(), std::vector<int>{1});
+    EXPECT_EQ(users.selectedRow(), 1);
+    EXPECT_TRUE(pane.deletedRows.empty()) << "keys typed into the editor are not the list's";
+}
+
+TEST_F(ViewsTest, SelectionSurvivesAReloadAndIsReportedOnlyWhenItMoves)
+{
+    QSignalSpy changes(&users, &KLTableView::selectionDidChange);
+    users.selectRow(2, false);
+    users.reloadData();
+    EXPECT_EQ(users.selectedRow(), 2);
+    EXPECT_EQ(changes.count(), 1);
+    table.rows.pop_back();
+    users.reloadData();
+    EXPECT_EQ(users.selectedRow(), -1);
+    EXPECT_EQ(changes.count(), 2);
+
+    groups.expandItem(staff);
+    groups.selectRow(2, false);
+    int before = tree.selectionChanges;
+    groups.reloadData();
+    EXPECT_TRUE(groups.isItemExpanded(staff)) << "open groups stay open";
+    EXPECT_EQ(groups.selectedRow(), 2);
+    EXPECT_EQ(tree.selectionChanges, before);
+}
+
+TEST_F(ViewsTest, TheDragImageIsTheSummaryTextInTwelvePointSystemFont)
+{
+    QImage pixels = users.dragImageForRows({1}).toImage();
+    QFont font = QApplication::font();
+    font.setPointSize(12);
+    QFontMetrics metrics(font);
+    EXPECT_EQ(users.dragImageForRows({1}).deviceIndependentSize().toSize(),
+              QSize(metrics.horizontalAdvance("alice "), metrics.height()));
+    EXPECT_EQ(qAlpha(pixels.pixel(pixels.width() - 1, 0)), 0) << "the background is transparent";
+    bool inked = false;
+    for (int x = 0; x < pixels.width(); ++x)
+        for (int y = 0; y < pixels.height(); ++y)
+            inked = inked || qAlpha(pixels.pixel(x, y)) > 0;
+    EXPECT_TRUE(inked);
+}
+
+TEST_F(ViewsTest, OutlineRowsCountWhatIsShown)
+{
+    EXPECT_EQ(groups.numberOfRows(), 2);
+    groups.expandItem(staff);
+    EXPECT_TRUE(groups.isItemExpanded(staff));
+    EXPECT_EQ(groups.numberOfRows(), 3);
+    EXPECT_EQ(groups.itemAtRow(1), staff->children[0].get());
+    EXPECT_EQ(groups.rowForItem(guests), 2);
+    EXPECT_EQ(groups.itemAtRow(3), nullptr);
+    EXPECT_EQ(tree.expandedNames, std::vector<std::string>{"staff"});
+}
+
+TEST_F(ViewsTest, ARefusedNameKeepsTheEditorAndEscapeDropsTheEditUnasked)
+{
+    groups.selectRow(1, false);
+    typeName(groups, groups, "group", 1, "STAFF", Qt::Key_Return);
+    EXPECT_EQ(tree.validated, std::vector<std::string>{"STAFF"});
+    ASSERT_TRUE(groups.isEditing());
+    EXPECT_EQ(editor(groups)->text(), "STAFF") << "the refused name stays for correcting";
     EXPECT_EQ(guests->name, "guests");
-
-    editor->setText("visitors");
-    QTest::keyClick(editor, Qt::Key_Return);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
+    editor(groups)->setText("visitors");
+    QTest::keyClick(editor(groups), Qt::Key_Return);
+    ASSERT_TRUE(waitEdited(groups));
     EXPECT_EQ(guests->name, "visitors");
-    EXPECT_EQ(view.selectedRow(), 1);
-}
+    EXPECT_EQ(groups.selectedRow(), 1);
 
-TEST_F(KLOutlineViewTest, ASourceThatReloadsWhileStoringTheNameLeavesTheFocusInTheList)
-{
-    QtWarningCatcher warnings;
-    source.reloadOnSet = true;
-    view.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&view));
-    view.selectRow(0, false);
-    view.editColumn("group", 0);
-    QLineEdit* editor = openEditor(view);
-    ASSERT_TRUE(editor);
-    ASSERT_EQ(QApplication::focusWidget(), editor);
-    editor->setText("crew");
-    QTest::keyClick(editor, Qt::Key_Return);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
-    EXPECT_EQ(staff->name, "crew");
-    EXPECT_EQ(view.selectedRow(), 0);
-    EXPECT_EQ(QApplication::focusWidget(), &view);
-
-    // Tab ends the edit the usual way: the next row's name is edited.
-    view.editColumn("group", 0);
-    editor = openEditor(view);
-    ASSERT_TRUE(editor);
-    editor->setText("team");
-    QTest::keyClick(editor, Qt::Key_Tab);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return view.isEditing() && openEditor(view) != editor; }));
-    EXPECT_EQ(staff->name, "team");
-    EXPECT_EQ(view.selectedRow(), 1);
-    ASSERT_TRUE(openEditor(view));
-    EXPECT_EQ(openEditor(view)->text(), "guests");
-    EXPECT_EQ(warnings.containing("does not belong to this view"), QStringList());
-}
-
-TEST_F(KLOutlineViewTest, TheEditKeyRenamesTheRowWhicheverColumnIsCurrent)
-{
-    view.selectRow(0, false);
-    view.setFocus();
-    view.setCurrentIndex(view.indexAtRow(0, 1)); // the check box column
-    QTest::keyClick(&view, Qt::Key_F2);
-    ASSERT_TRUE(view.isEditing());
-    QLineEdit* editor = openEditor(view);
-    ASSERT_TRUE(editor);
-    EXPECT_EQ(editor->text(), "staff");
-    QTest::keyClick(editor, Qt::Key_Escape);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
-
-    view.expandItem(staff);
-    view.setCurrentIndex(view.indexAtRow(1, 1)); // alice, a member
-    QTest::keyClick(&view, Qt::Key_F2);
-    EXPECT_FALSE(view.isEditing()) << "a member's name cannot be edited";
-}
-
-TEST_F(KLOutlineViewTest, EscapeDropsTheEditWithoutAsking)
-{
-    view.editColumn("group", 0);
-    QLineEdit* editor = openEditor(view);
-    ASSERT_TRUE(editor);
-    editor->setText("guests");
-    QTest::keyClick(editor, Qt::Key_Escape);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !view.isEditing(); }));
-    EXPECT_TRUE(source.validated.empty());
+    typeName(groups, groups, "group", 0, "guests", Qt::Key_Escape);
+    ASSERT_TRUE(waitEdited(groups));
+    EXPECT_EQ(tree.validated.size(), 2u) << "Escape asks nothing";
     EXPECT_EQ(staff->name, "staff");
 }
 
-TEST_F(KLOutlineViewTest, TheSourceMayRefuseAClickButNotTheControllersOwnSelection)
+TEST_F(ViewsTest, ASourceThatReloadsWhileStoringTheNameLeavesTheFocusInTheList)
 {
-    source.refuseSelection = true;
-    QRect guestsRect = view.visualRect(view.outlineModel()->indexForItem(guests));
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, guestsRect.center());
-    EXPECT_GE(source.selectionQuestions, 1);
-    EXPECT_EQ(view.selectedRow(), -1);
-    EXPECT_EQ(source.selectionChanges, 0);
+    QtWarningCatcher warnings;
+    tree.reloadOnSet = true;
+    groups.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&groups));
+    groups.selectRow(0, false);
+    typeName(groups, groups, "group", 0, "crew", Qt::Key_Return);
+    ASSERT_TRUE(waitEdited(groups));
+    EXPECT_EQ(staff->name, "crew");
+    EXPECT_EQ(groups.selectedRow(), 0);
+    EXPECT_EQ(QApplication::focusWidget(), &groups);
 
-    view.selectRow(1, false);
-    EXPECT_EQ(view.selectedRow(), 1);
-    EXPECT_EQ(source.selectionChanges, 1);
-
-    source.refuseSelection = false;
-    QRect staffRect = view.visualRect(view.outlineModel()->indexForItem(staff));
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, staffRect.center());
-    EXPECT_EQ(view.selectedRow(), 0);
+    // Tab ends the edit the usual way: the next row's name is edited.
+    typeName(groups, groups, "group", 0, "team", Qt::Key_Tab);
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return groups.isEditing() && editor(groups); }));
+    EXPECT_EQ(staff->name, "team");
+    EXPECT_EQ(groups.selectedRow(), 1);
+    EXPECT_EQ(editor(groups)->text(), "guests");
+    EXPECT_EQ(warnings.containing("does not belong to this view"), QStringList());
 }
 
-TEST_F(KLOutlineViewTest, AReloadKeepsOpenGroupsOpenAndTheSelectedRow)
+TEST_F(ViewsTest, TheEditKeyRenamesAGroupWhicheverColumnIsCurrentButNoMember)
 {
-    view.expandItem(staff);
-    view.selectRow(2, false);
-    int changes = source.selectionChanges;
-    view.reloadData();
-    EXPECT_TRUE(view.isItemExpanded(staff));
-    EXPECT_EQ(view.selectedRow(), 2);
-    EXPECT_EQ(source.selectionChanges, changes);
+    groups.selectRow(0, false);
+    groups.setFocus();
+    groups.setCurrentIndex(groups.indexAtRow(0, 1)); // the check box column
+    QTest::keyClick(&groups, Qt::Key_F2);
+    ASSERT_TRUE(groups.isEditing());
+    EXPECT_EQ(editor(groups)->text(), "staff");
+    QTest::keyClick(editor(groups), Qt::Key_Escape);
+    ASSERT_TRUE(waitEdited(groups));
+    groups.expandItem(staff);
+    groups.setCurrentIndex(groups.indexAtRow(1, 1)); // alice
+    QTest::keyClick(&groups, Qt::Key_F2);
+    EXPECT_FALSE(groups.isEditing());
 }
 
-TEST_F(KLOutlineViewTest, DeleteKeyAsksThePane)
+TEST_F(ViewsTest, TheSourceMayRefuseAClickButNotTheControllersOwnSelection)
 {
-    view.selectRow(1, false);
-    view.setFocus();
-    QTest::keyClick(&view, Qt::Key_Delete);
-    ASSERT_EQ(pane.deletedRows.size(), 1u);
-    EXPECT_EQ(pane.deletedRows[0].second, 1);
+    auto click = [&](FakeOutlineSource::Node* node) {
+        QTest::mouseClick(groups.viewport(), Qt::LeftButton, {},
+                          groups.visualRect(groups.outlineModel()->indexForItem(node)).center());
+    };
+    tree.refuseSelection = true;
+    click(guests);
+    EXPECT_GE(tree.selectionQuestions, 1);
+    EXPECT_EQ(groups.selectedRow(), -1);
+    EXPECT_EQ(tree.selectionChanges, 0);
+    groups.selectRow(1, false);
+    EXPECT_EQ(groups.selectedRow(), 1);
+    EXPECT_EQ(tree.selectionChanges, 1);
+    tree.refuseSelection = false;
+    click(staff);
+    EXPECT_EQ(groups.selectedRow(), 0);
 }
 
 TEST(NSImageAndTextCellTest, TheIconSitsThreePointsInAndCentredTheTextTakesTheRest)
 {
     QRect cell(10, 20, 200, 25);
-    QRect image = NSImageAndTextCell::imageFrameForCellFrame(cell, true);
-    EXPECT_EQ(image, QRect(13, 20 + 5, 16, 16)) << "ceil((25 - 16) / 2) = 5";
+    EXPECT_EQ(NSImageAndTextCell::imageFrameForCellFrame(cell, true), QRect(13, 25, 16, 16)) << "ceil((25 - 16) / 2)";
     EXPECT_EQ(NSImageAndTextCell::textFrameForCellFrame(cell, true), QRect(29, 20, 181, 25));
     EXPECT_TRUE(NSImageAndTextCell::imageFrameForCellFrame(cell, false).isEmpty());
     EXPECT_EQ(NSImageAndTextCell::textFrameForCellFrame(cell, false), cell);
