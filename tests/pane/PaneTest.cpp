@@ -15,6 +15,7 @@
 #include "QtWarningCatcher.h"
 #include "UrlCatcher.h"
 
+#include <QAbstractItemModelTester>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -175,8 +176,12 @@ TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
     users.selectRow(3, false); // carol
     std::unique_ptr<QMimeData> dragged(users.tableModel()->mimeData({users.tableModel()->index(3, 1)}));
     ASSERT_TRUE(dragged);
+    EXPECT_FALSE(users.tableModel()->mimeData({users.tableModel()->index(0, 1)})) << "the pseudo-user stays";
     EXPECT_FALSE(users.dragImageForRows({3}).isNull());
+    groups.expandAll();
     ASSERT_EQ(groups.indexAtRow(0, 1).data().toString(), "staff");
+    EXPECT_FALSE(groups.model()->canDropMimeData(dragged.get(), Qt::CopyAction, -1, -1, groups.indexAtRow(1, 1)))
+        << "a member is no group";
     QPoint target = groups.visualRect(groups.indexAtRow(0, 1)).center();
     QDragEnterEvent enter(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(groups.viewport(), &enter);
@@ -187,6 +192,48 @@ TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
     QApplication::sendEvent(groups.viewport(), &drop);
     PaneTestApp::settle();
     EXPECT_EQ(read(".htgroups"), "staff: carol alice bob \nguests: carol \n");
+    EXPECT_EQ(nodeName(groups, 1), "carol");
+}
+
+TEST_F(PaneFixture, TheGroupsOutlineShowsMembersUnderGroupsAndKeepsThemOpenOverAReload)
+{
+    KLOutlineView& groups = *pane().groupOutline();
+    QAbstractItemModelTester tester(groups.model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    groups.collapseAll();
+    ASSERT_EQ(groups.numberOfRows(), 2);
+    KLItem staff = groups.itemAtRow(0);
+    groups.expandItem(staff);
+    EXPECT_TRUE(groups.isItemExpanded(staff));
+    ASSERT_EQ(groups.numberOfRows(), 4);
+    EXPECT_EQ(nodeName(groups, 2), "bob");
+    EXPECT_EQ(groups.rowForItem(groups.itemAtRow(3)), 3);
+    EXPECT_EQ(groups.itemAtRow(4), nullptr);
+    QModelIndex alice = groups.indexAtRow(1, 1), staffName = groups.indexAtRow(0, 1);
+    EXPECT_EQ(alice.parent(), groups.indexAtRow(0));
+    EXPECT_TRUE(groups.model()->flags(staffName) & Qt::ItemIsEditable);
+    EXPECT_FALSE(groups.model()->flags(alice) & Qt::ItemIsEditable);
+    EXPECT_TRUE(groups.indexAtRow(0, 0).data(Qt::CheckStateRole).isValid());
+    EXPECT_FALSE(groups.indexAtRow(1, 0).data(Qt::CheckStateRole).isValid()) << "a member shows no check box";
+    groups.setFocus();
+    groups.setCurrentIndex(alice);
+    QTest::keyClick(&groups, Qt::Key_F2);
+    EXPECT_FALSE(groups.isEditing()) << "a member's name cannot be edited";
+
+    groups.selectRow(2, false);
+    groups.reloadData();
+    EXPECT_TRUE(groups.isItemExpanded(groups.itemAtRow(0)));
+    EXPECT_EQ(groups.selectedRow(), 2);
+    // Escape drops an edit without asking or writing.
+    std::string before = read(".htgroups");
+    groups.setCurrentIndex(groups.indexAtRow(0, 1));
+    QTest::keyClick(&groups, Qt::Key_F2);
+    ASSERT_TRUE(groups.isEditing() && groups.findChild<QLineEdit*>());
+    groups.findChild<QLineEdit*>()->setText("guests");
+    QTest::keyClick(groups.findChild<QLineEdit*>(), Qt::Key_Escape);
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
+    EXPECT_FALSE(openAlert());
+    EXPECT_EQ(read(".htgroups"), before);
+    EXPECT_EQ(groups.indexAtRow(0, 1).data().toString(), "staff");
 }
 
 TEST_F(PaneFixture, AUserJoinsAndLeavesAGroupByKeyboardOnly)
