@@ -1,46 +1,49 @@
-#include "LoopbackHTTPServer.h"
-#include "VersionsReply.h"
-#include "PaneFixture.h"
-
 #include "KLUpdatePanel.h"
+#include "LoopbackHTTPServer.h"
+#include "PaneFixture.h"
 #include "QtTableModel.h"
+#include "VersionsReply.h"
 
-#include <QAbstractButton>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 
 namespace {
 
-constexpr const char* kVersionsPath = "/KLSVersions.php";
-
-TEST_F(PaneFixture, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
+class UpdateCheckTest : public PaneFixture
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versionsReply("99.0")}}));
-    KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Update Server");
-    auto* check = pane().findChild<QAbstractButton*>("versionCheckButton");
-    check->click();
+protected:
+    // Serves this version as the newest and starts the check from the pane.
+    void checkAgainst(const char* newest)
+    {
+        server = std::make_unique<LoopbackHTTPServer>(LoopbackHTTPServer::serving({{"/KLSVersions.php", versionsReply(newest)}}));
+        KLUserDefaults::standardUserDefaults().setObject(KLPlist(server->address()), "Update Server");
+        child("versionCheckButton")->click();
+    }
+    std::unique_ptr<LoopbackHTTPServer> server;
+};
+
+TEST_F(UpdateCheckTest, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
+{
+    checkAgainst("99.0");
     KLUpdatePanel& panel = *pane().updatePanel();
     ASSERT_TRUE(PaneTestApp::waitFor([&] { return panel.isVisible(); }, 10000));
-    EXPECT_EQ(check->text(), "Check Now") << "the check has ended";
+    EXPECT_EQ(child("versionCheckButton")->text(), "Check Now") << "the check has ended";
     EXPECT_EQ(panel.findChild<QPlainTextEdit*>("releaseNotes")->toPlainText(), "Folders open faster.");
     EXPECT_EQ(panel.findChild<QLabel*>("noteField")->text(), "Maintenance tonight");
-    auto* details = panel.findChild<KLTableView*>("detailsTable");
-    ASSERT_EQ(details->tableModel()->rowCount(), 1);
-    EXPECT_EQ(details->tableModel()->index(0, 0).data().toString(), "99.0");
-    EXPECT_EQ(details->tableModel()->index(0, 1).data().toString(), "123456");
-    EXPECT_NE(pane().findChild<QLabel*>("lastCheckText")->text(), "Last Check: never");
-
+    QtTableModel& details = *panel.findChild<KLTableView*>("detailsTable")->tableModel();
+    ASSERT_EQ(details.rowCount(), 1);
+    EXPECT_EQ(details.index(0, 0).data().toString(), "99.0");
+    EXPECT_EQ(details.index(0, 1).data().toString(), "123456");
+    EXPECT_NE(child<QLabel>("lastCheckText")->text(), "Last Check: never");
     panel.laterButton()->click();
     EXPECT_FALSE(panel.isVisible());
 }
 
-TEST_F(PaneFixture, TheRunningVersionIsAnnouncedUpToDate)
+TEST_F(UpdateCheckTest, TheRunningVersionIsAnnouncedUpToDate)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersionsPath, versionsReply("0.1")}}));
-    KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Update Server");
-    pane().findChild<QAbstractButton*>("versionCheckButton")->click();
-    ASSERT_TRUE(PaneTestApp::waitFor([] { return openAlert() != nullptr; }, 10000));
+    checkAgainst("0.1");
+    ASSERT_TRUE(openAlert(10000));
     EXPECT_EQ(openAlert()->text(), "Up to Date");
     EXPECT_TRUE(openAlert()->informativeText().contains("KLS Notes: Maintenance tonight"));
     EXPECT_TRUE(answerAlert("OK"));
