@@ -10,22 +10,11 @@
 
 namespace {
 
-class UpdateCheckTest : public PaneFixture
+TEST_F(PaneFixture, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
 {
-protected:
-    // Serves this version as the newest and starts the check from the pane.
-    void checkAgainst(const char* newest)
-    {
-        server = std::make_unique<LoopbackHTTPServer>(LoopbackHTTPServer::serving({{"/KLSVersions.php", versionsReply(newest)}}));
-        KLUserDefaults::standardUserDefaults().setObject(KLPlist(server->address()), "Update Server");
-        child("versionCheckButton")->click();
-    }
-    std::unique_ptr<LoopbackHTTPServer> server;
-};
-
-TEST_F(UpdateCheckTest, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
-{
-    checkAgainst("99.0");
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{"/KLSVersions.php", versionsReply("99.0")}}));
+    KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Update Server");
+    press("versionCheckButton");
     KLUpdatePanel& panel = *pane().updatePanel();
     ASSERT_TRUE(PaneTestApp::waitFor([&] { return panel.isVisible(); }, 10000));
     EXPECT_EQ(child("versionCheckButton")->text(), "Check Now") << "the check has ended";
@@ -40,9 +29,11 @@ TEST_F(UpdateCheckTest, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
     EXPECT_FALSE(panel.isVisible());
 }
 
-TEST_F(UpdateCheckTest, TheRunningVersionIsAnnouncedUpToDate)
+TEST_F(PaneFixture, TheRunningVersionIsAnnouncedUpToDate)
 {
-    checkAgainst("0.1");
+    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{"/KLSVersions.php", versionsReply("0.1")}}));
+    KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Update Server");
+    press("versionCheckButton");
     ASSERT_TRUE(openAlert(10000));
     EXPECT_EQ(openAlert()->text(), "Up to Date");
     EXPECT_TRUE(openAlert()->informativeText().contains("KLS Notes: Maintenance tonight"));
