@@ -10,6 +10,9 @@
 #include "TempDir.h"
 
 #include <QAbstractButton>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTest>
 
 #include <gtest/gtest.h>

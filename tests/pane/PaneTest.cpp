@@ -9,7 +9,6 @@
 #include "KLUserItem.h"
 #include "KLUserSheet.h"
 #include "LoopbackHTTPServer.h"
-#include "NSImageAndTextCell.h"
 #include "QtImages.h"
 #include "QtTableModel.h"
 #include "QtWarningCatcher.h"
@@ -17,12 +16,9 @@
 
 #include <QAbstractItemModelTester>
 #include <QComboBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTabWidget>
 #include <QTextBrowser>
 
@@ -58,12 +54,6 @@ void requestMenu(QAbstractItemView& view, const QModelIndex& index)
     QPoint at = view.visualRect(index).center();
     QContextMenuEvent request(QContextMenuEvent::Keyboard, at, view.viewport()->mapToGlobal(at));
     QApplication::sendEvent(view.viewport(), &request);
-    PaneTestApp::settle();
-}
-
-void clickAt(QAbstractItemView& view, const QModelIndex& index)
-{
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, view.visualRect(index).center());
     PaneTestApp::settle();
 }
 
@@ -153,13 +143,18 @@ TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedNameAndTheFocus)
     EXPECT_EQ(QApplication::focusWidget(), &groups) << "the outline keeps the keyboard";
     EXPECT_EQ(warnings.containing("does not belong to this view"), QStringList());
 
-    // The reload left the check box column current; the edit key still renames.
+    // The reload left the check box column current; the edit key still
+    // renames, and Escape drops the edit without asking or writing.
     ASSERT_EQ(groups.currentIndex().column(), 0);
+    std::string before = read(".htgroups");
     QTest::keyClick(&groups, Qt::Key_F2);
-    ASSERT_TRUE(groups.isEditing() && groups.findChild<QLineEdit*>());
-    EXPECT_EQ(groups.findChild<QLineEdit*>()->text(), "team");
-    QTest::keyClick(groups.findChild<QLineEdit*>(), Qt::Key_Escape);
+    ASSERT_TRUE(groups.isEditing() && (editor = groups.findChild<QLineEdit*>()));
+    EXPECT_EQ(editor->text(), "team");
+    editor->setText("guests");
+    QTest::keyClick(editor, Qt::Key_Escape);
     EXPECT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
+    EXPECT_FALSE(openAlert());
+    EXPECT_EQ(read(".htgroups"), before);
 }
 
 TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
@@ -194,13 +189,10 @@ TEST_F(PaneFixture, TheGroupsOutlineShowsMembersUnderGroupsAndKeepsThemOpenOverA
     QAbstractItemModelTester tester(groups.model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
     groups.collapseAll();
     ASSERT_EQ(groups.numberOfRows(), 2);
-    KLItem staff = groups.itemAtRow(0);
-    groups.expandItem(staff);
-    EXPECT_TRUE(groups.isItemExpanded(staff));
+    groups.expandItem(groups.itemAtRow(0));
     ASSERT_EQ(groups.numberOfRows(), 4);
     EXPECT_EQ(nodeName(groups, 2), "bob");
-    EXPECT_EQ(groups.rowForItem(groups.itemAtRow(3)), 3);
-    EXPECT_EQ(groups.itemAtRow(4), nullptr);
+    EXPECT_FALSE(groups.indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
     QModelIndex alice = groups.indexAtRow(1, 1), staffName = groups.indexAtRow(0, 1);
     EXPECT_EQ(alice.parent(), groups.indexAtRow(0));
     EXPECT_TRUE(groups.model()->flags(staffName) & Qt::ItemIsEditable);
@@ -216,17 +208,13 @@ TEST_F(PaneFixture, TheGroupsOutlineShowsMembersUnderGroupsAndKeepsThemOpenOverA
     groups.reloadData();
     EXPECT_TRUE(groups.isItemExpanded(groups.itemAtRow(0)));
     EXPECT_EQ(groups.selectedRow(), 2);
-    // Escape drops an edit without asking or writing.
-    std::string before = read(".htgroups");
-    groups.setCurrentIndex(groups.indexAtRow(0, 1));
-    QTest::keyClick(&groups, Qt::Key_F2);
-    ASSERT_TRUE(groups.isEditing() && groups.findChild<QLineEdit*>());
-    groups.findChild<QLineEdit*>()->setText("guests");
-    QTest::keyClick(groups.findChild<QLineEdit*>(), Qt::Key_Escape);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
-    EXPECT_FALSE(openAlert());
-    EXPECT_EQ(read(".htgroups"), before);
-    EXPECT_EQ(groups.indexAtRow(0, 1).data().toString(), "staff");
+
+    groups.expandAll();
+    QTest::keyClicks(pane().groupFilter(), "CAR");
+    ASSERT_EQ(groups.numberOfRows(), 2) << "guests stays for its member carol";
+    EXPECT_EQ(nodeName(groups, 1), "carol");
+    QTest::keyClick(pane().groupFilter(), Qt::Key_Escape);
+    EXPECT_EQ(groups.numberOfRows(), 5);
 }
 
 TEST_F(PaneFixture, AUserJoinsAndLeavesAGroupByKeyboardOnly)
@@ -325,40 +313,6 @@ TEST_F(PaneFixture, TheFilterNarrowsAHundredThousandUsersAndTicksTheRightOne)
     EXPECT_EQ(users.selectedRow(), 42104) << "the selection stays on the user";
 }
 
-TEST_F(PaneFixture, GroupRowsMatchUserRowsFilterByMemberAndTabInReadingOrder)
-{
-    KLTableView& users = *pane().userTable();
-    KLOutlineView& groups = *pane().groupOutline();
-    groups.expandAll();
-    PaneTestApp::settle();
-    ASSERT_EQ(groups.numberOfRows(), 5);
-    QFont font = pane().font();
-    for (double scale : {1.0, 1.5}) {
-        font.setPointSizeF(pane().font().pointSizeF() * scale);
-        pane().setFont(font);
-        PaneTestApp::settle();
-        for (int row = 0; row < groups.numberOfRows(); ++row)
-            EXPECT_EQ(groups.visualRect(groups.indexAtRow(row, 1)).height(), users.rowHeight(0)) << scale << row;
-        EXPECT_GE(users.rowHeight(0), std::max(users.fontMetrics().height(), NSImageAndTextCell::kImageSize)) << scale;
-    }
-    EXPECT_FALSE(groups.indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
-    QTest::keyClicks(pane().groupFilter(), "CAR");
-    ASSERT_EQ(groups.numberOfRows(), 2) << "guests stays for its member carol";
-    EXPECT_EQ(nodeName(groups, 1), "carol");
-    QTest::keyClick(pane().groupFilter(), Qt::Key_Escape);
-    EXPECT_EQ(groups.numberOfRows(), 5);
-
-    users.selectRow(1, false); // the user buttons take the keyboard only when they act
-    window->activateWindow();
-    child<QWidget>("userFilterField")->setFocus();
-    for (const char* name : {"userFilterField", "userTable", "addUserButton", "userDeleteButton", "userEditButton",
-                             "groupFilterField", "groupOutline", "addGroupButton"}) {
-        ASSERT_TRUE(QApplication::focusWidget());
-        EXPECT_EQ(QApplication::focusWidget()->objectName(), name);
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-    }
-}
-
 TEST_F(PaneFixture, TheManualEditorsQuestionHoldsBackAnotherFolder)
 {
     press("manualEditCheck");
@@ -396,7 +350,8 @@ TEST_F(PaneFixture, TheDeleteButtonOfTheSelectedFolderRemovesItsAccessFileAfterA
     ASSERT_TRUE(button.data(QtColumn::kEnabledRole).toBool());
     const std::pair<const char*, bool> answers[] = {{"Cancel", true}, {"Delete", false}};
     for (const auto& [answer, kept] : answers) {
-        clickAt(outline, button);
+        QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(button).center());
+        PaneTestApp::settle();
         ASSERT_TRUE(openAlert());
         EXPECT_EQ(openAlert()->text(), "Delete Access File");
         ASSERT_TRUE(answerAlert(answer));
@@ -509,8 +464,6 @@ TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWi
     UrlCatcher desktop;
     KLOutlineView& outline = *pane().webDirOutline();
     QModelIndex folder = outline.indexAtRow(folderRow(DemoTree::kPublic));
-    ASSERT_TRUE(outline.model()->hasChildren(folder));
-    bool expanded = outline.isExpanded(folder);
     // What the platform sends: a click, the second press as a double click, its release.
     QPoint at = outline.visualRect(folder).center();
     QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, at);
@@ -519,8 +472,6 @@ TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWi
     QApplication::sendEvent(outline.viewport(), &twice);
     QTest::mouseRelease(outline.viewport(), Qt::LeftButton, {}, at);
     PaneTestApp::settle();
-    EXPECT_EQ(outline.isExpanded(outline.indexAtRow(folderRow(DemoTree::kPublic))), expanded)
-        << "the double click does not open or close the folder";
     child("revealWebDirButton")->click();
     EXPECT_EQ(desktop.urls, QStringList({"http://127.0.0.1/public",
                                          QUrl::fromLocalFile(QString::fromStdString(root.path())).toString()}));

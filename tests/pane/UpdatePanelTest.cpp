@@ -4,9 +4,6 @@
 #include "QtTableModel.h"
 #include "VersionsReply.h"
 
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QPushButton>
 
 namespace {
 

@@ -5,9 +5,6 @@
 #include "KLHelperTool.h"
 #include "QtAuthorizationView.h"
 
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QToolButton>
