@@ -237,12 +237,8 @@ TEST_F(PaneFixture, AUserJoinsAndLeavesAGroupByKeyboardOnly)
     EXPECT_EQ(read(".htgroups"), "staff: carol alice bob \nguests: carol \n") << "written as a drop writes it";
 
     // The first member of staff leaves: by the menu key, then by Delete.
-    const struct
-    {
-        const char* member;
-        bool byMenu;
-        const char* left;
-    } steps[] = {{"carol", true, "staff: alice bob \n"}, {"alice", false, "staff: bob \n"}};
+    const struct { const char* member; bool byMenu; const char* left; } steps[] = {
+        {"carol", true, "staff: alice bob \n"}, {"alice", false, "staff: bob \n"}};
     for (const auto& step : steps) {
         groups.setFocus();
         QTest::keyClick(&groups, Qt::Key_Home);
@@ -278,13 +274,7 @@ TEST_F(PaneFixture, TheFilterNarrowsAHundredThousandUsersAndTicksTheRightOne)
     KLTableView& users = *pane().userTable();
     KLFilterField& filter = *pane().userFilter();
     ASSERT_EQ(users.tableModel()->rowCount(), 100001);
-    const struct
-    {
-        const char* typed;
-        bool caseSensitive;
-        int rows;
-        const char* first;
-    } cases[] = {
+    const struct { const char* typed; bool caseSensitive; int rows; const char* first; } cases[] = {
         {"USER04210", false, 10, "user042100"},
         {"USER04210", true, 0, ""},
         {"user04210\b", true, 100, "user042100"}, // a shorter text widens again
@@ -499,12 +489,7 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
             return outline.indexAtRow(folderRow(folder), 3).data(Qt::ToolTipRole).toString().contains(QString::fromStdString(tip));
         });
     };
-    const struct
-    {
-        const char* folder;
-        const char* image;
-        std::string tip;
-    } rows[] = {
+    const struct { const char* folder; const char* image; std::string tip; } rows[] = {
         {DemoTree::kPrivate, KLAccessCheck::kEnforcedImage, "Apache asks for a password"},
         {DemoTree::kShared, KLAccessCheck::kNotEnforcedImage, "Apache ignores the access file"},
         {DemoTree::kIntranet, KLAccessCheck::kCannotJudgeImage, "cannot be judged from this machine"},

@@ -14,9 +14,9 @@
 
 namespace {
 
+// The application lives from the first test to the last.
 class QtEnvironment : public ::testing::Environment
 {
-public:
     void SetUp() override
     {
         ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
@@ -27,13 +27,7 @@ public:
         QtImages::setUpTheme();
         KLRunLoop::setMain(std::make_shared<QtRunLoop>(app_.get()));
     }
-    void TearDown() override
-    {
-        KLRunLoop::setMain(nullptr);
-        app_.reset();
-    }
-
-private:
+    void TearDown() override { KLRunLoop::setMain(nullptr), app_.reset(); }
     std::unique_ptr<QApplication> app_;
 };
 

@@ -11,18 +11,10 @@ class UrlCatcher : public QObject
 {
     Q_OBJECT
 public:
-    UrlCatcher() { forSchemes([this](const char* s) { QDesktopServices::setUrlHandler(s, this, "open"); }); }
-    ~UrlCatcher() override { forSchemes([](const char* s) { QDesktopServices::unsetUrlHandler(s); }); }
-
+    UrlCatcher() { for (const char* scheme : {"http", "https", "file"}) QDesktopServices::setUrlHandler(scheme, this, "open"); }
+    ~UrlCatcher() override { for (const char* scheme : {"http", "https", "file"}) QDesktopServices::unsetUrlHandler(scheme); }
     QStringList urls;
 
 public slots:
     void open(const QUrl& url) { urls << url.toString(); }
-
-private:
-    template <class F> static void forSchemes(F f)
-    {
-        for (const char* scheme : {"http", "https", "file"})
-            f(scheme);
-    }
 };
