@@ -33,6 +33,15 @@ protected:
     std::string file(const std::string& name) const { return root.file(name); }
     std::string read(const std::string& name) const { return readFile(root.file(name)); }
     template <class T = QAbstractButton> T* child(const char* name) { return pane().findChild<T*>(name); }
+    KLTableView& users() { return *pane().userTable(); }
+    KLOutlineView& groups() { return *pane().groupOutline(); }
+    KLOutlineView& folders() { return *pane().webDirOutline(); }
+    // Presses the key on the widget and lets the pane answer.
+    static void key(QWidget* widget, Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(widget, key, modifiers);
+        PaneTestApp::settle();
+    }
     // Clicks the pane's button with this name and lets the pane answer.
     void press(const char* name);
 

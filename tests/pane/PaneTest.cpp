@@ -79,41 +79,36 @@ TEST_F(PaneFixture, TickingAUserRewritesTheFoldersAccessFile)
 {
     clickFolder(DemoTree::kPrivate);
     ASSERT_THAT(read("private/.htaccess"), HasSubstr("Require user alice\n"));
-    KLTableView& users = *pane().userTable();
-    QAbstractItemModelTester tester(users.model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-    QModelIndex bob = users.tableModel()->index(2, 0);
-    EXPECT_FALSE(users.tableModel()->setData(bob, Qt::Checked, Qt::DisplayRole)) << "only a check or an edit counts";
+    QAbstractItemModelTester tester(users().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QModelIndex bob = users().tableModel()->index(2, 0);
+    EXPECT_FALSE(users().tableModel()->setData(bob, Qt::Checked, Qt::DisplayRole)) << "only a check or an edit counts";
     ASSERT_EQ(bob.siblingAtColumn(1).data().toString(), "bob");
     EXPECT_TRUE(bob.data(QtColumn::kEnabledRole).toBool()) << "the folder is password protected";
-    users.setFocus();
-    users.setCurrentIndex(bob);
-    QTest::keyClick(&users, Qt::Key_Space);
-    PaneTestApp::settle();
+    users().setFocus();
+    users().setCurrentIndex(bob);
+    key(&users(), Qt::Key_Space);
     EXPECT_THAT(read("private/.htaccess"), HasSubstr("Require user alice bob\n"));
     EXPECT_EQ(bob.data(Qt::CheckStateRole).toInt(), Qt::Checked);
     clickFolder(DemoTree::kPublic);
-    EXPECT_FALSE(users.tableModel()->index(2, 0).data(QtColumn::kEnabledRole).toBool())
+    EXPECT_FALSE(users().tableModel()->index(2, 0).data(QtColumn::kEnabledRole).toBool())
         << "an unprotected folder's check boxes are off";
 }
 
 TEST_F(PaneFixture, DeleteKeyInTheUsersTableAsksBeforeDeletingTheUser)
 {
-    KLTableView& users = *pane().userTable();
-    users.setFocus();
-    users.selectRow(1, false);
-    QTest::keyClick(&users, Qt::Key_Delete, Qt::ControlModifier);
-    PaneTestApp::settle();
+    users().setFocus();
+    users().selectRow(1, false);
+    key(&users(), Qt::Key_Delete, Qt::ControlModifier);
     EXPECT_FALSE(openAlert()) << "a modified key is no delete";
     EXPECT_TRUE(child("userDeleteButton")->isEnabled());
     const std::pair<const char*, int> answers[] = {{"No", 4}, {"Yes", 3}};
     for (const auto& [answer, rows] : answers) {
-        QTest::keyClick(&users, Qt::Key_Delete);
-        PaneTestApp::settle();
+        key(&users(), Qt::Key_Delete);
         ASSERT_TRUE(openAlert());
         EXPECT_EQ(openAlert()->text(), "Delete User");
         EXPECT_TRUE(openAlert()->informativeText().contains("\"alice\""));
         ASSERT_TRUE(answerAlert(answer));
-        EXPECT_EQ(users.tableModel()->rowCount(), rows) << answer;
+        EXPECT_EQ(users().tableModel()->rowCount(), rows) << answer;
     }
     EXPECT_THAT(read(".htusers"), Not(HasSubstr("alice:")));
 }
@@ -123,111 +118,103 @@ TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedNameAndTheFocus)
     QtWarningCatcher warnings;
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    KLOutlineView& groups = *pane().groupOutline();
     press("addGroupButton");
-    ASSERT_TRUE(groups.isEditing());
-    auto* editor = groups.findChild<QLineEdit*>();
+    ASSERT_TRUE(groups().isEditing());
+    auto* editor = groups().findChild<QLineEdit*>();
     ASSERT_TRUE(editor);
     EXPECT_EQ(editor->text(), "Group 1");
     EXPECT_EQ(QApplication::focusWidget(), editor);
     editor->setText("STAFF");
-    QTest::keyClick(editor, Qt::Key_Return);
-    PaneTestApp::settle();
-    EXPECT_TRUE(groups.isEditing()) << "a name that exists (in any case) is refused";
+    key(editor, Qt::Key_Return);
+    EXPECT_TRUE(groups().isEditing()) << "a name that exists (in any case) is refused";
     EXPECT_EQ(editor->text(), "STAFF");
     editor->setText("team");
     QTest::keyClick(editor, Qt::Key_Return);
-    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
-    EXPECT_EQ(groups.indexAtRow(groups.selectedRow(), 1).data().toString(), "team") << "the edited row stays selected";
+    ASSERT_TRUE(PaneTestApp::waitFor([&] { return !groups().isEditing(); }));
+    EXPECT_EQ(groups().indexAtRow(groups().selectedRow(), 1).data().toString(), "team") << "the edited row stays selected";
     EXPECT_THAT(read(".htgroups"), HasSubstr("team:"));
-    EXPECT_EQ(QApplication::focusWidget(), &groups) << "the outline keeps the keyboard";
+    EXPECT_EQ(QApplication::focusWidget(), &groups()) << "the outline keeps the keyboard";
     EXPECT_EQ(warnings.containing("does not belong to this view"), QStringList());
 
     // The reload left the check box column current; the edit key still
     // renames, and Escape drops the edit without asking or writing.
-    ASSERT_EQ(groups.currentIndex().column(), 0);
+    ASSERT_EQ(groups().currentIndex().column(), 0);
     std::string before = read(".htgroups");
-    QTest::keyClick(&groups, Qt::Key_F2);
-    ASSERT_TRUE(groups.isEditing() && (editor = groups.findChild<QLineEdit*>()));
+    QTest::keyClick(&groups(), Qt::Key_F2);
+    ASSERT_TRUE(groups().isEditing() && (editor = groups().findChild<QLineEdit*>()));
     EXPECT_EQ(editor->text(), "team");
     editor->setText("guests");
     QTest::keyClick(editor, Qt::Key_Escape);
-    EXPECT_TRUE(PaneTestApp::waitFor([&] { return !groups.isEditing(); }));
+    EXPECT_TRUE(PaneTestApp::waitFor([&] { return !groups().isEditing(); }));
     EXPECT_FALSE(openAlert());
     EXPECT_EQ(read(".htgroups"), before);
 }
 
 TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
 {
-    KLTableView& users = *pane().userTable();
-    KLOutlineView& groups = *pane().groupOutline();
-    users.selectRow(3, false); // carol
-    std::unique_ptr<QMimeData> dragged(users.tableModel()->mimeData({users.tableModel()->index(3, 1)}));
+    users().selectRow(3, false); // carol
+    std::unique_ptr<QMimeData> dragged(users().tableModel()->mimeData({users().tableModel()->index(3, 1)}));
     ASSERT_TRUE(dragged);
-    EXPECT_FALSE(users.tableModel()->mimeData({users.tableModel()->index(0, 1)})) << "the pseudo-user stays";
-    EXPECT_FALSE(users.dragImageForRows({3}).isNull());
-    groups.expandAll();
-    ASSERT_EQ(groups.indexAtRow(0, 1).data().toString(), "staff");
-    EXPECT_FALSE(groups.model()->canDropMimeData(dragged.get(), Qt::CopyAction, -1, -1, groups.indexAtRow(1, 1)))
+    EXPECT_FALSE(users().tableModel()->mimeData({users().tableModel()->index(0, 1)})) << "the pseudo-user stays";
+    EXPECT_FALSE(users().dragImageForRows({3}).isNull());
+    groups().expandAll();
+    ASSERT_EQ(groups().indexAtRow(0, 1).data().toString(), "staff");
+    EXPECT_FALSE(groups().model()->canDropMimeData(dragged.get(), Qt::CopyAction, -1, -1, groups().indexAtRow(1, 1)))
         << "a member is no group";
-    QPoint target = groups.visualRect(groups.indexAtRow(0, 1)).center();
+    QPoint target = groups().visualRect(groups().indexAtRow(0, 1)).center();
     QDragEnterEvent enter(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(groups.viewport(), &enter);
+    QApplication::sendEvent(groups().viewport(), &enter);
     QDragMoveEvent move(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(groups.viewport(), &move);
+    QApplication::sendEvent(groups().viewport(), &move);
     EXPECT_TRUE(move.isAccepted()) << "a group takes users";
     QDropEvent drop(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(groups.viewport(), &drop);
+    QApplication::sendEvent(groups().viewport(), &drop);
     PaneTestApp::settle();
     EXPECT_EQ(read(".htgroups"), "staff: carol alice bob \nguests: carol \n");
-    EXPECT_EQ(nodeName(groups, 1), "carol");
+    EXPECT_EQ(nodeName(groups(), 1), "carol");
 }
 
 TEST_F(PaneFixture, TheGroupsOutlineShowsMembersUnderGroupsAndKeepsThemOpenOverAReload)
 {
-    KLOutlineView& groups = *pane().groupOutline();
-    QAbstractItemModelTester tester(groups.model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-    groups.collapseAll();
-    ASSERT_EQ(groups.numberOfRows(), 2);
-    groups.expandItem(groups.itemAtRow(0));
-    ASSERT_EQ(groups.numberOfRows(), 4);
-    EXPECT_EQ(nodeName(groups, 2), "bob");
-    EXPECT_FALSE(groups.indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
-    QModelIndex alice = groups.indexAtRow(1, 1), staffName = groups.indexAtRow(0, 1);
-    EXPECT_EQ(alice.parent(), groups.indexAtRow(0));
-    EXPECT_TRUE(groups.model()->flags(staffName) & Qt::ItemIsEditable);
-    EXPECT_FALSE(groups.model()->flags(alice) & Qt::ItemIsEditable);
-    EXPECT_TRUE(groups.indexAtRow(0, 0).data(Qt::CheckStateRole).isValid());
-    EXPECT_FALSE(groups.indexAtRow(1, 0).data(Qt::CheckStateRole).isValid()) << "a member shows no check box";
-    groups.setFocus();
-    groups.setCurrentIndex(alice);
-    QTest::keyClick(&groups, Qt::Key_F2);
-    EXPECT_FALSE(groups.isEditing()) << "a member's name cannot be edited";
+    QAbstractItemModelTester tester(groups().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    groups().collapseAll();
+    ASSERT_EQ(groups().numberOfRows(), 2);
+    groups().expandItem(groups().itemAtRow(0));
+    ASSERT_EQ(groups().numberOfRows(), 4);
+    EXPECT_EQ(nodeName(groups(), 2), "bob");
+    EXPECT_FALSE(groups().indexAtRow(1, 1).data(Qt::DecorationRole).isNull()) << "a member has the users' icon";
+    QModelIndex alice = groups().indexAtRow(1, 1), staffName = groups().indexAtRow(0, 1);
+    EXPECT_EQ(alice.parent(), groups().indexAtRow(0));
+    EXPECT_TRUE(groups().model()->flags(staffName) & Qt::ItemIsEditable);
+    EXPECT_FALSE(groups().model()->flags(alice) & Qt::ItemIsEditable);
+    EXPECT_TRUE(groups().indexAtRow(0, 0).data(Qt::CheckStateRole).isValid());
+    EXPECT_FALSE(groups().indexAtRow(1, 0).data(Qt::CheckStateRole).isValid()) << "a member shows no check box";
+    groups().setFocus();
+    groups().setCurrentIndex(alice);
+    QTest::keyClick(&groups(), Qt::Key_F2);
+    EXPECT_FALSE(groups().isEditing()) << "a member's name cannot be edited";
 
-    groups.selectRow(2, false);
-    groups.reloadData();
-    EXPECT_TRUE(groups.isItemExpanded(groups.itemAtRow(0)));
-    EXPECT_EQ(groups.selectedRow(), 2);
+    groups().selectRow(2, false);
+    groups().reloadData();
+    EXPECT_TRUE(groups().isItemExpanded(groups().itemAtRow(0)));
+    EXPECT_EQ(groups().selectedRow(), 2);
 
-    groups.expandAll();
+    groups().expandAll();
     QTest::keyClicks(pane().groupFilter(), "CAR");
-    ASSERT_EQ(groups.numberOfRows(), 2) << "guests stays for its member carol";
-    EXPECT_EQ(nodeName(groups, 1), "carol");
+    ASSERT_EQ(groups().numberOfRows(), 2) << "guests stays for its member carol";
+    EXPECT_EQ(nodeName(groups(), 1), "carol");
     QTest::keyClick(pane().groupFilter(), Qt::Key_Escape);
-    EXPECT_EQ(groups.numberOfRows(), 5);
+    EXPECT_EQ(groups().numberOfRows(), 5);
 }
 
 TEST_F(PaneFixture, AUserJoinsAndLeavesAGroupByKeyboardOnly)
 {
-    KLTableView& users = *pane().userTable();
-    KLOutlineView& groups = *pane().groupOutline();
-    users.setFocus();
-    QTest::keyClick(&users, Qt::Key_Home);
-    QTest::keyClick(&users, Qt::Key_End, Qt::ControlModifier);
-    ASSERT_EQ(users.selectedRow(), 3) << "carol";
-    QTest::keyClick(&users, Qt::Key_G, Qt::ControlModifier);
-    PaneTestApp::settle();
-    auto* menu = users.findChild<QMenu*>("userMenu");
+    users().setFocus();
+    QTest::keyClick(&users(), Qt::Key_Home);
+    QTest::keyClick(&users(), Qt::Key_End, Qt::ControlModifier);
+    ASSERT_EQ(users().selectedRow(), 3) << "carol";
+    key(&users(), Qt::Key_G, Qt::ControlModifier);
+    auto* menu = users().findChild<QMenu*>("userMenu");
     ASSERT_TRUE(menu && menu->isVisible() && menu->actions().front()->menu());
     QList<QAction*> join = menu->actions().front()->menu()->actions();
     ASSERT_EQ(join.size(), 2);
@@ -240,25 +227,23 @@ TEST_F(PaneFixture, AUserJoinsAndLeavesAGroupByKeyboardOnly)
     const struct { const char* member; bool byMenu; const char* left; } steps[] = {
         {"carol", true, "staff: alice bob \n"}, {"alice", false, "staff: bob \n"}};
     for (const auto& step : steps) {
-        groups.setFocus();
-        QTest::keyClick(&groups, Qt::Key_Home);
-        QTest::keyClick(&groups, Qt::Key_Down);
-        ASSERT_EQ(nodeName(groups, groups.selectedRow()), step.member);
+        groups().setFocus();
+        QTest::keyClick(&groups(), Qt::Key_Home);
+        QTest::keyClick(&groups(), Qt::Key_Down);
+        ASSERT_EQ(nodeName(groups(), groups().selectedRow()), step.member);
         if (step.byMenu) {
-            requestMenu(groups, groups.currentIndex());
-            auto* groupMenu = groups.findChild<QMenu*>("groupMenu");
+            requestMenu(groups(), groups().currentIndex());
+            auto* groupMenu = groups().findChild<QMenu*>("groupMenu");
             ASSERT_TRUE(groupMenu);
             EXPECT_EQ(groupMenu->actions().front()->text(), "Remove from Group");
             pressInMenu({Qt::Key_Down, Qt::Key_Return});
         } else {
-            QTest::keyClick(&groups, Qt::Key_Delete);
-            PaneTestApp::settle();
+            key(&groups(), Qt::Key_Delete);
         }
         ASSERT_TRUE(openAlert());
         EXPECT_THAT(openAlert()->informativeText().toStdString(),
                     HasSubstr("remove the user \"" + std::string(step.member) + "\" from the group \"staff\""));
-        QTest::keyClick(openAlert(), Qt::Key_Return);
-        PaneTestApp::settle();
+        key(openAlert(), Qt::Key_Return);
         EXPECT_EQ(read(".htgroups"), std::string(step.left) + "guests: carol \n");
     }
 }
@@ -271,9 +256,8 @@ TEST_F(PaneFixture, TheFilterNarrowsAHundredThousandUsersAndTicksTheRightOne)
     usersFile.close();
     pref().reloadUsersAndGroups();
     clickFolder(DemoTree::kPrivate);
-    KLTableView& users = *pane().userTable();
     KLFilterField& filter = *pane().userFilter();
-    ASSERT_EQ(users.tableModel()->rowCount(), 100001);
+    ASSERT_EQ(users().tableModel()->rowCount(), 100001);
     const struct { const char* typed; bool caseSensitive; int rows; const char* first; } cases[] = {
         {"USER04210", false, 10, "user042100"},
         {"USER04210", true, 0, ""},
@@ -285,22 +269,21 @@ TEST_F(PaneFixture, TheFilterNarrowsAHundredThousandUsersAndTicksTheRightOne)
         KLUserDefaults::standardUserDefaults().setBool(c.caseSensitive, "Case Sensitive Compare");
         filter.clear();
         QTest::keyClicks(&filter, c.typed);
-        EXPECT_EQ(users.tableModel()->rowCount(), c.rows) << c.typed;
-        EXPECT_EQ(users.tableModel()->index(0, 1).data().toString(), c.first) << c.typed;
+        EXPECT_EQ(users().tableModel()->rowCount(), c.rows) << c.typed;
+        EXPECT_EQ(users().tableModel()->index(0, 1).data().toString(), c.first) << c.typed;
     }
-    QModelIndex shown = users.tableModel()->index(3, 0);
+    QModelIndex shown = users().tableModel()->index(3, 0);
     ASSERT_EQ(shown.siblingAtColumn(1).data().toString(), "user042103");
-    users.setFocus();
-    users.setCurrentIndex(shown);
-    QTest::keyClick(&users, Qt::Key_Space);
-    PaneTestApp::settle();
+    users().setFocus();
+    users().setCurrentIndex(shown);
+    key(&users(), Qt::Key_Space);
     EXPECT_THAT(read("private/.htaccess"), HasSubstr("Require user alice user042103\n"));
-    EXPECT_EQ(users.selectedRow(), 42104) << "the source's row: the pseudo-user is row 0";
+    EXPECT_EQ(users().selectedRow(), 42104) << "the source's row: the pseudo-user is row 0";
     EXPECT_TRUE(child("userEditButton")->isEnabled());
     QTest::keyClick(&filter, Qt::Key_Escape);
     EXPECT_TRUE(filter.text().isEmpty());
-    EXPECT_EQ(users.tableModel()->rowCount(), 100001);
-    EXPECT_EQ(users.selectedRow(), 42104) << "the selection stays on the user";
+    EXPECT_EQ(users().tableModel()->rowCount(), 100001);
+    EXPECT_EQ(users().selectedRow(), 42104) << "the selection stays on the user";
 }
 
 TEST_F(PaneFixture, TheManualEditorsQuestionHoldsBackAnotherFolder)
@@ -335,30 +318,28 @@ TEST_F(PaneFixture, TheManualEditorsQuestionHoldsBackAnotherFolder)
 TEST_F(PaneFixture, TheDeleteButtonOfTheSelectedFolderRemovesItsAccessFileAfterAsking)
 {
     clickFolder(DemoTree::kPrivate);
-    KLOutlineView& outline = *pane().webDirOutline();
-    QModelIndex button = outline.indexAtRow(folderRow(DemoTree::kPrivate), 2);
+    QModelIndex button = folders().indexAtRow(folderRow(DemoTree::kPrivate), 2);
     ASSERT_TRUE(button.data(QtColumn::kEnabledRole).toBool());
     const std::pair<const char*, bool> answers[] = {{"Cancel", true}, {"Delete", false}};
     for (const auto& [answer, kept] : answers) {
-        QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(button).center());
+        QTest::mouseClick(folders().viewport(), Qt::LeftButton, {}, folders().visualRect(button).center());
         PaneTestApp::settle();
         ASSERT_TRUE(openAlert());
         EXPECT_EQ(openAlert()->text(), "Delete Access File");
         ASSERT_TRUE(answerAlert(answer));
         EXPECT_EQ(QFile::exists(QString::fromStdString(file("private/.htaccess"))), kept) << answer;
     }
-    EXPECT_FALSE(outline.indexAtRow(folderRow(DemoTree::kPrivate), 2).data(QtColumn::kEnabledRole).toBool());
+    EXPECT_FALSE(folders().indexAtRow(folderRow(DemoTree::kPrivate), 2).data(QtColumn::kEnabledRole).toBool());
 }
 
 TEST_F(PaneFixture, ChoosingAModeFromTheFoldersMenuOrPopUpProtectsIt)
 {
-    KLOutlineView& outline = *pane().webDirOutline();
-    auto mode = [&] { return outline.indexAtRow(folderRow(DemoTree::kPublic), 1); };
+    auto mode = [&] { return folders().indexAtRow(folderRow(DemoTree::kPublic), 1); };
     EXPECT_EQ(mode().data().toString(), "None");
     clickFolder(DemoTree::kPrivate);
-    requestMenu(outline, outline.indexAtRow(folderRow(DemoTree::kPublic)));
-    EXPECT_EQ(outline.selectedRow(), folderRow(DemoTree::kPublic)) << "the menu selects its folder";
-    auto* menu = outline.findChild<QMenu*>("folderMenu");
+    requestMenu(folders(), folders().indexAtRow(folderRow(DemoTree::kPublic)));
+    EXPECT_EQ(folders().selectedRow(), folderRow(DemoTree::kPublic)) << "the menu selects its folder";
+    auto* menu = folders().findChild<QMenu*>("folderMenu");
     ASSERT_TRUE(menu && menu->actions().first()->menu());
     EXPECT_FALSE(menu->actions()[1]->isEnabled()) << "the folder has no access file to remove";
     menu->actions().first()->menu()->actions()[2]->trigger();
@@ -367,7 +348,7 @@ TEST_F(PaneFixture, ChoosingAModeFromTheFoldersMenuOrPopUpProtectsIt)
     EXPECT_TRUE(QFile::exists(QString::fromStdString(file("public/.htaccess"))));
     menu->close();
 
-    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(mode()).center());
+    QTest::mouseClick(folders().viewport(), Qt::LeftButton, {}, folders().visualRect(mode()).center());
     QMenu* popUp = pane().protectCell()->openMenu();
     ASSERT_TRUE(popUp);
     ASSERT_EQ(popUp->actions().size(), 5);
@@ -404,8 +385,7 @@ TEST_F(PaneFixture, TheUserSheetShowsWhatIsWrongAndAddsTheUserWhenRight)
     emit hashMenu->activated(1);
     EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("Password Hash"), "bcrypt");
     press("addUserButton");
-    QTest::keyClick(&sheet, Qt::Key_Escape);
-    PaneTestApp::settle();
+    key(&sheet, Qt::Key_Escape);
     EXPECT_FALSE(sheet.isVisible()) << "Escape cancels through the controller";
 }
 
@@ -452,15 +432,14 @@ TEST_F(PaneFixture, TheRemoteServerOptionTakesTheWebServerTabAwayForGoodWithoutA
 TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWindow)
 {
     UrlCatcher desktop;
-    KLOutlineView& outline = *pane().webDirOutline();
-    QModelIndex folder = outline.indexAtRow(folderRow(DemoTree::kPublic));
+    QModelIndex folder = folders().indexAtRow(folderRow(DemoTree::kPublic));
     // What the platform sends: a click, the second press as a double click, its release.
-    QPoint at = outline.visualRect(folder).center();
-    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, at);
-    QMouseEvent twice(QEvent::MouseButtonDblClick, at, outline.viewport()->mapToGlobal(at), Qt::LeftButton,
+    QPoint at = folders().visualRect(folder).center();
+    QTest::mouseClick(folders().viewport(), Qt::LeftButton, {}, at);
+    QMouseEvent twice(QEvent::MouseButtonDblClick, at, folders().viewport()->mapToGlobal(at), Qt::LeftButton,
                       Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(outline.viewport(), &twice);
-    QTest::mouseRelease(outline.viewport(), Qt::LeftButton, {}, at);
+    QApplication::sendEvent(folders().viewport(), &twice);
+    QTest::mouseRelease(folders().viewport(), Qt::LeftButton, {}, at);
     PaneTestApp::settle();
     child("revealWebDirButton")->click();
     EXPECT_EQ(desktop.urls, QStringList({"http://127.0.0.1/public",
@@ -482,11 +461,10 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
     });
     KLUserDefaults::standardUserDefaults().setObject(KLPlist(server.address()), "Apache Site Address");
     press("webRefreshButton");
-    KLOutlineView& outline = *pane().webDirOutline();
     ASSERT_TRUE(PaneTestApp::waitFor([&] { return folderRow(DemoTree::kShared) > 0 && server.requests().size() >= 3; }));
     auto tipShows = [&](const char* folder, const std::string& tip) {
         return PaneTestApp::waitFor([&] {
-            return outline.indexAtRow(folderRow(folder), 3).data(Qt::ToolTipRole).toString().contains(QString::fromStdString(tip));
+            return folders().indexAtRow(folderRow(folder), 3).data(Qt::ToolTipRole).toString().contains(QString::fromStdString(tip));
         });
     };
     const struct { const char* folder; const char* image; std::string tip; } rows[] = {
@@ -497,7 +475,7 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
     };
     for (const auto& row : rows) {
         ASSERT_TRUE(tipShows(row.folder, row.tip)) << row.folder;
-        QModelIndex verdict = outline.indexAtRow(folderRow(row.folder), 3);
+        QModelIndex verdict = folders().indexAtRow(folderRow(row.folder), 3);
         QIcon icon = qvariant_cast<QIcon>(verdict.data(Qt::DecorationRole));
         EXPECT_EQ(icon.isNull(), !row.image) << row.folder;
         if (row.image) {
@@ -508,8 +486,8 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
     EXPECT_TRUE(child<QLabel>("accessCheckText")->text().startsWith("Not enforced: Apache ignores"));
 
     // Protecting another folder asks the server again.
-    auto* publicItem = static_cast<KLFSItem*>(outline.itemAtRow(folderRow(DemoTree::kPublic)));
-    pref().files()->setObjectValue(outline, KLPlist(1), KLFSDataSource::kProtectColumn, publicItem);
+    auto* publicItem = static_cast<KLFSItem*>(folders().itemAtRow(folderRow(DemoTree::kPublic)));
+    pref().files()->setObjectValue(folders(), KLPlist(1), KLFSDataSource::kProtectColumn, publicItem);
     EXPECT_TRUE(tipShows(DemoTree::kPublic, "does not serve this folder at /public/"));
 }
 
@@ -517,13 +495,12 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
 // soon, through the Qt run loop, and the selected user stays selected.
 TEST_F(PaneFixture, AUserAddedByAnotherProgramShowsAndTheSelectionStays)
 {
-    KLTableView& users = *pane().userTable();
-    users.selectRow(2, false);
-    ASSERT_EQ(users.tableModel()->index(2, 1).data().toString(), "bob");
+    users().selectRow(2, false);
+    ASSERT_EQ(users().tableModel()->index(2, 1).data().toString(), "bob");
     std::string text = read(".htusers");
     std::ofstream(file(".htusers")) << "zoe:abJnggxhB/yWI\n" << text;
-    EXPECT_TRUE(PaneTestApp::waitFor([&] { return users.tableModel()->index(3, 1).data().toString() == "bob"; }, 10000));
-    EXPECT_EQ(users.selectedRow(), 3);
+    EXPECT_TRUE(PaneTestApp::waitFor([&] { return users().tableModel()->index(3, 1).data().toString() == "bob"; }, 10000));
+    EXPECT_EQ(users().selectedRow(), 3);
 }
 
 } // namespace
