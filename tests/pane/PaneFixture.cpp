@@ -39,18 +39,16 @@ void PaneFixture::press(const char* name)
 
 int PaneFixture::folderRow(const QString& name)
 {
-    KLOutlineView& outline = *pane().webDirOutline();
-    for (int row = 0; row < outline.numberOfRows(); ++row)
-        if (outline.indexAtRow(row).data().toString() == name)
+    for (int row = 0; row < folders().numberOfRows(); ++row)
+        if (folders().indexAtRow(row).data().toString() == name)
             return row;
     return -1;
 }
 
 void PaneFixture::clickFolder(const QString& name)
 {
-    KLOutlineView& outline = *pane().webDirOutline();
-    QModelIndex index = outline.indexAtRow(folderRow(name));
+    QModelIndex index = folders().indexAtRow(folderRow(name));
     ASSERT_TRUE(index.isValid()) << name.toStdString();
-    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(index).center());
+    QTest::mouseClick(folders().viewport(), Qt::LeftButton, {}, folders().visualRect(index).center());
     PaneTestApp::settle();
 }
