@@ -8,7 +8,6 @@
 #include "QtTextView.h"
 
 #include <QCheckBox>
-#include <QFileDialog>
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -95,29 +94,6 @@ TEST(QtAlertsTest, ButtonsAnswerOneZeroMinusOneAndTheTextStaysPlain)
         ASSERT_TRUE(PaneTestApp::answerAlert(c.click));
     }
     EXPECT_EQ(answers, (std::vector<int>{1, 0, -1, 1}));
-}
-
-TEST(QtAlertsTest, FolderChooserAnswersWithTheChosenFolderOrACancel)
-{
-    QWidget window;
-    window.show();
-    QtAlerts alerts(&window);
-    std::vector<std::pair<int, std::string>> answers;
-    std::string home = qEnvironmentVariable("HOME").toStdString();
-    for (bool accept : {true, false}) {
-        alerts.runFolderChooser(home, [&](int code, const std::string& folder) { answers.emplace_back(code, folder); });
-        QFileDialog* dialog = nullptr;
-        ASSERT_TRUE(PaneTestApp::waitFor([&] {
-            dialog = window.findChild<QFileDialog*>(QtAlerts::kFolderChooserName);
-            return dialog && dialog->isVisible();
-        }));
-        EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
-        accept ? static_cast<QDialog*>(dialog)->accept() : dialog->reject();
-        PaneTestApp::settle();
-    }
-    ASSERT_EQ(answers.size(), 2u);
-    EXPECT_EQ(answers[0], std::make_pair(1, home));
-    EXPECT_EQ(answers[1].first, 0);
 }
 
 TEST(NSImageAndTextCellTest, TheIconSitsThreePointsInAndCentredTheTextTakesTheRest)
