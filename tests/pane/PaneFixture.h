@@ -37,11 +37,7 @@ protected:
     KLOutlineView& groups() { return *pane().groupOutline(); }
     KLOutlineView& folders() { return *pane().webDirOutline(); }
     // Presses the key on the widget and lets the pane answer.
-    static void key(QWidget* widget, Qt::Key key, Qt::KeyboardModifiers modifiers = {})
-    {
-        QTest::keyClick(widget, key, modifiers);
-        PaneTestApp::settle();
-    }
+    static void key(QWidget* widget, Qt::Key key, Qt::KeyboardModifiers with = {}) { QTest::keyClick(widget, key, with), PaneTestApp::settle(); }
     // Clicks the pane's button with this name and lets the pane answer.
     void press(const char* name);
 
