@@ -52,11 +52,8 @@ TEST(QtAdaptersTest, TextFieldsTakeNamedColoursAndBarsShowSizesPastTwoGigabytes)
     QWidget parent;
     auto* label = new QLabel(&parent);
     QtTextField field(label);
-    const std::pair<const char*, QColor> colours[] = {
-        {"darkGreen", QColor(0x00, 0x64, 0x00)},
-        {"#f59900", QColor(0xf5, 0x99, 0x00)},
-        {"", parent.palette().color(QPalette::WindowText)},
-    };
+    const std::pair<const char*, QColor> colours[] = {{"darkGreen", QColor(0x00, 0x64, 0x00)},
+        {"#f59900", QColor(0xf5, 0x99, 0x00)}, {"", parent.palette().color(QPalette::WindowText)}};
     for (const auto& [name, colour] : colours) {
         field.setTextColor(name);
         EXPECT_EQ(label->palette().color(QPalette::WindowText), colour) << name;

@@ -31,7 +31,6 @@
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 // Qt's warnings while a test listens, so that it can fail on one.
 QStringList warnings;
@@ -130,7 +129,7 @@ TEST_F(PaneFixture, DeleteKeyInTheUsersTableAsksBeforeDeletingTheUser)
         ASSERT_TRUE(answerAlert(answer));
         EXPECT_EQ(users().tableModel()->rowCount(), rows) << answer;
     }
-    EXPECT_THAT(read(".htusers"), Not(HasSubstr("alice:")));
+    EXPECT_THAT(read(".htusers"), testing::Not(HasSubstr("alice:")));
 }
 
 TEST_F(PaneFixture, ReturnInTheGroupsOutlineKeepsARefusedNameAndTheFocus)
@@ -185,13 +184,12 @@ TEST_F(PaneFixture, AUserDraggedOntoAGroupBecomesAMember)
         << "a member is no group";
     QPoint target = groups().visualRect(groups().indexAtRow(0, 1)).center();
     QDragEnterEvent enter(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(groups().viewport(), &enter);
     QDragMoveEvent move(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(groups().viewport(), &move);
-    EXPECT_TRUE(move.isAccepted()) << "a group takes users";
     QDropEvent drop(target, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(groups().viewport(), &drop);
+    for (QEvent* event : std::initializer_list<QEvent*>{&enter, &move, &drop})
+        QApplication::sendEvent(groups().viewport(), event);
     PaneTestApp::settle();
+    EXPECT_TRUE(move.isAccepted()) << "a group takes users";
     EXPECT_EQ(read(".htgroups"), "staff: carol alice bob \nguests: carol \n");
     EXPECT_EQ(nodeName(groups(), 1), "carol");
 }
@@ -326,7 +324,7 @@ TEST_F(PaneFixture, TheManualEditorsQuestionHoldsBackAnotherFolder)
     ASSERT_TRUE(answerAlert("Don't Save"));
     EXPECT_EQ(pane().webDirOutline()->selectedRow(), folderRow(DemoTree::kIntranet));
     EXPECT_TRUE(editor.toPlainText().contains("Allow from 127.0.0.1"));
-    EXPECT_THAT(read("private/.htaccess"), Not(HasSubstr("# mine")));
+    EXPECT_THAT(read("private/.htaccess"), testing::Not(HasSubstr("# mine")));
     appendLine(editor, "# kept");
     clickFolder(DemoTree::kPublic);
     ASSERT_TRUE(answerAlert("Save"));
@@ -438,9 +436,8 @@ TEST_F(PaneFixture, ClosingWithoutEditsLeavesAtOnce)
 TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWindow)
 {
     UrlCatcher desktop;
-    QModelIndex folder = folders().indexAtRow(folderRow(DemoTree::kPublic));
     // What the platform sends: a click, the second press as a double click, its release.
-    QPoint at = folders().visualRect(folder).center();
+    QPoint at = folders().visualRect(folders().indexAtRow(folderRow(DemoTree::kPublic))).center();
     QTest::mouseClick(folders().viewport(), Qt::LeftButton, {}, at);
     QMouseEvent twice(QEvent::MouseButtonDblClick, at, folders().viewport()->mapToGlobal(at), Qt::LeftButton,
                       Qt::LeftButton, Qt::NoModifier);

@@ -14,7 +14,6 @@
 
 namespace {
 
-// The application lives from the first test to the last.
 class QtEnvironment : public ::testing::Environment
 {
     void SetUp() override
