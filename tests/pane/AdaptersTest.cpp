@@ -1,24 +1,16 @@
+#include "NSImageAndTextCell.h"
 #include "PaneTestApp.h"
 #include "QtAlerts.h"
 #include "QtButton.h"
-#include "QtMatrix.h"
 #include "QtPopUpButton.h"
 #include "QtProgressIndicator.h"
-#include "QtTabView.h"
 #include "QtTextField.h"
 #include "QtTextView.h"
-#include "QtWindow.h"
 
-#include <QButtonGroup>
 #include <QCheckBox>
-#include <QDialog>
-#include <QFileDialog>
-#include <QMessageBox>
+#include <QLabel>
 #include <QPushButton>
-#include <QRadioButton>
 #include <QSignalSpy>
-#include <QTest>
-#include <QVBoxLayout>
 
 #include <gtest/gtest.h>
 
@@ -26,222 +18,88 @@ namespace {
 
 TEST(QtAdaptersTest, SettingAControlIsNoUserAction)
 {
-    QCheckBox box("Sort users");
+    QCheckBox box;
     QtButton button(&box);
-    QSignalSpy clicks(&box, &QCheckBox::clicked);
-    button.setState(1);
-    EXPECT_EQ(button.state(), 1);
-    EXPECT_EQ(clicks.count(), 0);
-    box.click();
-    EXPECT_EQ(button.state(), 0);
-    button.setTitle("Check Now");
-    EXPECT_EQ(button.title(), "Check Now");
-
     QComboBox combo;
     QtPopUpButton popUp(&combo);
-    QSignalSpy chosen(&combo, &QComboBox::activated);
-    popUp.addItem("Sites", "folder");
-    popUp.addItem("Documents");
-    popUp.addSeparator();
-    popUp.addItem("Custom\u2026");
-    popUp.insertItem("mine", "", 2);
-    EXPECT_EQ(popUp.numberOfItems(), 5);
-    EXPECT_EQ(popUp.itemTitleAtIndex(2), "mine");
-    EXPECT_EQ(popUp.itemTitleAtIndex(3), "");
-    EXPECT_FALSE(combo.itemIcon(0).isNull());
-    popUp.selectItemAtIndex(4);
-    EXPECT_EQ(popUp.indexOfSelectedItem(), 4);
-    popUp.removeItemAtIndex(2);
-    EXPECT_EQ(popUp.itemTitleAtIndex(2), "");
-    EXPECT_EQ(chosen.count(), 0);
-
     QPlainTextEdit edit;
     QtTextView text(&edit);
-    QSignalSpy changes(&edit, &QPlainTextEdit::textChanged);
+    QSignalSpy clicks(&box, &QCheckBox::clicked), chosen(&combo, &QComboBox::activated),
+        changes(&edit, &QPlainTextEdit::textChanged);
+    button.setState(1);
+    EXPECT_TRUE(box.isChecked());
+    popUp.addItem("Sites", "folder");
+    popUp.addSeparator();
+    popUp.addItem("Custom\u2026");
+    popUp.insertItem("mine", "", 1);
+    EXPECT_EQ(popUp.itemTitleAtIndex(1), "mine");
+    EXPECT_EQ(popUp.itemTitleAtIndex(2), "") << "the separator";
+    EXPECT_FALSE(combo.itemIcon(0).isNull());
+    popUp.selectItemAtIndex(3);
+    popUp.removeItemAtIndex(1);
+    EXPECT_EQ(popUp.indexOfSelectedItem(), 2);
+    EXPECT_EQ(popUp.numberOfItems(), 3);
     text.setString("AuthType Basic\n");
     EXPECT_EQ(text.string(), "AuthType Basic\n");
-    EXPECT_EQ(changes.count(), 0);
     EXPECT_EQ(edit.textCursor().position(), 0);
-    text.setEditable(false);
-    EXPECT_FALSE(text.isEditable());
+    EXPECT_EQ(clicks.count() + chosen.count() + changes.count(), 0);
+    box.click();
+    EXPECT_EQ(button.state(), 0);
 }
 
-TEST(QtAdaptersTest, TextFieldsTakeNamedColours)
+TEST(QtAdaptersTest, TextFieldsTakeNamedColoursAndBarsShowSizesPastTwoGigabytes)
 {
     QWidget parent;
     auto* label = new QLabel(&parent);
     QtTextField field(label);
-    field.setStringValue("Apache status: Running");
-    EXPECT_EQ(field.stringValue(), "Apache status: Running");
-    field.setTextColor("darkGreen");
-    EXPECT_EQ(label->palette().color(QPalette::WindowText), QColor(0x00, 0x64, 0x00));
-    field.setTextColor("#f59900");
-    EXPECT_EQ(label->palette().color(QPalette::WindowText), QColor(0xf5, 0x99, 0x00));
-    field.setTextColor("");
-    EXPECT_EQ(label->palette().color(QPalette::WindowText), parent.palette().color(QPalette::WindowText));
-    EXPECT_FALSE(field.isEditable());
-}
-
-TEST(QtAdaptersTest, RadioRowsAndTabsByIdentifier)
-{
-    QWidget box;
-    QButtonGroup group;
-    auto* allow = new QRadioButton("Allow", &box);
-    auto* deny = new QRadioButton("Deny", &box);
-    group.addButton(allow, 0);
-    group.addButton(deny, 1);
-    QtMatrix matrix(&box, &group);
-    matrix.selectCellAtRow(1);
-    EXPECT_EQ(matrix.selectedRow(), 1);
-    matrix.setEnabled(false);
-    EXPECT_FALSE(deny->isEnabled());
-
-    QTabWidget tabs;
-    for (const char* id : {"users", "addresses", "custom"}) {
-        auto* page = new QWidget;
-        page->setProperty(QtTabView::kIdentifierProperty, id);
-        tabs.addTab(page, QString(id).toUpper());
+    const std::pair<const char*, QColor> colours[] = {{"darkGreen", QColor(0x00, 0x64, 0x00)},
+        {"#f59900", QColor(0xf5, 0x99, 0x00)}, {"", parent.palette().color(QPalette::WindowText)}};
+    for (const auto& [name, colour] : colours) {
+        field.setTextColor(name);
+        EXPECT_EQ(label->palette().color(QPalette::WindowText), colour) << name;
     }
-    QtTabView view(&tabs);
-    QWidget* custom = tabs.widget(2);
-    view.removeItem("custom");
-    EXPECT_EQ(view.numberOfItems(), 2);
-    EXPECT_EQ(view.indexOfItemWithIdentifier("custom"), -1);
-    view.insertItem("custom", 0);
-    EXPECT_EQ(view.indexOfItemWithIdentifier("custom"), 0);
-    EXPECT_EQ(tabs.widget(0), custom) << "the removed page comes back as it was";
-    EXPECT_EQ(tabs.tabText(0), "CUSTOM");
-    view.insertItem("custom", 2);
-    EXPECT_EQ(view.numberOfItems(), 3) << "a shown page is not added twice";
-    view.selectItem("addresses");
-    EXPECT_EQ(view.selectedIdentifier(), "addresses");
-    view.insertItem("unknown", 0);
-    EXPECT_EQ(view.numberOfItems(), 3);
-}
-
-TEST(QtAdaptersTest, ProgressIndicators)
-{
     QProgressBar bar;
-    QtProgressIndicator spinner(&bar);
+    QtProgressIndicator progress(&bar);
     EXPECT_TRUE(bar.isHidden()) << "an idle spinner shows nothing";
-    spinner.startAnimation();
-    EXPECT_TRUE(spinner.isAnimating());
+    progress.startAnimation();
     EXPECT_FALSE(bar.isHidden());
-    EXPECT_EQ(bar.maximum(), 0);
-    spinner.stopAnimation();
-    EXPECT_TRUE(bar.isHidden());
-
-    QProgressBar download;
-    QtProgressIndicator progress(&download);
     progress.setIndeterminate(false);
     progress.setMaxValue(5.0e9);
     progress.setDoubleValue(2.5e9);
     EXPECT_DOUBLE_EQ(progress.doubleValue(), 2.5e9);
-    EXPECT_EQ(download.value() * 2, download.maximum()) << "sizes past 2 GB still show";
-}
-
-QMessageBox* openAlert()
-{
-    QMessageBox* box = nullptr;
-    PaneTestApp::waitFor([&] {
-        for (QWidget* w : QApplication::topLevelWidgets())
-            if (auto* b = qobject_cast<QMessageBox*>(w); b && b->isVisible())
-                box = b;
-        return box != nullptr;
-    });
-    return box;
-}
-
-QAbstractButton* buttonTitled(QMessageBox& box, const QString& title)
-{
-    for (QAbstractButton* b : box.buttons())
-        if (b->text() == title)
-            return b;
-    return nullptr;
+    EXPECT_EQ(bar.value() * 2, bar.maximum());
 }
 
 TEST(QtAlertsTest, ButtonsAnswerOneZeroMinusOneAndTheTextStaysPlain)
 {
     QWidget window;
-    window.setWindowTitle("Fendrel");
     window.show();
     QtAlerts alerts(&window);
     std::vector<int> answers;
-    KLAlert alert{"Delete User", "Are you sure you wish to delete the user \"<b>x</b>\"?", "Yes", "Don't Ask", "No"};
-    for (const char* click : {"Yes", "Don't Ask", "No"}) {
-        alerts.beginAlertSheet(alert, [&](int code) { answers.push_back(code); });
-        QMessageBox* box = openAlert();
+    const KLAlert ask{"Delete User", "Delete the user \"<b>x</b>\"?", "Yes", "Don't Ask", "No"};
+    const KLAlert error{"An Error Occured", "An unknown error occured", "", "", ""};
+    const struct { const KLAlert& alert; const char* click; const char* byDefault; int buttons; } cases[] = {
+        {ask, "Yes", "Yes", 3}, {ask, "Don't Ask", "Yes", 3}, {ask, "No", "Yes", 3}, {error, "OK", "OK", 1}};
+    for (const auto& c : cases) {
+        alerts.beginAlertSheet(c.alert, [&](int code) { answers.push_back(code); });
+        QMessageBox* box = PaneTestApp::openAlert(2000);
         ASSERT_TRUE(box);
         EXPECT_EQ(box->windowModality(), Qt::WindowModal);
-        EXPECT_EQ(box->text(), "Delete User");
-        auto* info = box->findChild<QLabel*>("qt_msgbox_informativelabel");
-        ASSERT_TRUE(info);
-        EXPECT_EQ(info->textFormat(), Qt::PlainText);
-        EXPECT_EQ(box->defaultButton(), buttonTitled(*box, "Yes"));
-        QAbstractButton* button = buttonTitled(*box, click);
-        ASSERT_TRUE(button);
-        button->click();
-        PaneTestApp::settle();
+        EXPECT_EQ(box->findChild<QLabel*>("qt_msgbox_informativelabel")->textFormat(), Qt::PlainText);
+        EXPECT_EQ(box->defaultButton()->text(), c.byDefault);
+        EXPECT_EQ(box->buttons().size(), c.buttons);
+        ASSERT_TRUE(PaneTestApp::answerAlert(c.click));
     }
-    EXPECT_EQ(answers, (std::vector<int>{1, 0, -1}));
-
-    alerts.beginAlertSheet({"An Error Occured", "An unknown error occured", "", "", ""}, [&](int code) { answers.push_back(code); });
-    QMessageBox* box = openAlert();
-    ASSERT_TRUE(box);
-    EXPECT_EQ(box->buttons().size(), 1);
-    ASSERT_TRUE(buttonTitled(*box, "OK"));
-    buttonTitled(*box, "OK")->click();
-    PaneTestApp::settle();
-    EXPECT_EQ(answers.back(), 1);
+    EXPECT_EQ(answers, (std::vector<int>{1, 0, -1, 1}));
 }
 
-TEST(QtAlertsTest, FolderChooserAnswersWithTheChosenFolderOrACancel)
+TEST(NSImageAndTextCellTest, TheIconSitsThreePointsInAndCentredTheTextTakesTheRest)
 {
-    QWidget window;
-    window.show();
-    QtAlerts alerts(&window);
-    std::vector<std::pair<int, std::string>> answers;
-    std::string home = qEnvironmentVariable("HOME").toStdString();
-    for (bool accept : {true, false}) {
-        alerts.runFolderChooser(home, [&](int code, const std::string& folder) { answers.emplace_back(code, folder); });
-        QFileDialog* dialog = nullptr;
-        ASSERT_TRUE(PaneTestApp::waitFor([&] {
-            dialog = window.findChild<QFileDialog*>(QtAlerts::kFolderChooserName);
-            return dialog && dialog->isVisible();
-        }));
-        EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
-        if (accept)
-            static_cast<QDialog*>(dialog)->accept();
-        else
-            dialog->reject();
-        PaneTestApp::settle();
-    }
-    ASSERT_EQ(answers.size(), 2u);
-    EXPECT_EQ(answers[0], std::make_pair(1, home));
-    EXPECT_EQ(answers[1].first, 0);
-}
-
-TEST(QtWindowTest, SheetsAreWindowModalAndFocusGoesToTheNamedField)
-{
-    QWidget window;
-    window.show();
-    auto* dialog = new QDialog(&window);
-    auto* layout = new QVBoxLayout(dialog);
-    auto* name = new QLineEdit("old");
-    name->setObjectName("userField");
-    layout->addWidget(name);
-    auto* pass = new QLineEdit;
-    pass->setObjectName("passField");
-    layout->addWidget(pass);
-    QtWindow pane(&window);
-    QtWindow sheet(dialog);
-    pane.beginSheet(sheet);
-    EXPECT_TRUE(sheet.isVisible());
-    EXPECT_EQ(dialog->windowModality(), Qt::WindowModal);
-    sheet.makeFirstResponder("userField");
-    EXPECT_EQ(name->selectedText(), "old");
-    pane.endSheet(sheet);
-    EXPECT_FALSE(sheet.isVisible());
+    QRect cell(10, 20, 200, 25);
+    EXPECT_EQ(NSImageAndTextCell::imageFrameForCellFrame(cell, true), QRect(13, 25, 16, 16)) << "ceil((25 - 16) / 2)";
+    EXPECT_EQ(NSImageAndTextCell::textFrameForCellFrame(cell, true), QRect(29, 20, 181, 25));
+    EXPECT_TRUE(NSImageAndTextCell::imageFrameForCellFrame(cell, false).isEmpty());
+    EXPECT_EQ(NSImageAndTextCell::textFrameForCellFrame(cell, false), cell);
 }
 
 } // namespace

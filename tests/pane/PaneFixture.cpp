@@ -1,9 +1,5 @@
 #include "PaneFixture.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QTest>
-
 #include <cstdlib>
 
 void PaneFixture::SetUp()
@@ -33,43 +29,26 @@ void PaneFixture::TearDown()
     PaneTestApp::settle();
 }
 
+void PaneFixture::press(const char* name)
+{
+    QAbstractButton* button = child(name);
+    ASSERT_TRUE(button) << name;
+    button->click();
+    PaneTestApp::settle();
+}
+
 int PaneFixture::folderRow(const QString& name)
 {
-    KLOutlineView& outline = *pane().webDirOutline();
-    for (int row = 0; row < outline.numberOfRows(); ++row)
-        if (outline.indexAtRow(row).data().toString() == name)
+    for (int row = 0; row < folders().numberOfRows(); ++row)
+        if (folders().indexAtRow(row).data().toString() == name)
             return row;
     return -1;
 }
 
 void PaneFixture::clickFolder(const QString& name)
 {
-    KLOutlineView& outline = *pane().webDirOutline();
-    QModelIndex index = outline.indexAtRow(folderRow(name));
+    QModelIndex index = folders().indexAtRow(folderRow(name));
     ASSERT_TRUE(index.isValid()) << name.toStdString();
-    QTest::mouseClick(outline.viewport(), Qt::LeftButton, {}, outline.visualRect(index).center());
+    QTest::mouseClick(folders().viewport(), Qt::LeftButton, {}, folders().visualRect(index).center());
     PaneTestApp::settle();
-}
-
-QMessageBox* PaneFixture::openAlert()
-{
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (auto* box = qobject_cast<QMessageBox*>(w); box && box->isVisible())
-            return box;
-    return nullptr;
-}
-
-bool PaneFixture::answerAlert(const QString& title)
-{
-    QMessageBox* box = openAlert();
-    if (!box)
-        return false;
-    for (QAbstractButton* button : box->buttons()) {
-        if (button->text() == title) {
-            button->click();
-            PaneTestApp::settle();
-            return true;
-        }
-    }
-    return false;
 }

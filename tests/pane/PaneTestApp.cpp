@@ -3,6 +3,7 @@
 #include "QtImages.h"
 #include "QtRunLoop.h"
 
+#include <QAbstractButton>
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -15,7 +16,6 @@ namespace {
 
 class QtEnvironment : public ::testing::Environment
 {
-public:
     void SetUp() override
     {
         ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
@@ -26,13 +26,7 @@ public:
         QtImages::setUpTheme();
         KLRunLoop::setMain(std::make_shared<QtRunLoop>(app_.get()));
     }
-    void TearDown() override
-    {
-        KLRunLoop::setMain(nullptr);
-        app_.reset();
-    }
-
-private:
+    void TearDown() override { KLRunLoop::setMain(nullptr), app_.reset(); }
     std::unique_ptr<QApplication> app_;
 };
 
@@ -60,4 +54,30 @@ void PaneTestApp::settle()
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QTest::qWait(1);
     }
+}
+
+QMessageBox* PaneTestApp::openAlert(int timeoutMs)
+{
+    QMessageBox* box = nullptr;
+    auto find = [&] {
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (auto* b = qobject_cast<QMessageBox*>(w); b && b->isVisible())
+                box = b;
+        return box != nullptr;
+    };
+    if (!find() && timeoutMs > 0)
+        waitFor(find, timeoutMs);
+    return box;
+}
+
+bool PaneTestApp::answerAlert(const QString& title)
+{
+    QMessageBox* box = openAlert();
+    for (QAbstractButton* button : box ? box->buttons() : QList<QAbstractButton*>())
+        if (button->text() == title) {
+            button->click();
+            settle();
+            return true;
+        }
+    return false;
 }

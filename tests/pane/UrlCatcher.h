@@ -11,17 +11,8 @@ class UrlCatcher : public QObject
 {
     Q_OBJECT
 public:
-    UrlCatcher()
-    {
-        for (const char* scheme : {"http", "https", "file"})
-            QDesktopServices::setUrlHandler(scheme, this, "open");
-    }
-    ~UrlCatcher() override
-    {
-        for (const char* scheme : {"http", "https", "file"})
-            QDesktopServices::unsetUrlHandler(scheme);
-    }
-
+    UrlCatcher() { for (const char* scheme : {"http", "https", "file"}) QDesktopServices::setUrlHandler(scheme, this, "open"); }
+    ~UrlCatcher() override { for (const char* scheme : {"http", "https", "file"}) QDesktopServices::unsetUrlHandler(scheme); }
     QStringList urls;
 
 public slots:

@@ -5,11 +5,6 @@
 #include "KLHelperTool.h"
 #include "QtAuthorizationView.h"
 
-#include <QAbstractButton>
-#include <QCheckBox>
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QToolButton>
@@ -19,27 +14,25 @@
 
 namespace {
 
+using Args = std::vector<std::string>;
+
 // Records what the web server controller asks of the helper tool.
 class RecordingHelper : public KLHelperTool
 {
 public:
     bool isHelperSetUID() const override { return true; }
-    int webcheckWithArgs(const std::vector<std::string>& arguments) const override
-    {
-        runs.push_back(arguments);
-        return 0;
-    }
-    mutable std::vector<std::vector<std::string>> runs;
+    int webcheckWithArgs(const Args& arguments) const override { return runs.push_back(arguments), 0; }
+    mutable std::vector<Args> runs;
 };
 
-constexpr const char* kFailingConfigTest = "#!/bin/sh\necho \"Invalid command 'Requir'\" >&2\nexit 1\n";
-
+// The pane with a web server controller whose configuration test fails,
+// whose helper only records and whose server runs when `running` says so.
 class WebServerPageTest : public PaneFixture
 {
 protected:
     WebServerPageTest()
     {
-        std::string script = scripts.write("configtest", kFailingConfigTest);
+        std::string script = scripts.write("configtest", "#!/bin/sh\necho \"Invalid command 'Requir'\" >&2\nexit 1\n");
         ::chmod(script.c_str(), 0755);
         apacheFactory = [this, script] {
             auto apache = std::make_shared<KLApacheController>(helper);
@@ -51,16 +44,15 @@ protected:
     }
     void SetUp() override
     {
-        KLUserDefaults& defaults = KLUserDefaults::standardUserDefaults();
         PaneFixture::SetUp();
         // Logs from a folder of the test, not the system's configuration.
-        defaults.setBool(true, "Override Conf Directory Location");
-        defaults.setObject(KLPlist(scripts.path()), "Apache Conf Directory");
+        KLUserDefaults::standardUserDefaults().setBool(true, "Override Conf Directory Location");
+        KLUserDefaults::standardUserDefaults().setObject(KLPlist(scripts.path()), "Apache Conf Directory");
     }
     KLApachePage& page() { return *pane().apachePage(); }
     QtAuthorizationView& lock() { return *page().authorizationView(); }
-    // Clicks the lock and waits for polkit's answer (pkcheck given).
-    void clickLock(const char* pkcheck)
+    // Clicks the lock with this polkit checker and waits for its answer.
+    void clickLock(const std::string& pkcheck)
     {
         PaneTestApp::waitFor([&] { return !lock().isAsking(); });
         lock().setPkcheckPath(pkcheck);
@@ -70,10 +62,11 @@ protected:
     }
     void openLock()
     {
-        PaneTestApp::waitFor([&] { return !lock().isAsking(); });
-        if (!lock().isAuthorized())
+        if (PaneTestApp::waitFor([&] { return !lock().isAsking(); }) && !lock().isAuthorized())
             clickLock("/bin/true");
     }
+    // Whether the lock is open, and the start and repair buttons with it.
+    std::vector<bool> controls() { return {lock().isAuthorized(), page().toggleButton()->isEnabled(), page().webcheckButton()->isEnabled()}; }
 
     TempDir scripts;
     std::shared_ptr<RecordingHelper> helper = std::make_shared<RecordingHelper>();
@@ -82,30 +75,23 @@ protected:
 
 TEST_F(WebServerPageTest, TheLockOpensTheControlsOnlyWithTheRights)
 {
-    ASSERT_TRUE(pref().apache());
     openLock();
-    EXPECT_TRUE(lock().isAuthorized());
-    EXPECT_TRUE(page().toggleButton()->isEnabled());
-    EXPECT_TRUE(page().webcheckButton()->isEnabled());
+    EXPECT_EQ(controls(), std::vector<bool>(3, true));
     std::string pkcheck = scripts.write("pkcheck", "#!/bin/sh\necho \"$*\" >> \"$0.log\"\n");
     ::chmod(pkcheck.c_str(), 0755);
-    clickLock(pkcheck.c_str());
-    EXPECT_FALSE(lock().isAuthorized()) << "a click on the open lock closes it";
+    clickLock(pkcheck);
+    EXPECT_EQ(controls(), std::vector<bool>(3, false)) << "a click on the open lock closes it";
     EXPECT_EQ(readFile(pkcheck + ".log"), "--revoke-temp\n") << "polkit's kept authorization goes with it";
-    EXPECT_FALSE(page().toggleButton()->isEnabled());
-    EXPECT_FALSE(page().webcheckButton()->isEnabled());
     if (::geteuid() == 0)
         return; // root holds the rights whatever polkit says
     clickLock("/bin/false");
-    EXPECT_FALSE(lock().isAuthorized());
-    EXPECT_FALSE(page().toggleButton()->isEnabled());
+    EXPECT_EQ(controls(), std::vector<bool>(3, false));
 }
 
 TEST_F(WebServerPageTest, ModulesThatAreOffAreNamedAndRepairTurnsThemOn)
 {
     scripts.mkdir("mods-available");
-    for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host",
-                           "access_compat"})
+    for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host", "access_compat"})
         scripts.write(std::string("mods-enabled/") + on + ".load", "");
     pref().apache()->setConfFileDir(scripts.path());
     pref().apache()->showModuleProblems();
@@ -115,28 +101,25 @@ TEST_F(WebServerPageTest, ModulesThatAreOffAreNamedAndRepairTurnsThemOn)
     pref().apache()->setHelperPath(scripts.path());
     page().webcheckButton()->click();
     ASSERT_FALSE(helper->runs.empty());
-    EXPECT_EQ(helper->runs.front(), (std::vector<std::string>{"-operation", "module", "-data", "authz_groupfile"}));
+    EXPECT_EQ(helper->runs.front(), (Args{"-operation", "module", "-data", "authz_groupfile"}));
 }
 
 TEST_F(WebServerPageTest, StartAndStopGoThroughTheHelperAndTheStatusFollows)
 {
-    // At once, before the first poll: both tabs say the server is stopped,
-    // and the access tab's button starts it.
-    auto* notice = pane().findChild<QLabel*>("accessNotice");
+    // At once, before the first poll: both tabs say the server is stopped.
+    auto* notice = child<QLabel>("accessNotice");
     EXPECT_TRUE(notice->text().startsWith("Apache is stopped")) << notice->text().toStdString();
     EXPECT_FALSE(notice->isHidden());
     EXPECT_EQ(page().serverNotice()->text(), notice->text());
     openLock();
-    pane().findChild<QPushButton*>("accessNoticeButton")->click();
+    child("accessNoticeButton")->click();
     EXPECT_FALSE(notice->text().startsWith("Apache is stopped"));
-    ASSERT_EQ(helper->runs.size(), 1u);
-    EXPECT_EQ(helper->runs[0], (std::vector<std::string>{"-operation", "ctl", "-data", "start"}));
+    EXPECT_EQ(helper->runs, (std::vector<Args>{{"-operation", "ctl", "-data", "start"}}));
     EXPECT_EQ(page().toggleButton()->text(), "Stop Apache");
-    EXPECT_EQ(pane().findChild<QLabel*>("fendrelStatus")->text(), "Apache status: Running");
-
+    EXPECT_EQ(child<QLabel>("fendrelStatus")->text(), "Apache status: Running");
     running = {"apache2"};
     page().toggleButton()->click();
-    EXPECT_EQ(helper->runs.back(), (std::vector<std::string>{"-operation", "ctl", "-data", "stop"}));
+    EXPECT_EQ(helper->runs.back(), (Args{"-operation", "ctl", "-data", "stop"}));
     EXPECT_EQ(page().toggleButton()->text(), "Start Apache");
     ASSERT_TRUE(PaneTestApp::waitFor([&] { return page().toggleButton()->text() == "Stop Apache"; }, 5000))
         << "the check after two seconds sees the server still running";
@@ -160,26 +143,17 @@ TEST_F(WebServerPageTest, AFailedConfigurationTestShowsItsErrorsInTheGrowingArea
 TEST_F(WebServerPageTest, TheRemoteServerOptionPutsTheWebServerTabBackWhereItWas)
 {
     QTabWidget& tabs = *pane().tabs();
-    auto titles = [&] {
-        QStringList all;
-        for (int i = 0; i < tabs.count(); ++i)
-            all << tabs.tabText(i);
-        return all;
-    };
-    const QStringList before = titles();
-    EXPECT_EQ(tabs.indexOf(&page()), 2) << before.join(", ").toStdString();
-    auto* remote = pane().findChild<QAbstractButton*>("remoteApacheCheck");
-    ASSERT_TRUE(remote->isEnabled()) << "the custom folder is allowed";
-
-    remote->click();
-    PaneTestApp::settle();
+    const int count = tabs.count();
+    const QString title = tabs.tabText(2);
+    EXPECT_EQ(tabs.indexOf(&page()), 2) << title.toStdString();
+    ASSERT_TRUE(child("remoteApacheCheck")->isEnabled()) << "the custom folder is allowed";
+    press("remoteApacheCheck");
     EXPECT_EQ(tabs.indexOf(&page()), -1);
-    EXPECT_EQ(pane().findChild<QLabel*>("fendrelStatus")->text(), "Apache status not available");
-
-    remote->click();
-    PaneTestApp::settle();
-    EXPECT_EQ(titles(), before) << titles().join(", ").toStdString();
+    EXPECT_EQ(child<QLabel>("fendrelStatus")->text(), "Apache status not available");
+    press("remoteApacheCheck");
+    EXPECT_EQ(tabs.count(), count);
     EXPECT_EQ(tabs.indexOf(&page()), 2);
+    EXPECT_EQ(tabs.tabText(2), title);
 }
 
 TEST_F(PaneFixture, TheDividerKeepsTheControllersLimits)
