@@ -36,23 +36,18 @@ protected:
 TEST_P(PaneContextTest, RootsAndFilesFollowTheStoredChoice)
 {
     EXPECT_EQ(KLPaneContext::shared(), pref.get());
-    EXPECT_EQ(pref->fendrelLocation(4), personal());
-    EXPECT_EQ(pref->fendrelLocation(1), personal() + "/.htusers");
-    EXPECT_EQ(pref->fendrelLocation(3), personal() + "/.htgroups");
-    EXPECT_FALSE(pref->fendrelLocation(2));
-    EXPECT_FALSE(pref->fendrelLocation(0));
-
-    defaults().setInteger(5, "Fendrel Protected Folder");
-    EXPECT_EQ(pref->fendrelLocation(4), personal());
-
-    defaults().setInteger(1, "Fendrel Protected Folder");
     std::string shared = GetParam() == std::string("macos") ? "/Library/WebServer/Documents/" : "/var/www/html/";
-    EXPECT_EQ(pref->fendrelLocation(4), shared);
-    EXPECT_EQ(pref->fendrelLocation(1), shared + ".htusers");
-
-    defaults().setInteger(2, "Fendrel Protected Folder");
     defaults().setObject(KLPlist("/srv/custom"), "Web Dir");
-    EXPECT_EQ(pref->fendrelLocation(3), "/srv/custom/.htgroups");
+    // choice stored (0: none), which location, expected (empty: none)
+    const std::tuple<int, int, std::string> cases[] = {
+        {0, 4, personal()}, {0, 1, personal() + "/.htusers"}, {0, 3, personal() + "/.htgroups"}, {0, 2, ""},
+        {0, 0, ""},         {5, 4, personal()},               {1, 4, shared},                    {1, 1, shared + ".htusers"},
+        {2, 3, "/srv/custom/.htgroups"}};
+    for (const auto& [choice, which, expected] : cases) {
+        if (choice)
+            defaults().setInteger(choice, "Fendrel Protected Folder");
+        EXPECT_EQ(pref->fendrelLocation(which).value_or(""), expected) << choice << " " << which;
+    }
 }
 
 TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
@@ -72,8 +67,6 @@ TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
 
 TEST_P(PaneContextTest, AddressesAndDiscovery)
 {
-    EXPECT_FALSE(pref->userArray());
-    EXPECT_FALSE(pref->groupArray());
     pref->addresses().emplace_back("10.0.0.1");
     pref->addresses().emplace_back("127.0.0.1");
     EXPECT_EQ(pref->indexOfAddress("127.0.0.1"), 1u);

@@ -1,6 +1,6 @@
+#include "FileSizeLimit.h"
 #include "KLAssert.h"
 #include "KLUserDefaults.h"
-#include "FileSizeLimit.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -19,27 +19,36 @@ protected:
         defaults().setApplicationIdentifier(domain);
     }
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
+    static void writeFile(const std::string& path, const std::string& text)
+    {
+        std::FILE* f = std::fopen(path.c_str(), "w");
+        std::fputs(text.c_str(), f);
+        std::fclose(f);
+    }
     std::string domain;
 };
 
-TEST_F(UserDefaultsTest, StoredValueWinsOverDefaultUntilRemoved)
+TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsMergedKeyByKey)
 {
-    defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}});
+    defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}, {"b", 2}});
+    defaults().registerDefaults({{"b", 3}, {"c", 4}});
     EXPECT_EQ(defaults().objectForKey("Apache Site Port"), KLPlist("80"));
+    EXPECT_EQ(defaults().integerForKey("b"), 3);
+    EXPECT_EQ(defaults().integerForKey("c"), 4);
+    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
     ASSERT_TRUE(defaults().setObject(KLPlist("8080"), "Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "8080");
     ASSERT_TRUE(defaults().removeDefaultForKey("Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "80");
     EXPECT_TRUE(defaults().objectForKey("Never Registered").isNull());
-}
 
-TEST_F(UserDefaultsTest, RegisteringTwiceMergesKeyByKey)
-{
-    defaults().registerDefaults({{"a", 1}, {"b", 2}});
-    defaults().registerDefaults({{"b", 3}, {"c", 4}});
-    EXPECT_EQ(defaults().integerForKey("a"), 1);
-    EXPECT_EQ(defaults().integerForKey("b"), 3);
-    EXPECT_EQ(defaults().integerForKey("c"), 4);
+    // Another identifier hides this domain, registered and stored values alike.
+    defaults().setObject(KLPlist("stored"), "stored");
+    defaults().setApplicationIdentifier(domain + ".other");
+    EXPECT_TRUE(defaults().objectForKey("Apache Site Port").isNull());
+    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
+    defaults().setApplicationIdentifier(domain);
+    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
 }
 
 TEST_F(UserDefaultsTest, NullValueIsAProgrammingErrorAndStoresNothing)
@@ -77,35 +86,19 @@ TEST_F(UserDefaultsTest, TypedGettersReadStringsAndRefuseOtherKinds)
     EXPECT_EQ(defaults().integerForKey("real"), 2);
 }
 
-TEST_F(UserDefaultsTest, EveryKindSurvivesTheFileAndAnotherReader)
+TEST_F(UserDefaultsTest, EveryKindSurvivesTheFileAndAnotherWriterIsSeen)
 {
-    KLPlist::Dictionary nested{{"user", "alice"}, {"n", 3}};
-    defaults().setBool(true, "bool");
-    defaults().setInteger(-7, "int");
-    defaults().setObject(KLPlist(KLPlist::Data{0, 1, 255}), "data");
-    defaults().setObject(KLPlist(KLPlist::Date{123.0}), "date");
-    defaults().setObject(KLPlist(KLPlist::Array{KLPlist(nested), KLPlist("x")}), "array");
+    const KLPlist::Dictionary stored{{"bool", true}, {"int", -7}, {"data", KLPlist::Data{0, 1, 255}},
+                                     {"date", KLPlist::Date{123.0}},
+                                     {"array", KLPlist::Array{KLPlist::Dictionary{{"user", "alice"}, {"n", 3}}, "x"}}};
+    for (const auto& [key, value] : stored)
+        defaults().setObject(value, key);
+    std::string path = defaults().preferencesPath();
+    EXPECT_EQ(KLPlist::fromXML(readFile(path)), KLPlist(stored));
 
-    auto text = readFile(defaults().preferencesPath());
-    auto reread = KLPlist::fromXML(text);
-    ASSERT_TRUE(reread && reread->dictionary());
-    const KLPlist& file = *reread;
-    EXPECT_EQ(file["bool"], KLPlist(true));
-    EXPECT_EQ(file["int"], KLPlist(-7));
-    EXPECT_EQ(file["data"], KLPlist(KLPlist::Data{0, 1, 255}));
-    EXPECT_EQ(file["date"], KLPlist(KLPlist::Date{123.0}));
-    EXPECT_EQ(file["array"].array()->at(0)["user"], KLPlist("alice"));
-}
-
-TEST_F(UserDefaultsTest, ChangingTheIdentifierHidesTheOldDomain)
-{
-    defaults().registerDefaults({{"registered", "old"}});
-    defaults().setObject(KLPlist("stored"), "stored");
-    defaults().setApplicationIdentifier(domain + ".other");
-    EXPECT_TRUE(defaults().objectForKey("registered").isNull());
-    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
-    defaults().setApplicationIdentifier(domain);
-    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
+    writeFile(path + ".tmp", KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML());
+    std::filesystem::rename(path + ".tmp", path);
+    EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
 TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
@@ -114,22 +107,16 @@ TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
     std::string path = defaults().preferencesPath();
     std::filesystem::path folder = std::filesystem::path(path).parent_path();
     std::filesystem::create_directories(folder);
-    // Cut short, and nested deeper than any reader should follow (which
-    // would otherwise overflow the stack while the file is read).
-    std::string deep = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><true/><key>deep</key>";
+    // Cut short, and nested deeper than any reader should follow.
+    std::string head = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru";
+    std::string deep = head + "e/><key>deep</key>";
     for (int i = 0; i < 100000; ++i)
         deep += "<array>";
     deep += "<string>x</string>";
     for (int i = 0; i < 100000; ++i)
         deep += "</array>";
-    deep += "</dict></plist>";
-    for (const std::string& damaged :
-         {std::string("<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru"), deep}) {
-        {
-            std::FILE* f = std::fopen(path.c_str(), "w");
-            std::fputs(damaged.c_str(), f);
-            std::fclose(f);
-        }
+    for (const std::string& damaged : {head, deep + "</dict></plist>"}) {
+        writeFile(path, damaged);
         EXPECT_FALSE(defaults().boolForKey("Sort Users"));
         bool keptAside = false;
         for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -159,18 +146,6 @@ TEST_F(UserDefaultsTest, FailedWriteReportsFalseAndKeepsTheOldValue)
     EXPECT_EQ(defaults().integerForKey("value"), 1);
     for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(path).parent_path()))
         EXPECT_FALSE(entry.path().filename().string().starts_with(domain + ".plist.")) << entry.path();
-}
-
-TEST_F(UserDefaultsTest, AnotherProcessWritingTheFileIsSeen)
-{
-    defaults().setInteger(1, "shared");
-    std::string path = defaults().preferencesPath();
-    KLPlist::Dictionary changed{{"shared", 2}};
-    std::FILE* f = std::fopen((path + ".tmp").c_str(), "w");
-    std::fputs(KLPlist(changed).toXML().c_str(), f);
-    std::fclose(f);
-    std::filesystem::rename(path + ".tmp", path);
-    EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
 } // namespace
