@@ -71,26 +71,26 @@ TEST_F(UsersFileTest, ScannerRulesAreKept)
     ASSERT_TRUE(crlf->writeUserfile());
     EXPECT_EQ(readFile(usersPath()), "alice:h1\r\nbob:h2\r\n");
 
-    // Leading white space and blank lines are skipped; white space before
-    // the colon stays in the name; the hash runs to the line end.
-    EXPECT_EQ(parse("\n\n  \talice :h 1 \n\n"), (std::vector<User>{{"alice ", "h 1 "}}));
-    // An empty hash takes the whole next line, which makes no record.
-    EXPECT_EQ(parse("alice:\ncarol:h3\n"), (std::vector<User>{{"alice", "carol:h3"}}));
-    // A name and a colon at the very end take the previous hash; with no
-    // previous line the hash is empty.
-    EXPECT_EQ(parse("alice:h1\nbob:"), (std::vector<User>{{"alice", "h1"}, {"bob", "h1"}}));
-    EXPECT_EQ(parse("bob:"), (std::vector<User>{{"bob", ""}}));
-    // A line without a colon runs into the next line's name.
-    EXPECT_EQ(parse("alice:h1\nbob\ncarol:h3\n"), (std::vector<User>{{"alice", "h1"}, {"bob\ncarol", "h3"}}));
-    EXPECT_TRUE(parse("").empty());
-    EXPECT_TRUE(parse(" \n\r\n\t").empty());
-}
-
-TEST_F(UsersFileTest, LinesStartingWithAColonAreSkippedWithoutHanging)
-{
-    EXPECT_EQ(parse(":h0\nalice:h1\n  :h2\nbob:h3"), (std::vector<User>{{"alice", "h1"}, {"bob", "h3"}}));
-    EXPECT_TRUE(parse(":").empty());
-    EXPECT_TRUE(parse("::::\n:\n").empty());
+    const std::pair<const char*, std::vector<User>> cases[] = {
+        // Leading white space and blank lines are skipped; white space before
+        // the colon stays in the name; the hash runs to the line end.
+        {"\n\n  \talice :h 1 \n\n", {{"alice ", "h 1 "}}},
+        // An empty hash takes the whole next line, which makes no record.
+        {"alice:\ncarol:h3\n", {{"alice", "carol:h3"}}},
+        // A name and a colon at the very end take the previous hash, or none.
+        {"alice:h1\nbob:", {{"alice", "h1"}, {"bob", "h1"}}},
+        {"bob:", {{"bob", ""}}},
+        // A line without a colon runs into the next line's name.
+        {"alice:h1\nbob\ncarol:h3\n", {{"alice", "h1"}, {"bob\ncarol", "h3"}}},
+        {"", {}},
+        {" \n\r\n\t", {}},
+        // Lines starting with a colon are skipped without hanging.
+        {":h0\nalice:h1\n  :h2\nbob:h3", {{"alice", "h1"}, {"bob", "h3"}}},
+        {":", {}},
+        {"::::\n:\n", {}},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(parse(text), expected) << ::testing::PrintToString(text);
 }
 
 TEST_F(UsersFileTest, EncodingsAreDetected)
@@ -98,10 +98,8 @@ TEST_F(UsersFileTest, EncodingsAreDetected)
     EXPECT_EQ(usersOf(read("\xEF\xBB\xBF" "alice:h1\n")->dataArray()), (std::vector<User>{{"alice", "h1"}}));
     // UTF-16 with a byte order mark.
     std::string utf16 = "\xFF\xFE";
-    for (char c : std::string("bob:h2\n")) {
-        utf16 += c;
-        utf16 += '\0';
-    }
+    for (char c : std::string("bob:h2\n"))
+        utf16 += {c, '\0'};
     EXPECT_EQ(usersOf(read(utf16)->dataArray()), (std::vector<User>{{"bob", "h2"}}));
     // Latin-1 names arrive as text; such a list cannot be written in ASCII,
     // so the file stays as it was.
@@ -145,9 +143,8 @@ TEST_F(UsersFileTest, FiveMegabytesAreReadAndWrittenBack)
 {
     std::string text;
     int count = 0;
-    while (text.size() < 5 * 1024 * 1024) {
+    while (text.size() < 5 * 1024 * 1024)
         text += "user" + std::to_string(count++) + ":abJnggxhB/yWI\n";
-    }
     auto users = read(text);
     ASSERT_EQ(users->dataArray().size(), static_cast<std::size_t>(count));
     EXPECT_TRUE(users->hasUser("user" + std::to_string(count - 1)));
@@ -281,16 +278,14 @@ TEST(EncryptPasswordTest, KindsOfStoredHashes)
 TEST_F(UsersFileTest, ContainsItemAndHasUser)
 {
     auto users = read("Alice:h1\nbob:h2\n");
-    EXPECT_TRUE(users->containsItem(""));
-    EXPECT_TRUE(users->containsItem("VALID-user"));
-    EXPECT_TRUE(users->containsItem("any valid user"));
-    EXPECT_TRUE(users->containsItem("alice"));
-    EXPECT_TRUE(users->containsItem("BOB"));
-    EXPECT_FALSE(users->containsItem(" bob"));
-    EXPECT_FALSE(users->containsItem("carol"));
-    EXPECT_TRUE(users->hasUser("Alice"));
-    EXPECT_FALSE(users->hasUser("alice"));
-
+    // containsItem folds case and takes the "any valid user" spellings; hasUser is exact.
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"", true, false},    {"VALID-user", true, false}, {"any valid user", true, false}, {"alice", true, false},
+        {"BOB", true, false}, {" bob", false, false},      {"carol", false, false},         {"Alice", true, true}};
+    for (auto [name, contained, user] : cases) {
+        EXPECT_EQ(users->containsItem(name), contained) << name;
+        EXPECT_EQ(users->hasUser(name), user) << name;
+    }
     // The pane appends to the shared array directly; look-ups follow.
     users->dataArray().push_back(KLPlist::Dictionary{{"user", "carol"}, {"basic password", "h3"}});
     EXPECT_TRUE(users->containsItem("CAROL"));

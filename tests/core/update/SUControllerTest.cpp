@@ -58,20 +58,30 @@ protected:
         FendrelPref::initialize();
         // Each case starts from the registered defaults.
         KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLSUController::kDefaultFolderKey);
-        KLSUControllerOutlets outlets;
-        outlets.swuPanel = &panel;
-        outlets.progressBar = &progress;
-        outlets.releaseNotes = &releaseNotes;
-        outlets.noteField = &noteField;
-        outlets.detailsTable = &detailsTable;
-        outlets.alerts = &alerts;
-        outlets.workspace = &workspace;
-        controller.setOutlets(outlets);
+        controller.setOutlets({.swuPanel = &panel, .progressBar = &progress, .releaseNotes = &releaseNotes,
+                               .noteField = &noteField, .detailsTable = &detailsTable, .alerts = &alerts,
+                               .workspace = &workspace});
     }
 
     void useServer(const std::string& address)
     {
         KLUserDefaults::standardUserDefaults().setObject(address, KLUpdateServer::kSettingKey);
+    }
+    // A server for the next check, which serves the given bodies by path.
+    std::unique_ptr<LoopbackHTTPServer> serve(std::map<std::string, std::string> bodies)
+    {
+        auto server = std::make_unique<LoopbackHTTPServer>(LoopbackHTTPServer::serving(std::move(bodies)));
+        useServer(server->address());
+        return server;
+    }
+    // The one alert shown since the last clear(), as title, message and context.
+    void expectAlert(const std::string& title, const std::string& message, const std::string& context)
+    {
+        ASSERT_EQ(alerts.shown.size(), 1u);
+        EXPECT_EQ(alerts.shown[0].title, title);
+        EXPECT_EQ(alerts.shown[0].message, message);
+        EXPECT_EQ(alerts.shown[0].context, context);
+        alerts.shown.clear();
     }
 
     // The loop looks at the condition after each piece of work; a ticking
@@ -130,8 +140,7 @@ protected:
 
 TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions("99.0", "Maintenance tonight")}}));
-    useServer(server.address());
+    auto server = serve({{kVersions, versions("99.0", "Maintenance tonight")}});
     double before = static_cast<double>(std::time(nullptr)) - 978307200.0;
     check();
     double after = static_cast<double>(std::time(nullptr)) - 978307200.0;
@@ -140,49 +149,36 @@ TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
     double seconds = userInfos.back()["KLSWUSeconds"].doubleReading().value_or(-1);
     EXPECT_GE(seconds, before - 1);
     EXPECT_LE(seconds, after + 1);
-    EXPECT_EQ(server.requests(), std::vector<std::string>{requestFor(kVersions)});
+    EXPECT_EQ(server->requests(), std::vector<std::string>{requestFor(kVersions)});
 
     EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_TRUE(panel.visible);
-    EXPECT_TRUE(progress.hidden);
-    EXPECT_FALSE(progress.indeterminate);
-    EXPECT_EQ(progress.value, 0);
-    EXPECT_EQ(progress.maxValue, 5242880);
+    EXPECT_EQ(std::tuple(panel.visible, progress.hidden, progress.indeterminate, progress.value, progress.maxValue),
+              std::tuple(true, true, false, 0.0, 5242880.0));
     EXPECT_EQ(releaseNotes.text, "Faster folder scans.");
     EXPECT_EQ(noteField.value, "Maintenance tonight");
     EXPECT_EQ(controller.details().numberOfRows(), 1);
     EXPECT_EQ(controller.details().objectAtRow(0, "current version"), KLPlist("99.0"));
     EXPECT_GT(detailsTable.reloads, 0);
     EXPECT_EQ(controller.downloadURL(), "http://mirror.quillmoor.example" + kDownloadPath + "?from=check");
-
     controller.viewInfoPage();
     EXPECT_EQ(workspace.urls, std::vector<std::string>{"http://www.quillmoor.example/fendrel/"});
 }
 
 TEST_F(SUControllerTest, SameOrOlderVersionIsAnnouncedUpToDate)
 {
-    struct Case
-    {
-        std::string version;
-        std::optional<KLPlist> note;
-        std::string message;
-    };
     const std::string upToDate = "This version of Fendrel is up to date.";
-    for (const Case& c : std::vector<Case>{
-             {applicationVersion(), std::nullopt, upToDate},
-             {"0.9.5", KLPlist("Maintenance tonight"), upToDate + "\n\nKLS Notes: Maintenance tonight"},
-             {applicationVersion() + "d", KLPlist(""), upToDate},
-             {"0.1", KLPlist(42), upToDate},
-         }) {
-        LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions(c.version, c.note)}}));
-        useServer(server.address());
-        alerts.shown.clear();
+    const std::tuple<std::string, std::optional<KLPlist>, std::string> cases[] = {
+        {applicationVersion(), std::nullopt, upToDate},
+        {"0.9.5", KLPlist("Maintenance tonight"), upToDate + "\n\nKLS Notes: Maintenance tonight"},
+        {applicationVersion() + "d", KLPlist(""), upToDate},
+        {"0.1", KLPlist(42), upToDate}};
+    for (const auto& [version, note, message] : cases) {
+        SCOPED_TRACE(version);
+        auto server = serve({{kVersions, versions(version, note)}});
         check();
-        ASSERT_EQ(alerts.shown.size(), 1u) << c.version;
-        EXPECT_EQ(alerts.shown[0].title, "Up to Date");
-        EXPECT_EQ(alerts.shown[0].message, c.message);
+        ASSERT_EQ(alerts.shown.size(), 1u);
         EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
-        EXPECT_EQ(alerts.shown[0].context, "up to date");
+        expectAlert("Up to Date", message, "up to date");
         EXPECT_TRUE(seen("KLSWUUpdated"));
         EXPECT_FALSE(panel.visible);
     }
@@ -190,16 +186,13 @@ TEST_F(SUControllerTest, SameOrOlderVersionIsAnnouncedUpToDate)
 
 TEST_F(SUControllerTest, ProductMissingFromTheReply)
 {
-    LoopbackHTTPServer server(
-        LoopbackHTTPServer::serving({{kVersions, versions("", KLPlist("Maintenance tonight"), false)}}));
-    useServer(server.address());
+    auto server = serve({{kVersions, versions("", KLPlist("Maintenance tonight"), false)}});
     check();
     EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"}));
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Product Not Found");
-    EXPECT_EQ(alerts.shown[0].message, "This application is not currently listed in Quillmoor's version checking "
-                                       "system. Please contact the author for more information");
-    EXPECT_EQ(alerts.shown[0].context, "product not found");
+    expectAlert("Product Not Found",
+                "This application is not currently listed in Quillmoor's version checking system. Please contact "
+                "the author for more information",
+                "product not found");
 }
 
 // Replies that give no usable property list, hostile ones included (nested
@@ -213,28 +206,25 @@ TEST_F(SUControllerTest, NoUsablePropertyListIsTreatedLikeNoReply)
     deep += "<dict><key>Fendrel</key><dict/></dict>";
     for (int i = 0; i < 100000; ++i)
         deep += "</array>";
-    std::string padded = versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x')));
-    std::vector<LoopbackHTTPServer::Handler> handlers = {
-        LoopbackHTTPServer::serving({{kVersions, "<html><body>Moved</body></html>"}}),
-        LoopbackHTTPServer::serving({{kVersions, ""}}),
-        LoopbackHTTPServer::serving({{kVersions, versions("99.0").substr(0, 120)}}),
-        LoopbackHTTPServer::serving({{kVersions, "\xff\xfe" + versions("99.0")}}),
+    auto serving = [](const std::string& body) { return LoopbackHTTPServer::serving({{kVersions, body}}); };
+    const LoopbackHTTPServer::Handler handlers[] = {
+        serving("<html><body>Moved</body></html>"),
+        serving(""),
+        serving(versions("99.0").substr(0, 120)),
+        serving("\xff\xfe" + versions("99.0")),
         [](Socket&, const std::string&) {}, // closes at once
         [](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); },
-        LoopbackHTTPServer::serving({{kVersions, deep + "</plist>"}}),
-        LoopbackHTTPServer::serving({{kVersions, padded}}),
+        serving(deep + "</plist>"),
+        serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x')))),
     };
-    for (std::size_t i = 0; i < handlers.size(); ++i) {
+    for (std::size_t i = 0; i < std::size(handlers); ++i) {
+        SCOPED_TRACE(i);
         LoopbackHTTPServer server(handlers[i]);
         useServer(server.address());
-        alerts.shown.clear();
         check();
-        EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"})) << i;
-        ASSERT_EQ(alerts.shown.size(), 1u) << i;
-        EXPECT_EQ(alerts.shown[0].title, "Could not connect to server") << i;
-        EXPECT_EQ(alerts.shown[0].message, kNoConnection) << i;
-        EXPECT_EQ(alerts.shown[0].context, "version net access") << i;
-        EXPECT_FALSE(controller.error()) << i;
+        EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"}));
+        expectAlert("Could not connect to server", kNoConnection, "version net access");
+        EXPECT_FALSE(controller.error());
     }
 }
 
@@ -242,22 +232,16 @@ TEST_F(SUControllerTest, RepliesAreReadUpToTheirLimit)
 {
     // A server that does not stop sending until the test ends.
     LoopbackHTTPServer endless([&](Socket& c, const std::string&) {
-        const std::string chunk(64 * 1024, ' ');
         c.writeString("HTTP/1.0 200 OK\r\n\r\n<?xml");
         while (!endless.stopping())
-            c.writeString(chunk);
+            c.writeString(std::string(64 * 1024, ' '));
     });
     useServer(endless.address());
-    alerts.shown.clear();
     check();
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].message, kNoConnection);
+    expectAlert("Could not connect to server", kNoConnection, "version net access");
 
     // A long reply within the limit is still read.
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving(
-        {{kVersions, versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))}}));
-    useServer(server.address());
-    alerts.shown.clear();
+    auto server = serve({{kVersions, versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))}});
     check();
     EXPECT_TRUE(alerts.shown.empty());
     EXPECT_TRUE(panel.visible);
@@ -267,9 +251,8 @@ TEST_F(SUControllerTest, UnknownHostIsNamedAndForgottenByTheNextCheck)
 {
     useServer("300.300.300.300:8080");
     check();
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Could not connect to server");
-    EXPECT_EQ(alerts.shown[0].message, kNoConnection + ".\n\n'300.300.300.300' could not be found");
+    expectAlert("Could not connect to server", kNoConnection + ".\n\n'300.300.300.300' could not be found",
+                "version net access");
     EXPECT_EQ(controller.error(), std::optional<std::string>("'300.300.300.300' could not be found"));
 
     // A refused connection has no reason of its own.
@@ -281,8 +264,7 @@ TEST_F(SUControllerTest, UnknownHostIsNamedAndForgottenByTheNextCheck)
     }
     useServer("127.0.0.1:" + std::to_string(closed));
     check();
-    ASSERT_EQ(alerts.shown.size(), 2u);
-    EXPECT_EQ(alerts.shown[1].message, kNoConnection);
+    expectAlert("Could not connect to server", kNoConnection, "version net access");
 }
 
 TEST_F(SUControllerTest, SlowServerIsReadUntilItCloses)
@@ -318,8 +300,7 @@ TEST_F(SUControllerTest, CancelEndsASlowCheckWithoutResult)
     EXPECT_FALSE(panel.visible);
 
     // The next check is not cancelled by the earlier cancel.
-    LoopbackHTTPServer quick(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}}));
-    useServer(quick.address());
+    auto quick = serve({{kVersions, versions("99.0")}});
     check();
     EXPECT_TRUE(seen("KLSWUEnded"));
     EXPECT_TRUE(panel.visible);
@@ -328,9 +309,7 @@ TEST_F(SUControllerTest, CancelEndsASlowCheckWithoutResult)
 TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
 {
     const std::string body = downloadBody(5 * 1024 * 1024);
-    LoopbackHTTPServer server(
-        LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
-    useServer(server.address());
+    auto server = serve({{kVersions, versions("99.0")}, {kDownloadPath, body}});
     check();
     ASSERT_TRUE(panel.visible);
 
@@ -354,36 +333,28 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
     std::int64_t replySize = static_cast<std::int64_t>(LoopbackHTTPServer::reply(body).size());
     EXPECT_EQ(*received, replySize);
     EXPECT_EQ(progress.value, static_cast<double>(replySize));
-    EXPECT_EQ(server.requests().back(), requestFor(kDownloadPath));
+    EXPECT_EQ(server->requests().back(), requestFor(kDownloadPath));
     EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("SU Default Folder"), dir.path());
 }
 
-TEST_F(SUControllerTest, CancelledSavePanelDownloadsNothing)
+TEST_F(SUControllerTest, CancelledOrFailedDownloadKeepsTheOldFile)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}}));
-    useServer(server.address());
+    auto server = serve({{kVersions, versions("99.0")}});
     check();
     controller.downloadNewVersion();
     TempDir dir;
-    alerts.saveHandler(0, dir.file("Fendrel-1.1.tar.gz"));
+    std::string path = dir.write("Fendrel-1.1.tar.gz", "the old download");
+    alerts.saveHandler(0, path);
     runUntil([] { return false; }, 0.2);
-    EXPECT_EQ(server.requests().size(), 1u);
+    EXPECT_EQ(server->requests().size(), 1u);
     EXPECT_TRUE(progress.hidden);
     EXPECT_TRUE(workspace.files.empty());
     EXPECT_EQ(controller.downloadPath(), "");
-}
 
-TEST_F(SUControllerTest, FailedDownloadKeepsTheOldFileAndStillOpensIt)
-{
-    {
-        LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}}));
-        useServer(server.address());
-        check();
-    }
+    // A failed download keeps the old file and still opens it.
+    server.reset();
     controller.downloadNewVersion();
-    TempDir dir;
-    std::string path = dir.write("Fendrel-1.1.tar.gz", "the old download");
-    alerts.saveHandler(1, path); // the server is gone by now
+    alerts.saveHandler(1, path);
     ASSERT_TRUE(runUntil([&] { return !workspace.files.empty(); }));
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
     EXPECT_EQ(readFile(path), "the old download");
@@ -398,10 +369,7 @@ TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
     useServer(server.address());
     {
         KLSUController doomed;
-        KLSUControllerOutlets outlets;
-        outlets.alerts = &alerts;
-        outlets.swuPanel = &panel;
-        doomed.setOutlets(outlets);
+        doomed.setOutlets({.swuPanel = &panel, .alerts = &alerts});
         doomed.checkForNewVersion();
         ASSERT_TRUE(runUntil([&] { return !server.requests().empty(); }));
     }
@@ -410,18 +378,17 @@ TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
     EXPECT_FALSE(panel.visible);
 }
 
-TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
+TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndADefault)
 {
-    EXPECT_EQ(KLUpdateServer::parse("updates.example.org"), (KLUpdateServer{"updates.example.org", 80}));
-    EXPECT_EQ(KLUpdateServer::parse(" 127.0.0.1:8080\n"), (KLUpdateServer{"127.0.0.1", 8080}));
-    EXPECT_EQ(KLUpdateServer::parse("host:65535"), (KLUpdateServer{"host", 65535}));
-    // A port that is no port stays in the name, so the lookup names it.
-    for (const char* text : {"host:0", "host:65536", "host:http", "host:", "host:+81", "host:8 0"})
-        EXPECT_EQ(KLUpdateServer::parse(text), (KLUpdateServer{text, 80})) << text;
-}
+    const std::pair<const char*, KLUpdateServer> cases[] = {
+        {"updates.example.org", {"updates.example.org", 80}}, {" 127.0.0.1:8080\n", {"127.0.0.1", 8080}},
+        {"host:65535", {"host", 65535}},
+        // A port that is no port stays in the name, so the lookup names it.
+        {"host:0", {"host:0", 80}}, {"host:65536", {"host:65536", 80}}, {"host:http", {"host:http", 80}},
+        {"host:", {"host:", 80}}, {"host:+81", {"host:+81", 80}}, {"host:8 0", {"host:8 0", 80}}};
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(KLUpdateServer::parse(text), expected) << text;
 
-TEST(UpdateServerTest, DefaultIsRegisteredWithThePane)
-{
     FendrelPref::initialize();
     EXPECT_EQ(FendrelPref::registeredDefaults()["Update Server"], KLPlist(KLUpdateServer::kDefaultServer));
     KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
@@ -430,10 +397,11 @@ TEST(UpdateServerTest, DefaultIsRegisteredWithThePane)
 
 TEST(UpdateURLTest, PathOfURLDropsSchemeHostQueryAndFragment)
 {
-    EXPECT_EQ(KLSUController::pathOfURL("http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top"), "/d/Fendrel 1.1.tgz");
-    EXPECT_EQ(KLSUController::pathOfURL("http://mirror.example"), "/");
-    EXPECT_EQ(KLSUController::pathOfURL("/d/file.tgz"), "/d/file.tgz");
-    EXPECT_EQ(KLSUController::pathOfURL(""), "/");
+    const std::pair<const char*, const char*> cases[] = {
+        {"http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top", "/d/Fendrel 1.1.tgz"},
+        {"http://mirror.example", "/"}, {"/d/file.tgz", "/d/file.tgz"}, {"", "/"}};
+    for (auto [url, path] : cases)
+        EXPECT_EQ(KLSUController::pathOfURL(url), path) << url;
 }
 
 } // namespace

@@ -55,15 +55,13 @@ std::uint16_t closedPort()
 TEST(SocketTest, ConnectSendAndReceiveBothWays)
 {
     Pair pair;
-    EXPECT_TRUE(pair.client->isConnected());
-    EXPECT_EQ(pair.client->remoteHostName(), "127.0.0.1");
-    EXPECT_EQ(pair.client->remotePort(), pair.listener->localPort());
-    EXPECT_EQ(pair.server->remoteHostName(), "127.0.0.1");
-    EXPECT_EQ(pair.server->remotePort(), pair.client->localPort());
-    EXPECT_TRUE(pair.listener->isListening());
+    EXPECT_TRUE(pair.client->isConnected() && pair.listener->isListening());
+    EXPECT_EQ(std::pair(pair.client->remoteHostName(), pair.client->remotePort()),
+              std::pair(std::string("127.0.0.1"), pair.listener->localPort()));
+    EXPECT_EQ(std::pair(pair.server->remoteHostName(), pair.server->remotePort()),
+              std::pair(std::string("127.0.0.1"), pair.client->localPort()));
 
-    EXPECT_FALSE(pair.server->isReadable());
-    EXPECT_TRUE(pair.client->isWritable());
+    EXPECT_EQ(std::pair(pair.server->isReadable(), pair.client->isWritable()), std::pair(false, true));
     pair.client->writeString("héllo\n");
     ASSERT_TRUE(pair.server->isReadableWithin(5));
     EXPECT_TRUE(pair.server->isReadable());
@@ -95,15 +93,16 @@ TEST(SocketTest, ReadDataTellsClosedFromNotYetThere)
     EXPECT_EQ(pair.client->readData(&buffer), 3u);
     EXPECT_EQ(pair.client->readData(&buffer), 0u);
     EXPECT_FALSE(pair.client->isConnected());
-    EXPECT_EQ(pair.client->descriptor(), -1);
-    EXPECT_EQ(pair.client->remoteHostName(), "");
-    EXPECT_EQ(pair.client->remotePort(), 0);
-    EXPECT_EQ(buffer, "bye");
+    EXPECT_EQ(std::tuple(pair.client->descriptor(), pair.client->remoteHostName(), pair.client->remotePort(), buffer),
+              std::tuple(-1, std::string(), std::uint16_t{0}, std::string("bye")));
 }
 
 TEST(SocketTest, ReadBufferSizeLimitsOneReceive)
 {
     Pair pair;
+    in_addr address{};
+    address.s_addr = htonl(0x0A010203);
+    EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "10.1.2.3");
     EXPECT_EQ(pair.server->readBufferSize(), 4096u);
     pair.server->setReadBufferSize(4);
     EXPECT_EQ(pair.server->readBufferSize(), 4u);
@@ -121,14 +120,17 @@ TEST(SocketTest, PreconditionsAreTestedInOrder)
     auto same = [](const char* text) { return Result{text, text}; };
 
     Socket fresh;
-    EXPECT_EQ(raised([&] { fresh.isReadable(); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.isWritable(); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.writeData("x"); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.writeString("x"); }), same("Socket: Not connected"));
     std::string buffer;
-    EXPECT_EQ(raised([&] { fresh.readData(&buffer); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.acceptConnection(); }), same("Socket: Not listening"));
-    EXPECT_EQ(raised([&] { fresh.acceptConnectionAndKeepListening(); }), same("Socket: Not listening"));
+    const std::pair<std::function<void()>, const char*> unconnected[] = {
+        {[&] { fresh.isReadable(); }, "Socket: Not connected"},
+        {[&] { fresh.isWritable(); }, "Socket: Not connected"},
+        {[&] { fresh.writeData("x"); }, "Socket: Not connected"},
+        {[&] { fresh.writeString("x"); }, "Socket: Not connected"},
+        {[&] { fresh.readData(&buffer); }, "Socket: Not connected"},
+        {[&] { fresh.acceptConnection(); }, "Socket: Not listening"},
+        {[&] { fresh.acceptConnectionAndKeepListening(); }, "Socket: Not listening"}};
+    for (const auto& [op, expected] : unconnected)
+        EXPECT_EQ(raised(op), same(expected));
     // An empty text sends nothing and checks nothing.
     EXPECT_EQ(raised([&] { fresh.writeString(""); }).first, "(nothing raised)");
 
@@ -162,10 +164,9 @@ TEST(SocketTest, AcceptConnectionTurnsTheListenerIntoTheConnection)
     client.connectToHostName("127.1", port);
     EXPECT_EQ(client.remoteHostName(), "127.1");
     listener->acceptConnection();
-    EXPECT_TRUE(listener->isConnected());
-    EXPECT_FALSE(listener->isListening());
-    EXPECT_EQ(listener->remoteHostName(), "127.0.0.1");
-    EXPECT_EQ(listener->remotePort(), client.localPort());
+    EXPECT_EQ(std::pair(listener->isConnected(), listener->isListening()), std::pair(true, false));
+    EXPECT_EQ(std::pair(listener->remoteHostName(), listener->remotePort()),
+              std::pair(std::string("127.0.0.1"), client.localPort()));
 
     client.writeString("ping");
     ASSERT_TRUE(listener->isReadableWithin(5));
@@ -186,14 +187,13 @@ TEST(SocketTest, KeepListeningServesSeveralPeers)
         clients.push_back(Socket::socket());
         clients.back()->connectToHostName("127.0.0.1", listener->localPort());
         peers.push_back(listener->acceptConnectionAndKeepListening());
-        EXPECT_TRUE(listener->isListening());
-        EXPECT_FALSE(listener->isConnected());
+        EXPECT_EQ(std::pair(listener->isListening(), listener->isConnected()), std::pair(true, false));
     }
-    for (int i = 0; i < 3; ++i) {
-        clients[static_cast<std::size_t>(i)]->writeString(std::to_string(i));
-        ASSERT_TRUE(peers[static_cast<std::size_t>(i)]->isReadableWithin(5));
+    for (std::size_t i = 0; i < 3; ++i) {
+        clients[i]->writeString(std::to_string(i));
+        ASSERT_TRUE(peers[i]->isReadableWithin(5));
         std::string buffer;
-        peers[static_cast<std::size_t>(i)]->readData(&buffer);
+        peers[i]->readData(&buffer);
         EXPECT_EQ(buffer, std::to_string(i));
     }
 }
@@ -220,15 +220,6 @@ TEST(SocketTest, FailuresCarryTheSystemText)
     EXPECT_EQ(raised([&] { second.bindTo(INADDR_LOOPBACK, busy->localPort()); }),
               std::make_pair(std::string("Socket: Bind failed"),
                              std::string("Socket: Bind failed: Address already in use")));
-}
-
-TEST(SocketTest, DottedAddresses)
-{
-    in_addr address{};
-    address.s_addr = htonl(0x0A010203);
-    EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "10.1.2.3");
-    address.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "127.0.0.1");
 }
 
 } // namespace
