@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr double kTimeout = 20;
 const std::string kVersions = "/KLSVersions.php";
 const std::string kDownloadPath = "/downloads/Fendrel-1.1.tar.gz";
 const std::string kNoConnection = "Fendrel encountered an error while checking for new versions. Please check your "
@@ -26,27 +25,17 @@ std::string versions(const std::string& version, const std::optional<KLPlist>& n
     KLPlist::Dictionary top;
     if (withProduct)
         top["Fendrel"] = KLPlist::Dictionary{
-            {"current version", version},
-            {"version byte size", "5242880"},
-            {"release notes", "Faster folder scans."},
+            {"current version", version}, {"version byte size", "5242880"}, {"release notes", "Faster folder scans."},
             {"info page", "http://www.quillmoor.example/fendrel/"},
-            {"download URL", "http://mirror.quillmoor.example" + kDownloadPath + "?from=check"},
-        };
+            {"download URL", "http://mirror.quillmoor.example" + kDownloadPath + "?from=check"}};
     if (note)
         top["QOTD"] = *note;
     return KLPlist(top).toXML();
 }
 
-// Bytes of every value, NUL included.
-std::string downloadBody(std::size_t size)
+LoopbackHTTPServer::Handler serving(const std::string& body)
 {
-    std::string body(size, '\0');
-    std::uint32_t state = 12345;
-    for (char& c : body) {
-        state = state * 1103515245 + 12345;
-        c = static_cast<char>(state >> 16);
-    }
-    return body;
+    return LoopbackHTTPServer::serving({{kVersions, body}});
 }
 
 class SUControllerTest : public ::testing::Test
@@ -56,54 +45,39 @@ protected:
     {
         KLRunLoop::setMain(loop);
         FendrelPref::initialize();
-        // Each case starts from the registered defaults.
         KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLSUController::kDefaultFolderKey);
         controller.setOutlets({.swuPanel = &panel, .progressBar = &progress, .releaseNotes = &releaseNotes,
                                .noteField = &noteField, .detailsTable = &detailsTable, .alerts = &alerts,
                                .workspace = &workspace});
     }
-
     void useServer(const std::string& address)
     {
         KLUserDefaults::standardUserDefaults().setObject(address, KLUpdateServer::kSettingKey);
     }
-    // A server for the next check, which serves the given bodies by path.
-    std::unique_ptr<LoopbackHTTPServer> serve(std::map<std::string, std::string> bodies)
+    std::unique_ptr<LoopbackHTTPServer> serve(LoopbackHTTPServer::Handler handler)
     {
-        auto server = std::make_unique<LoopbackHTTPServer>(LoopbackHTTPServer::serving(std::move(bodies)));
+        auto server = std::make_unique<LoopbackHTTPServer>(std::move(handler));
         useServer(server->address());
         return server;
     }
-    // The one alert shown since the last clear(), as title, message and context.
-    void expectAlert(const std::string& title, const std::string& message, const std::string& context)
-    {
-        ASSERT_EQ(alerts.shown.size(), 1u);
-        EXPECT_EQ(alerts.shown[0].title, title);
-        EXPECT_EQ(alerts.shown[0].message, message);
-        EXPECT_EQ(alerts.shown[0].context, context);
-        alerts.shown.clear();
-    }
-
     // The loop looks at the condition after each piece of work; a ticking
     // timer makes it look at conditions that other threads change, too.
-    bool runUntil(const std::function<bool()>& done, double timeout = kTimeout)
+    bool runUntil(const std::function<bool()>& done, double timeout = 20)
     {
         auto tick = loop->scheduleRepeating(0.01, [] {});
         bool held = loop->runUntil(done, timeout);
         tick->cancel();
         return held;
     }
-
     bool seen(const std::string& name) const { return std::find(names.begin(), names.end(), name) != names.end(); }
-
     // Runs one check to its end (a result or a cancel).
     void check()
     {
         names.clear();
+        alerts.shown.clear();
         controller.checkForNewVersion();
         ASSERT_TRUE(runUntil([&] { return seen(KLSUController::kEnded) || seen(KLSUController::kCancelled); }));
     }
-
     // The bytes announced for a path from now on, added up.
     std::shared_ptr<std::int64_t> countSegments(const std::string& path)
     {
@@ -114,7 +88,6 @@ protected:
                                          });
         return total;
     }
-
     static std::string requestFor(const std::string& path)
     {
         return "GET " + path + " HTTP/1.0\nHOST: 127.0.0.1\nUser-Agent: Fendrel/" + applicationVersion() + "\n\n";
@@ -140,23 +113,19 @@ protected:
 
 TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
 {
-    auto server = serve({{kVersions, versions("99.0", "Maintenance tonight")}});
+    auto server = serve(serving(versions("99.0", "Maintenance tonight")));
     double before = static_cast<double>(std::time(nullptr)) - 978307200.0;
     check();
     double after = static_cast<double>(std::time(nullptr)) - 978307200.0;
-
     EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded", "KLSWUUpdated"}));
     double seconds = userInfos.back()["KLSWUSeconds"].doubleReading().value_or(-1);
-    EXPECT_GE(seconds, before - 1);
-    EXPECT_LE(seconds, after + 1);
+    EXPECT_TRUE(seconds >= before - 1 && seconds <= after + 1) << seconds;
     EXPECT_EQ(server->requests(), std::vector<std::string>{requestFor(kVersions)});
-
     EXPECT_TRUE(alerts.shown.empty());
     EXPECT_EQ(std::tuple(panel.visible, progress.hidden, progress.indeterminate, progress.value, progress.maxValue),
               std::tuple(true, true, false, 0.0, 5242880.0));
-    EXPECT_EQ(releaseNotes.text, "Faster folder scans.");
-    EXPECT_EQ(noteField.value, "Maintenance tonight");
-    EXPECT_EQ(controller.details().numberOfRows(), 1);
+    EXPECT_EQ(std::tuple(releaseNotes.text, noteField.value, controller.details().numberOfRows()),
+              std::tuple(std::string("Faster folder scans."), std::string("Maintenance tonight"), 1));
     EXPECT_EQ(controller.details().objectAtRow(0, "current version"), KLPlist("99.0"));
     EXPECT_GT(detailsTable.reloads, 0);
     EXPECT_EQ(controller.downloadURL(), "http://mirror.quillmoor.example" + kDownloadPath + "?from=check");
@@ -164,41 +133,10 @@ TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
     EXPECT_EQ(workspace.urls, std::vector<std::string>{"http://www.quillmoor.example/fendrel/"});
 }
 
-TEST_F(SUControllerTest, SameOrOlderVersionIsAnnouncedUpToDate)
-{
-    const std::string upToDate = "This version of Fendrel is up to date.";
-    const std::tuple<std::string, std::optional<KLPlist>, std::string> cases[] = {
-        {applicationVersion(), std::nullopt, upToDate},
-        {"0.9.5", KLPlist("Maintenance tonight"), upToDate + "\n\nKLS Notes: Maintenance tonight"},
-        {applicationVersion() + "d", KLPlist(""), upToDate},
-        {"0.1", KLPlist(42), upToDate}};
-    for (const auto& [version, note, message] : cases) {
-        SCOPED_TRACE(version);
-        auto server = serve({{kVersions, versions(version, note)}});
-        check();
-        ASSERT_EQ(alerts.shown.size(), 1u);
-        EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
-        expectAlert("Up to Date", message, "up to date");
-        EXPECT_TRUE(seen("KLSWUUpdated"));
-        EXPECT_FALSE(panel.visible);
-    }
-}
-
-TEST_F(SUControllerTest, ProductMissingFromTheReply)
-{
-    auto server = serve({{kVersions, versions("", KLPlist("Maintenance tonight"), false)}});
-    check();
-    EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"}));
-    expectAlert("Product Not Found",
-                "This application is not currently listed in Quillmoor's version checking system. Please contact "
-                "the author for more information",
-                "product not found");
-}
-
-// Replies that give no usable property list, hostile ones included (nested
-// too deep to read safely, or longer than a version reply may be), all end
-// like no reply.
-TEST_F(SUControllerTest, NoUsablePropertyListIsTreatedLikeNoReply)
+// Every answer that is no newer version ends in one alert. Replies that give
+// no usable property list, hostile ones included (nested too deep to read
+// safely, longer than a version reply may be, or endless), end like no reply.
+TEST_F(SUControllerTest, OtherAnswersEndInOneAlert)
 {
     std::string deep = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
     for (int i = 0; i < 100000; ++i)
@@ -206,42 +144,58 @@ TEST_F(SUControllerTest, NoUsablePropertyListIsTreatedLikeNoReply)
     deep += "<dict><key>Fendrel</key><dict/></dict>";
     for (int i = 0; i < 100000; ++i)
         deep += "</array>";
-    auto serving = [](const std::string& body) { return LoopbackHTTPServer::serving({{kVersions, body}}); };
-    const LoopbackHTTPServer::Handler handlers[] = {
-        serving("<html><body>Moved</body></html>"),
-        serving(""),
-        serving(versions("99.0").substr(0, 120)),
-        serving("\xff\xfe" + versions("99.0")),
-        [](Socket&, const std::string&) {}, // closes at once
-        [](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); },
-        serving(deep + "</plist>"),
-        serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x')))),
+    LoopbackHTTPServer* endless = nullptr;
+    auto endlessReply = [&](Socket& c, const std::string&) {
+        c.writeString("HTTP/1.0 200 OK\r\n\r\n<?xml");
+        while (!endless->stopping())
+            c.writeString(std::string(64 * 1024, ' '));
     };
-    for (std::size_t i = 0; i < std::size(handlers); ++i) {
+    const std::string upToDate = "This version of Fendrel is up to date.", notFound = "Could not connect to server";
+    struct Case
+    {
+        LoopbackHTTPServer::Handler handler;
+        std::string title, message, context;
+    };
+    const Case cases[] = {
+        {serving(versions(applicationVersion())), "Up to Date", upToDate, "up to date"},
+        {serving(versions("0.9.5", KLPlist("Maintenance tonight"))), "Up to Date",
+         upToDate + "\n\nKLS Notes: Maintenance tonight", "up to date"},
+        {serving(versions(applicationVersion() + "d", KLPlist(""))), "Up to Date", upToDate, "up to date"},
+        {serving(versions("0.1", KLPlist(42))), "Up to Date", upToDate, "up to date"},
+        {serving(versions("", KLPlist("Maintenance tonight"), false)), "Product Not Found",
+         "This application is not currently listed in Quillmoor's version checking system. Please contact the "
+         "author for more information",
+         "product not found"},
+        {serving("<html><body>Moved</body></html>"), notFound, kNoConnection, "version net access"},
+        {serving(""), notFound, kNoConnection, "version net access"},
+        {serving(versions("99.0").substr(0, 120)), notFound, kNoConnection, "version net access"},
+        {serving("\xff\xfe" + versions("99.0")), notFound, kNoConnection, "version net access"},
+        {[](Socket&, const std::string&) {}, notFound, kNoConnection, "version net access"},
+        {[](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); }, notFound, kNoConnection,
+         "version net access"},
+        {serving(deep + "</plist>"), notFound, kNoConnection, "version net access"},
+        {serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x')))), notFound,
+         kNoConnection, "version net access"},
+        {endlessReply, notFound, kNoConnection, "version net access"},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
-        LoopbackHTTPServer server(handlers[i]);
+        LoopbackHTTPServer server(cases[i].handler);
+        endless = &server;
         useServer(server.address());
         check();
-        EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"}));
-        expectAlert("Could not connect to server", kNoConnection, "version net access");
+        bool answered = cases[i].title == "Up to Date";
+        EXPECT_EQ(seen("KLSWUUpdated"), answered);
+        EXPECT_EQ(names.size(), answered ? 3u : 2u);
+        ASSERT_EQ(alerts.shown.size(), 1u);
+        EXPECT_EQ(std::tuple(alerts.shown[0].title, alerts.shown[0].message, alerts.shown[0].context),
+                  std::tuple(cases[i].title, cases[i].message, cases[i].context));
+        EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
+        EXPECT_FALSE(panel.visible);
         EXPECT_FALSE(controller.error());
     }
-}
-
-TEST_F(SUControllerTest, RepliesAreReadUpToTheirLimit)
-{
-    // A server that does not stop sending until the test ends.
-    LoopbackHTTPServer endless([&](Socket& c, const std::string&) {
-        c.writeString("HTTP/1.0 200 OK\r\n\r\n<?xml");
-        while (!endless.stopping())
-            c.writeString(std::string(64 * 1024, ' '));
-    });
-    useServer(endless.address());
-    check();
-    expectAlert("Could not connect to server", kNoConnection, "version net access");
-
     // A long reply within the limit is still read.
-    auto server = serve({{kVersions, versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))}});
+    auto server = serve(serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))));
     check();
     EXPECT_TRUE(alerts.shown.empty());
     EXPECT_TRUE(panel.visible);
@@ -251,45 +205,39 @@ TEST_F(SUControllerTest, UnknownHostIsNamedAndForgottenByTheNextCheck)
 {
     useServer("300.300.300.300:8080");
     check();
-    expectAlert("Could not connect to server", kNoConnection + ".\n\n'300.300.300.300' could not be found",
-                "version net access");
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(alerts.shown[0].message, kNoConnection + ".\n\n'300.300.300.300' could not be found");
     EXPECT_EQ(controller.error(), std::optional<std::string>("'300.300.300.300' could not be found"));
-
     // A refused connection has no reason of its own.
-    std::uint16_t closed;
-    {
-        Socket probe;
-        probe.bindTo(INADDR_LOOPBACK, 0);
-        closed = probe.localPort();
-    }
+    std::uint16_t closed = LoopbackHTTPServer([](Socket&, const std::string&) {}).port();
     useServer("127.0.0.1:" + std::to_string(closed));
     check();
-    expectAlert("Could not connect to server", kNoConnection, "version net access");
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(alerts.shown[0].message, kNoConnection);
 }
 
-TEST_F(SUControllerTest, SlowServerIsReadUntilItCloses)
+TEST_F(SUControllerTest, SlowServerIsReadUntilItClosesAndACancelEndsIt)
 {
     std::string reply = LoopbackHTTPServer::reply(versions("99.0"));
-    LoopbackHTTPServer server([&](Socket& c, const std::string&) {
+    std::unique_ptr<LoopbackHTTPServer> server;
+    server = serve([&](Socket& c, const std::string&) {
         for (std::size_t at = 0; at < reply.size(); at += 97) {
             c.writeString(reply.substr(at, 97));
-            server.pause(0.005);
+            server->pause(0.005);
         }
     });
-    useServer(server.address());
     auto received = countSegments(kVersions);
     check();
     EXPECT_TRUE(panel.visible);
     EXPECT_EQ(*received, static_cast<std::int64_t>(reply.size()));
-}
 
-TEST_F(SUControllerTest, CancelEndsASlowCheckWithoutResult)
-{
+    panel.visible = false;
     LoopbackHTTPServer slow([&](Socket& c, const std::string&) {
         slow.pause(60);
-        c.writeString(LoopbackHTTPServer::reply(versions("99.0")));
+        c.writeString(reply);
     });
     useServer(slow.address());
+    names.clear();
     controller.checkForNewVersion();
     ASSERT_TRUE(runUntil([&] { return !slow.requests().empty(); }));
     controller.cancel();
@@ -298,9 +246,8 @@ TEST_F(SUControllerTest, CancelEndsASlowCheckWithoutResult)
     EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUCancelled"}));
     EXPECT_TRUE(alerts.shown.empty());
     EXPECT_FALSE(panel.visible);
-
     // The next check is not cancelled by the earlier cancel.
-    auto quick = serve({{kVersions, versions("99.0")}});
+    auto quick = serve(serving(versions("99.0")));
     check();
     EXPECT_TRUE(seen("KLSWUEnded"));
     EXPECT_TRUE(panel.visible);
@@ -308,11 +255,12 @@ TEST_F(SUControllerTest, CancelEndsASlowCheckWithoutResult)
 
 TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
 {
-    const std::string body = downloadBody(5 * 1024 * 1024);
-    auto server = serve({{kVersions, versions("99.0")}, {kDownloadPath, body}});
+    std::string body(5 * 1024 * 1024, '\0'); // bytes of every value, NUL included
+    for (std::uint32_t state = 12345; char& c : body)
+        c = static_cast<char>((state = state * 1103515245 + 12345) >> 16);
+    auto server = serve(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
     check();
     ASSERT_TRUE(panel.visible);
-
     controller.downloadNewVersion();
     ASSERT_EQ(alerts.savePanels.size(), 1u);
     EXPECT_EQ(alerts.savePanels[0],
@@ -326,7 +274,6 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
     EXPECT_FALSE(progress.hidden);
     EXPECT_GT(panel.height, closedHeight);
     ASSERT_TRUE(runUntil([&] { return !workspace.files.empty(); }));
-
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
     EXPECT_FALSE(panel.visible);
     EXPECT_TRUE(readFile(path) == body);
@@ -339,7 +286,7 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
 
 TEST_F(SUControllerTest, CancelledOrFailedDownloadKeepsTheOldFile)
 {
-    auto server = serve({{kVersions, versions("99.0")}});
+    auto server = serve(serving(versions("99.0")));
     check();
     controller.downloadNewVersion();
     TempDir dir;
@@ -350,7 +297,6 @@ TEST_F(SUControllerTest, CancelledOrFailedDownloadKeepsTheOldFile)
     EXPECT_TRUE(progress.hidden);
     EXPECT_TRUE(workspace.files.empty());
     EXPECT_EQ(controller.downloadPath(), "");
-
     // A failed download keeps the old file and still opens it.
     server.reset();
     controller.downloadNewVersion();
@@ -362,16 +308,16 @@ TEST_F(SUControllerTest, CancelledOrFailedDownloadKeepsTheOldFile)
 
 TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
 {
-    LoopbackHTTPServer server([&](Socket& c, const std::string&) {
-        server.pause(0.2);
+    std::unique_ptr<LoopbackHTTPServer> server;
+    server = serve([&](Socket& c, const std::string&) {
+        server->pause(0.2);
         c.writeString(LoopbackHTTPServer::reply(versions("99.0")));
     });
-    useServer(server.address());
     {
         KLSUController doomed;
         doomed.setOutlets({.swuPanel = &panel, .alerts = &alerts});
         doomed.checkForNewVersion();
-        ASSERT_TRUE(runUntil([&] { return !server.requests().empty(); }));
+        ASSERT_TRUE(runUntil([&] { return !server->requests().empty(); }));
     }
     runUntil([] { return false; }, 0.5);
     EXPECT_TRUE(alerts.shown.empty());
@@ -380,15 +326,14 @@ TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
 
 TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndADefault)
 {
+    // A port that is no port stays in the name, so the lookup names it.
     const std::pair<const char*, KLUpdateServer> cases[] = {
         {"updates.example.org", {"updates.example.org", 80}}, {" 127.0.0.1:8080\n", {"127.0.0.1", 8080}},
-        {"host:65535", {"host", 65535}},
-        // A port that is no port stays in the name, so the lookup names it.
-        {"host:0", {"host:0", 80}}, {"host:65536", {"host:65536", 80}}, {"host:http", {"host:http", 80}},
-        {"host:", {"host:", 80}}, {"host:+81", {"host:+81", 80}}, {"host:8 0", {"host:8 0", 80}}};
+        {"host:65535", {"host", 65535}}, {"host:0", {"host:0", 80}}, {"host:65536", {"host:65536", 80}},
+        {"host:http", {"host:http", 80}}, {"host:", {"host:", 80}}, {"host:+81", {"host:+81", 80}},
+        {"host:8 0", {"host:8 0", 80}}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(KLUpdateServer::parse(text), expected) << text;
-
     FendrelPref::initialize();
     EXPECT_EQ(FendrelPref::registeredDefaults()["Update Server"], KLPlist(KLUpdateServer::kDefaultServer));
     KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
