@@ -11,18 +11,12 @@
 namespace {
 
 // The file without its two header lines, which carry the time.
-std::string body(const std::string& text)
-{
-    return text.substr(text.find('\n', text.find('\n') + 1) + 1);
-}
+std::string body(const std::string& text) { return text.substr(text.find('\n', text.find('\n') + 1) + 1); }
 
 class WriterTest : public AccessTest
 {
 protected:
-    void setList(const char* key, const std::vector<std::string>& values)
-    {
-        item->authDict()[key] = KLPlist::stringArray(values);
-    }
+    void setList(const char* key, const std::vector<std::string>& values) { item->authDict()[key] = KLPlist::stringArray(values); }
     std::string file() const { return readFile(item->accessPath()); }
     // Lines the file must hold, each whole.
     void expectLines(const std::vector<std::string>& lines)
@@ -92,37 +86,31 @@ TEST_F(WriterTest, AddressModesAndTheirPlaceholders)
     expectLines({"Order deny,allow", "Deny from 10.0.0.1", "Allow from 10.0.0.2"});
 }
 
+// Every mode, switched off or on, in either address mode, reads back as it
+// was written, and writing what was read gives the same file again.
 TEST_F(WriterTest, EveryModeSurvivesARoundTripThroughTheFile)
 {
-    struct Case
-    {
-        std::int32_t status;
-        bool disabled, allow;
-    };
-    for (Case c : {Case{1, false, true}, Case{2, false, true}, Case{2, false, false}, Case{3, false, true},
-                   Case{3, false, false}, Case{7, false, true}, Case{7, false, false}, Case{7, true, false},
-                   Case{3, true, true}, Case{1, true, false}}) {
-        SCOPED_TRACE(std::to_string(c.status) + (c.disabled ? " disabled" : "") + (c.allow ? " allow" : " deny"));
+    for (auto [status, disabled, allow] : {std::tuple(1, false, true), std::tuple(2, false, true), std::tuple(2, false, false),
+                                           std::tuple(3, false, false), std::tuple(7, false, true), std::tuple(7, true, false),
+                                           std::tuple(3, true, true), std::tuple(1, true, false)}) {
+        SCOPED_TRACE(std::to_string(status) + (disabled ? " disabled" : "") + (allow ? " allow" : " deny"));
         std::filesystem::remove(item->accessPath());
         item = KLFSItem::create(folder);
-        item->authDict()[KLFSItem::kAllowOrDeny] = c.allow;
+        item->authDict()[KLFSItem::kAllowOrDeny] = allow;
         setList(KLFSItem::kRequireUser, {"bob", "alice"});
         setList(KLFSItem::kRequireGroup, {"web"});
         setList(KLFSItem::kAllowFrom, {"10.0.0.2"});
         setList(KLFSItem::kDenyFrom, {"10.0.0.1"});
-        item->setAuthStatus(c.status, c.disabled);
-
+        item->setAuthStatus(status, disabled);
         auto reread = KLFSItem::create(folder);
-        EXPECT_EQ(reread->isAuthenticationDisabled(), c.disabled);
-        EXPECT_TRUE(c.disabled || reread->authStatus() == c.status) << reread->authStatus();
-        EXPECT_EQ(reread->isPasswordProtected(), !c.disabled && (c.status & 1));
-        EXPECT_EQ(reread->isAddressProtected(), !c.disabled && (c.status & 2));
-        EXPECT_EQ(reread->isAllowSet(), c.allow);
+        EXPECT_EQ(std::tuple(reread->isAuthenticationDisabled(), reread->isPasswordProtected(),
+                             reread->isAddressProtected(), reread->isAllowSet()),
+                  std::tuple(disabled, !disabled && (status & 1), !disabled && (status & 2), allow));
+        EXPECT_TRUE(disabled || reread->authStatus() == status) << reread->authStatus();
         EXPECT_EQ(names(reread->authDict()[KLFSItem::kRequireUser]), (std::vector<std::string>{"bob", "alice"}));
         EXPECT_EQ(names(reread->authDict()[KLFSItem::kRequireGroup]), (std::vector<std::string>{"web"}));
-        EXPECT_EQ(names(reread->authDict()[c.allow ? KLFSItem::kAllowFrom : KLFSItem::kDenyFrom]),
-                  (std::vector<std::string>{c.allow ? "10.0.0.2" : "10.0.0.1"}));
-        // Writing what was read gives the same file again.
+        EXPECT_EQ(names(reread->authDict()[allow ? KLFSItem::kAllowFrom : KLFSItem::kDenyFrom]),
+                  (std::vector<std::string>{allow ? "10.0.0.2" : "10.0.0.1"}));
         std::string before = body(file());
         reread->writeAccessFile();
         EXPECT_EQ(body(file()), before);
