@@ -212,8 +212,7 @@ TEST_F(WriterTest, EachWriteRereadsAndAnnouncesOnce)
     EXPECT_EQ(names(item->authDict()[KLFSItem::kRequireUser]), (std::vector<std::string>{"alice"}));
     item->setSecureMode(true);
     EXPECT_EQ(item->authDict()[KLFSItem::kAuthType], KLPlist("Basic"));
-    EXPECT_FALSE(item->secureMode());
-    EXPECT_EQ(senders.size(), 1u);
+    EXPECT_EQ(senders.size(), 1u) << "secure mode is no change";
 }
 
 TEST_F(WriterTest, TextThatIsNotUtf8IsRepairedNotRefused)

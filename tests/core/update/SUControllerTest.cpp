@@ -304,7 +304,7 @@ TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
     EXPECT_TRUE(alerts.shown.empty() && !panel.visible);
 }
 
-TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndADefault)
+TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
 {
     // A port that is no port stays in the name, so the lookup names it.
     const std::pair<const char*, KLUpdateServer> cases[] = {
@@ -314,10 +314,6 @@ TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndADefault)
         {"host:8 0", {"host:8 0", 80}}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(KLUpdateServer::parse(text), expected) << text;
-    FendrelPref::initialize();
-    EXPECT_EQ(FendrelPref::registeredDefaults()["Update Server"], KLPlist(KLUpdateServer::kDefaultServer));
-    KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
-    EXPECT_EQ(KLUpdateServer::fromDefaults(), (KLUpdateServer{KLUpdateServer::kDefaultServer, 80}));
 }
 
 TEST(UpdateURLTest, PathOfURLDropsSchemeHostQueryAndFragment)
