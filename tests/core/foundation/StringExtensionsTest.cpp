@@ -18,7 +18,7 @@ void expectAll(const std::vector<StringCase>& cases)
         EXPECT_EQ(got, expected);
 }
 
-TEST(StringExtensionsTest, TrimChopCommasAndFormat)
+TEST(StringExtensionsTest, TrimChopCommasFormatAndSizes)
 {
     std::string longName(300, 'x');
     expectAll({
@@ -39,10 +39,6 @@ TEST(StringExtensionsTest, TrimChopCommasAndFormat)
         {regexWithLooseSpaces("a  b"), "\\s*a\\s+\\s+b"},
         {std::string(stripHeaders(std::string_view("HTTP/1.0 200 OK\r\n\r\n<?xml version"))), "<?xml version"},
     });
-}
-
-TEST(StringExtensionsTest, SizesPickTheirUnit)
-{
     expectAll({
         {stringForBytes(0), "0 bytes"}, {stringForBytes(1023), "1023 bytes"}, {stringForBytes(1024), "1 KB"},
         {stringForBytes(1536), "2 KB"}, {stringForBytes(1048576), "1.0 MB"},
@@ -74,20 +70,7 @@ TEST(StringExtensionsTest, HeaderStrippingLooksAtTheFirst511BytesOnly)
     }
 }
 
-TEST(StringExtensionsTest, GlobNeedsAnAbsolutePatternAndNeverEchoesIt)
-{
-    TempDir dir;
-    dir.write("logs/error_log", "");
-    dir.write("logs/access_log", "");
-    EXPECT_FALSE(glob("logs/*").has_value());
-    auto absolute = glob(dir.path() + "/logs/*_log");
-    ASSERT_TRUE(absolute);
-    EXPECT_EQ(absolute->size(), 2u);
-    EXPECT_EQ(globRelativeTo("logs/e*", dir.path()), std::vector<std::string>{dir.path() + "/logs/error_log"});
-    EXPECT_TRUE(globRelativeTo("nothing/*", dir.path()).empty());
-}
-
-TEST(StringExtensionsTest, PathComponentsSplitAndJoinLikeThePlatform)
+TEST(StringExtensionsTest, PathsSplitJoinAndGlobLikeThePlatform)
 {
     expectAll({
         {stringByAppendingPathComponent("/a/", "b"), "/a/b"}, {stringByAppendingPathComponent("", "/a"), "/a"},
@@ -101,6 +84,16 @@ TEST(StringExtensionsTest, PathComponentsSplitAndJoinLikeThePlatform)
         {stringByDeletingLastPathComponent("conf//apache2.conf"), "conf"},
     });
     EXPECT_EQ(pathComponents("/Volumes/Data/"), (std::vector<std::string>{"/", "Volumes", "Data"}));
+    // Glob needs an absolute pattern and never echoes it.
+    TempDir dir;
+    dir.write("logs/error_log", "");
+    dir.write("logs/access_log", "");
+    EXPECT_FALSE(glob("logs/*").has_value());
+    auto absolute = glob(dir.path() + "/logs/*_log");
+    ASSERT_TRUE(absolute);
+    EXPECT_EQ(absolute->size(), 2u);
+    EXPECT_EQ(globRelativeTo("logs/e*", dir.path()), std::vector<std::string>{dir.path() + "/logs/error_log"});
+    EXPECT_TRUE(globRelativeTo("nothing/*", dir.path()).empty());
 }
 
 TEST(CollectionExtensionsTest, BoolsFlattenAndIntersections)

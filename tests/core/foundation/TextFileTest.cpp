@@ -25,7 +25,7 @@ long entries(const std::string& folder)
     return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
-TEST(TextFileTest, DecodesByteOrderMarksAndGuesses)
+TEST(TextFileTest, DecodesByteOrderMarksAndGuessesAndUnreadableFilesGiveNothing)
 {
     const std::string text = "Require user j\xC3\xBCrgen\n";
     std::string le = "\xFF\xFE", be = "\xFE\xFF";
@@ -54,10 +54,6 @@ TEST(TextFileTest, DecodesByteOrderMarksAndGuesses)
         EXPECT_NE(*decoded, bad);
         EXPECT_EQ(KLTextFile::decode(*decoded), decoded) << "not valid UTF-8: " << *decoded;
     }
-}
-
-TEST(TextFileTest, UnreadableFileGivesNothing)
-{
     EXPECT_FALSE(KLTextFile::read("/nonexistent/fendrel/file"));
     TempDir dir;
     EXPECT_EQ(KLTextFile::read(dir.write("empty", "")), "");

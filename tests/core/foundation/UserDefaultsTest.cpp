@@ -28,7 +28,7 @@ protected:
     std::string domain;
 };
 
-TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsMergedKeyByKey)
+TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
 {
     defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}, {"b", 2}});
     defaults().registerDefaults({{"b", 3}, {"c", 4}});
@@ -49,25 +49,20 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsMergedKeyByKey)
     EXPECT_TRUE(defaults().objectForKey("stored").isNull());
     defaults().setApplicationIdentifier(domain);
     EXPECT_EQ(defaults().stringForKey("stored"), "stored");
+    KLPlist::Dictionary stored{{"stored", "stored"}, {"bool", true}, {"int", -7}, {"data", KLPlist::Data{0, 1, 255}},
+                                     {"date", KLPlist::Date{123.0}},
+                                     {"array", KLPlist::Array{KLPlist::Dictionary{{"user", "alice"}, {"n", 3}}, "x"}}};
+    for (const auto& [key, value] : stored)
+        defaults().setObject(value, key);
+    std::string path = defaults().preferencesPath();
+    EXPECT_EQ(KLPlist::fromXML(readFile(path)), KLPlist(stored));
+
+    writeFile(path + ".tmp", KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML());
+    std::filesystem::rename(path + ".tmp", path);
+    EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
-TEST_F(UserDefaultsTest, NullValueIsAProgrammingErrorAndStoresNothing)
-{
-    defaults().setInteger(5, "kept");
-    try {
-        defaults().setObject(KLPlist(), "kept");
-        FAIL() << "no assertion raised";
-    } catch (const KLInvalidParameter& e) {
-        EXPECT_EQ(std::string(e.what()),
-                  "Invalid parameter not satisfying: [value isKindOfClass:[NSString class]] || [value "
-                  "isKindOfClass:[NSData class]] || [value isKindOfClass:[NSNumber class]] || [value "
-                  "isKindOfClass:[NSDate class]] || [value isKindOfClass:[NSArray class]] || [value "
-                  "isKindOfClass:[NSDictionary class]]");
-    }
-    EXPECT_EQ(defaults().integerForKey("kept"), 5);
-}
-
-TEST_F(UserDefaultsTest, TypedGettersReadStringsAndRefuseOtherKinds)
+TEST_F(UserDefaultsTest, TypedValuesAreReadAsStoredAndNullIsRefused)
 {
     for (const auto& [key, value] : KLPlist::Dictionary{{"number text", "12abc"}, {"yes text", "YES"}, {"no text", "no"},
                                                          {"array", KLPlist::stringArray({"x"})}, {"real", 2.5}})
@@ -80,21 +75,19 @@ TEST_F(UserDefaultsTest, TypedGettersReadStringsAndRefuseOtherKinds)
     EXPECT_EQ(defaults().arrayForKey("array")->size(), 1u);
     EXPECT_DOUBLE_EQ(defaults().doubleForKey("real"), 2.5);
     EXPECT_FLOAT_EQ(defaults().floatForKey("real"), 2.5f);
-}
-
-TEST_F(UserDefaultsTest, EveryKindSurvivesTheFileAndAnotherWriterIsSeen)
-{
-    const KLPlist::Dictionary stored{{"bool", true}, {"int", -7}, {"data", KLPlist::Data{0, 1, 255}},
-                                     {"date", KLPlist::Date{123.0}},
-                                     {"array", KLPlist::Array{KLPlist::Dictionary{{"user", "alice"}, {"n", 3}}, "x"}}};
-    for (const auto& [key, value] : stored)
-        defaults().setObject(value, key);
-    std::string path = defaults().preferencesPath();
-    EXPECT_EQ(KLPlist::fromXML(readFile(path)), KLPlist(stored));
-
-    writeFile(path + ".tmp", KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML());
-    std::filesystem::rename(path + ".tmp", path);
-    EXPECT_EQ(defaults().integerForKey("shared"), 2);
+    // A null value is a programming error and stores nothing.
+    defaults().setInteger(5, "kept");
+    try {
+        defaults().setObject(KLPlist(), "kept");
+        FAIL() << "no assertion raised";
+    } catch (const KLInvalidParameter& e) {
+        EXPECT_EQ(std::string(e.what()),
+                  "Invalid parameter not satisfying: [value isKindOfClass:[NSString class]] || [value "
+                  "isKindOfClass:[NSData class]] || [value isKindOfClass:[NSNumber class]] || [value "
+                  "isKindOfClass:[NSDate class]] || [value isKindOfClass:[NSArray class]] || [value "
+                  "isKindOfClass:[NSDictionary class]]");
+    }
+    EXPECT_EQ(defaults().integerForKey("kept"), 5);
 }
 
 TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
