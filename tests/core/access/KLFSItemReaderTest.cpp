@@ -64,10 +64,7 @@ TEST_F(ReaderTest, DirectivesAsRead)
     // Without a users source user lists read back empty.
     pane.userNames.reset();
     EXPECT_EQ(stateOf(parse("Require user alice\n")), "1 password all | Require user:");
-}
-
-TEST_F(ReaderTest, AddressDiscoveryJoinsThePaneListButNeverPlaceholdersOrUpperCase)
-{
+    // Address discovery joins the pane's list, never placeholders or upper case.
     parse("Deny from 192.168.1.5 ABC fendreled all 10.0.0.1\n");
     EXPECT_EQ(list(KLFSItem::kDenyFrom), (std::vector<std::string>{"192.168.1.5", "10.0.0.1"}));
     ASSERT_EQ(pane.addressList.size(), 3u);
@@ -78,10 +75,7 @@ TEST_F(ReaderTest, AddressDiscoveryJoinsThePaneListButNeverPlaceholdersOrUpperCa
     parse("Deny from host.example 10.0.0.1\n");
     EXPECT_EQ(list(KLFSItem::kDenyFrom), (std::vector<std::string>{"10.0.0.1"}));
     EXPECT_EQ(pane.addressList.size(), 3u);
-}
-
-TEST_F(ReaderTest, UnmanagedLinesAreKeptManagedWordsDropped)
-{
+    // Unmanaged lines are kept, managed words dropped.
     parse("Options +Indexes # note\nErrorDocument 403 /Order.html\n## heading\n   \nAuthType Basic\n"
           "DirectoryIndex index.html\r\n# plain comment\nRequire user\n");
     EXPECT_EQ(item->userText(),

@@ -52,7 +52,7 @@ TEST_F(WriterTest, ManagedBlockByteForByte)
     expectLines({"AuthUserFile \"/srv" + dir.path() + "/.htusers\"", "#AuthGroupFile \"/srv" + dir.path() + "/.htgroups\""});
 }
 
-TEST_F(WriterTest, EmptyListsGetThePlaceholderOrTheirLineSwitchedOff)
+TEST_F(WriterTest, EmptyListsAndAddressModesGetThePlaceholderOrTheirLineSwitchedOff)
 {
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
     expectLines({"Require user fendreled", "#Require group "});
@@ -68,10 +68,6 @@ TEST_F(WriterTest, EmptyListsGetThePlaceholderOrTheirLineSwitchedOff)
     setList(KLFSItem::kRequireUser, std::vector<std::string>(256, "alice"));
     item->writeAccessFile();
     expectLines({"Require user fendreled"});
-}
-
-TEST_F(WriterTest, AddressModesAndTheirPlaceholders)
-{
     item->setAuthStatus(KLFSItem::kAddressBit, false);
     expectLines({"Order deny,allow", "Deny from all", "Allow from fendreled"});
     EXPECT_TRUE(item->isAllowSet());
@@ -117,7 +113,7 @@ TEST_F(WriterTest, EveryModeSurvivesARoundTripThroughTheFile)
     }
 }
 
-TEST_F(WriterTest, SwitchingOffAndOnAgainRestoresTheList)
+TEST_F(WriterTest, SwitchingOffAndOnAgainRestoresTheListAndStatusZeroWritesNothing)
 {
     setList(KLFSItem::kRequireUser, {"alice"});
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
@@ -125,6 +121,13 @@ TEST_F(WriterTest, SwitchingOffAndOnAgainRestoresTheList)
     expectLines({"#Require user alice", "#AuthType Basic"});
     KLFSItem::create(folder)->setAuthStatus(KLFSItem::kPasswordBit, false);
     expectLines({"Require user alice"});
+    dir.write("site/.htaccess", "Require user alice\n");
+    item = KLFSItem::create(folder);
+    item->setAuthStatus(0, false);
+    item->setAllow(false);
+    EXPECT_EQ(file(), "Require user alice\n");
+    item->setAuthStatus(KLFSItem::kRequireAllBit, false);
+    EXPECT_EQ(file(), "Require user alice\n");
 }
 
 TEST_F(WriterTest, ManualLinesFollowTheBlockAndSurviveDeletion)
@@ -142,17 +145,6 @@ TEST_F(WriterTest, ManualLinesFollowTheBlockAndSurviveDeletion)
     item->setAuthStatus(KLFSItem::kAddressBit, false);
     EXPECT_NE(file().find("\nOptions +Indexes\n# keep me\nDirectoryIndex a.html\n"), std::string::npos);
     expectLines({"#Require user ", "Deny from fendreled"});
-}
-
-TEST_F(WriterTest, StatusZeroOrTheAllBitAloneWritesNothing)
-{
-    dir.write("site/.htaccess", "Require user alice\n");
-    item = KLFSItem::create(folder);
-    item->setAuthStatus(0, false);
-    item->setAllow(false);
-    EXPECT_EQ(file(), "Require user alice\n");
-    item->setAuthStatus(KLFSItem::kRequireAllBit, false);
-    EXPECT_EQ(file(), "Require user alice\n");
 }
 
 TEST_F(WriterTest, OwnerGroupAndModeAreKept)

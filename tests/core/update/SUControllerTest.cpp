@@ -189,10 +189,7 @@ TEST_F(SUControllerTest, OtherAnswersEndInOneAlert)
     auto server = serve(serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))));
     check();
     EXPECT_TRUE(alerts.shown.empty() && panel.visible);
-}
-
-TEST_F(SUControllerTest, UnknownHostIsNamedAndForgottenByTheNextCheck)
-{
+    // An unknown host is named; a refused connection has no reason of its own.
     useServer("300.300.300.300:8080");
     check();
     ASSERT_EQ(alerts.shown.size(), 1u);

@@ -53,7 +53,7 @@ struct Pair
     }
 };
 
-TEST(SocketTest, ConnectSendAndReceiveBothWays)
+TEST(SocketTest, ConnectSendReceiveAndAccept)
 {
     Pair pair;
     EXPECT_TRUE(pair.client->isConnected() && pair.listener->isListening());
@@ -82,24 +82,36 @@ TEST(SocketTest, ConnectSendAndReceiveBothWays)
     EXPECT_EQ(pair.server->readData(&buffer), 4u);
     EXPECT_EQ(buffer, "0123");
     EXPECT_THROW(pair.server->setReadBufferSize(0), KLInvalidParameter);
-}
-
-TEST(SocketTest, ReadDataTellsClosedFromNotYetThere)
-{
-    Pair pair;
-    pair.client->setBlocking(false);
-    std::string buffer;
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_TRUE(pair.client->isConnected());
-    pair.client->setBlocking(true);
-    pair.server->writeString("bye");
-    pair.server.reset(); // destruction closes the connection
-    ASSERT_TRUE(pair.client->isReadableWithin(5));
-    EXPECT_EQ(pair.client->readData(&buffer), 3u);
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_FALSE(pair.client->isConnected());
-    EXPECT_EQ(std::tuple(pair.client->descriptor(), pair.client->remoteHostName(), pair.client->remotePort(), buffer),
-              std::tuple(-1, std::string(), std::uint16_t{0}, std::string("bye")));
+    // Accepting turns the listener into the connection unless it keeps listening.
+    auto listener = loopbackListener();
+    std::uint16_t port = listener->localPort();
+    std::vector<std::unique_ptr<Socket>> clients, peers;
+    for (std::size_t i = 0; i < 3; ++i) {
+        clients.push_back(Socket::socket());
+        clients.back()->connectToHostName("127.0.0.1", port);
+        peers.push_back(listener->acceptConnectionAndKeepListening());
+        EXPECT_EQ(std::pair(listener->isListening(), listener->isConnected()), std::pair(true, false));
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        clients[i]->writeString(std::to_string(i));
+        EXPECT_EQ(receive(*peers[i], 1), std::to_string(i));
+    }
+    // A numeric short form: the client keeps the name it was given, the
+    // accepting side sees the dotted address.
+    Socket client;
+    client.connectToHostName("127.1", port);
+    EXPECT_EQ(client.remoteHostName(), "127.1");
+    listener->acceptConnection();
+    EXPECT_EQ(std::pair(listener->isConnected(), listener->isListening()), std::pair(true, false));
+    EXPECT_EQ(std::pair(listener->remoteHostName(), listener->remotePort()),
+              std::pair(std::string("127.0.0.1"), client.localPort()));
+    client.writeString("ping");
+    EXPECT_EQ(receive(*listener, 4), "ping");
+    // The listening descriptor is gone: nobody else can connect.
+    Socket late;
+    EXPECT_EQ(raised([&] { late.connectToHostName("127.0.0.1", port); }),
+              Raised("Socket: Connect failed", "Socket: Connect failed: Connection refused"));
+    EXPECT_FALSE(late.isConnected());
 }
 
 TEST(SocketTest, PreconditionsAreTestedInOrder)
@@ -137,40 +149,7 @@ TEST(SocketTest, PreconditionsAreTestedInOrder)
               Raised("Socket: Fcntl failed", "Socket: Fcntl failed: Bad file descriptor"));
 }
 
-TEST(SocketTest, AcceptingTurnsTheListenerIntoTheConnectionUnlessItKeepsListening)
-{
-    auto listener = loopbackListener();
-    std::uint16_t port = listener->localPort();
-    std::vector<std::unique_ptr<Socket>> clients, peers;
-    for (std::size_t i = 0; i < 3; ++i) {
-        clients.push_back(Socket::socket());
-        clients.back()->connectToHostName("127.0.0.1", port);
-        peers.push_back(listener->acceptConnectionAndKeepListening());
-        EXPECT_EQ(std::pair(listener->isListening(), listener->isConnected()), std::pair(true, false));
-    }
-    for (std::size_t i = 0; i < 3; ++i) {
-        clients[i]->writeString(std::to_string(i));
-        EXPECT_EQ(receive(*peers[i], 1), std::to_string(i));
-    }
-    // A numeric short form: the client keeps the name it was given, the
-    // accepting side sees the dotted address.
-    Socket client;
-    client.connectToHostName("127.1", port);
-    EXPECT_EQ(client.remoteHostName(), "127.1");
-    listener->acceptConnection();
-    EXPECT_EQ(std::pair(listener->isConnected(), listener->isListening()), std::pair(true, false));
-    EXPECT_EQ(std::pair(listener->remoteHostName(), listener->remotePort()),
-              std::pair(std::string("127.0.0.1"), client.localPort()));
-    client.writeString("ping");
-    EXPECT_EQ(receive(*listener, 4), "ping");
-    // The listening descriptor is gone: nobody else can connect.
-    Socket late;
-    EXPECT_EQ(raised([&] { late.connectToHostName("127.0.0.1", port); }),
-              Raised("Socket: Connect failed", "Socket: Connect failed: Connection refused"));
-    EXPECT_FALSE(late.isConnected());
-}
-
-TEST(SocketTest, FailuresCarryTheSystemText)
+TEST(SocketTest, FailuresCarryTheSystemTextAndClosedIsToldFromNotYetThere)
 {
     // Dotted numbers that are no address: the resolver refuses them itself,
     // so no name server is asked.
@@ -187,6 +166,21 @@ TEST(SocketTest, FailuresCarryTheSystemText)
     in_addr address{};
     address.s_addr = htonl(0x0A010203);
     EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "10.1.2.3");
+    // Reading tells a closed connection from data not there yet.
+    Pair pair;
+    pair.client->setBlocking(false);
+    std::string buffer;
+    EXPECT_EQ(pair.client->readData(&buffer), 0u);
+    EXPECT_TRUE(pair.client->isConnected());
+    pair.client->setBlocking(true);
+    pair.server->writeString("bye");
+    pair.server.reset(); // destruction closes the connection
+    ASSERT_TRUE(pair.client->isReadableWithin(5));
+    EXPECT_EQ(pair.client->readData(&buffer), 3u);
+    EXPECT_EQ(pair.client->readData(&buffer), 0u);
+    EXPECT_FALSE(pair.client->isConnected());
+    EXPECT_EQ(std::tuple(pair.client->descriptor(), pair.client->remoteHostName(), pair.client->remotePort(), buffer),
+              std::tuple(-1, std::string(), std::uint16_t{0}, std::string("bye")));
 }
 
 } // namespace
