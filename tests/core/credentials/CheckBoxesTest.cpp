@@ -48,7 +48,7 @@ protected:
     std::shared_ptr<KLFSItem> folder = KLFSItem::create(dir.mkdir("private"));
 };
 
-TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroup)
+TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges)
 {
     folder->setAuthStatus(KLFSItem::kPasswordBit, false);
     dir.write(".htgroups", "staff: alice \nops: bob \n");
@@ -86,10 +86,6 @@ TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroup)
     empty.setObjectValue(view, "x", "group", nullptr);
     KLSetLogSink(nullptr);
     EXPECT_EQ(lines, (std::vector<std::string>(2, "Fendrel Error: Invalid Group Structure")));
-}
-
-TEST_F(CheckBoxesTest, AddressesAreWrittenOnlyWhenTheListChanges)
-{
     folder->setAllow(true);
     folder->setAuthStatus(KLFSItem::kAddressBit, false);
     pane.addressList = {"10.0.0.1", "192.168.0.0/16"};

@@ -52,7 +52,7 @@ protected:
     std::shared_ptr<KLFSItem> folder = KLFSItem::create(dir.mkdir("private"));
 };
 
-TEST_F(UsersTableTest, RowZeroIsAnyValidUser)
+TEST_F(UsersTableTest, RowZeroIsAnyValidUserAndDraggingPutsTheNameWithoutPassword)
 {
     EXPECT_EQ(users->numberOfRows(view), 3);
     EXPECT_EQ(users->objectValue(view, "user", 0), KLPlist("Any Valid User"));
@@ -63,6 +63,15 @@ TEST_F(UsersTableTest, RowZeroIsAnyValidUser)
                          users->shouldEdit(view, "user", 1)),
               std::tuple(false, true, true));
     EXPECT_EQ(std::pair(cell("user", 0).imageName, cell("user", 1).imageName), std::pair(std::string(), std::string("genericuser")));
+    KLPasteboard pasteboard;
+    EXPECT_FALSE(users->writeRows(view, {0}, pasteboard));
+    EXPECT_TRUE(pasteboard.types().empty());
+    ASSERT_TRUE(users->writeRows(view, {2, 1}, pasteboard));
+    EXPECT_EQ(pasteboard.types(), (Names{"KLFendrelUser", KLPasteboard::kStringType}));
+    EXPECT_EQ(pasteboard.stringForType("KLFendrelUser"), "bob :(null)");
+    EXPECT_EQ(pasteboard.stringForType(KLPasteboard::kStringType), "bob :(null)");
+    EXPECT_EQ(users->validateDrop(view, pasteboard, 1, KLDropOperation::On), KLDragOperation::None);
+    EXPECT_FALSE(users->acceptDrop(view, pasteboard, 1, KLDropOperation::On));
 }
 
 TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
@@ -110,19 +119,6 @@ TEST_F(UsersTableTest, DeletingTellsThePaneUnlessReplacing)
     EXPECT_EQ(pane.deletedUsers, Names{"alice"});
     EXPECT_EQ(readFile(dir.file(".htusers")), "");
     EXPECT_FALSE(users->containsItem("alice"));
-}
-
-TEST_F(UsersTableTest, DraggingPutsTheNameAndAMissingPassword)
-{
-    KLPasteboard pasteboard;
-    EXPECT_FALSE(users->writeRows(view, {0}, pasteboard));
-    EXPECT_TRUE(pasteboard.types().empty());
-    ASSERT_TRUE(users->writeRows(view, {2, 1}, pasteboard));
-    EXPECT_EQ(pasteboard.types(), (Names{"KLFendrelUser", KLPasteboard::kStringType}));
-    EXPECT_EQ(pasteboard.stringForType("KLFendrelUser"), "bob :(null)");
-    EXPECT_EQ(pasteboard.stringForType(KLPasteboard::kStringType), "bob :(null)");
-    EXPECT_EQ(users->validateDrop(view, pasteboard, 1, KLDropOperation::On), KLDragOperation::None);
-    EXPECT_FALSE(users->acceptDrop(view, pasteboard, 1, KLDropOperation::On));
 }
 
 } // namespace

@@ -33,7 +33,7 @@ protected:
     std::string home;
 };
 
-TEST_P(PaneContextTest, RootsAndFilesFollowTheStoredChoice)
+TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
 {
     EXPECT_EQ(KLPaneContext::shared(), pref.get());
     std::string shared = GetParam() == std::string("macos") ? "/Library/WebServer/Documents/" : "/var/www/html/";
@@ -48,6 +48,11 @@ TEST_P(PaneContextTest, RootsAndFilesFollowTheStoredChoice)
             defaults().setInteger(choice, "Fendrel Protected Folder");
         EXPECT_EQ(pref->fendrelLocation(which).value_or(""), expected) << choice << " " << which;
     }
+    bool macos = GetParam() == std::string("macos");
+    auto registered = FendrelPref::registeredDefaults();
+    EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
+    EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
+    EXPECT_EQ(FendrelPref::badAddresses(), (std::vector<std::string>{"fendreled", "all", "host.domain.tld", "(null)"}));
 }
 
 TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
@@ -74,15 +79,6 @@ TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
     EXPECT_TRUE(pref->shouldDiscoverAddresses());
     pref->setShouldDiscoverAddresses(false);
     EXPECT_FALSE(pref->shouldDiscoverAddresses() || pref->selectedItem() || pref->hasBeenManuallyEdited());
-}
-
-TEST_P(PaneContextTest, DefaultsComeFromTheActiveLayout)
-{
-    bool macos = GetParam() == std::string("macos");
-    auto registered = FendrelPref::registeredDefaults();
-    EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
-    EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
-    EXPECT_EQ(FendrelPref::badAddresses(), (std::vector<std::string>{"fendreled", "all", "host.domain.tld", "(null)"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, PaneContextTest, ::testing::Values("macos", "debian"));

@@ -72,7 +72,7 @@ std::string binaryOf(const KLPlist& value)
     return result;
 }
 
-TEST(PlistTest, XmlRoundTripKeepsEveryKind)
+TEST(PlistTest, XmlRoundTripKeepsEveryKindAndReadingsFollowThePlatform)
 {
     KLPlist::Dictionary dict{{"string", "h\xC3\xA9llo <&>"}, {"int", -42}, {"big", 1LL << 40}, {"real", 0.25},
                              {"yes", true}, {"no", false}, {"data", KLPlist::Data{0, 10, 255}},
@@ -80,6 +80,16 @@ TEST(PlistTest, XmlRoundTripKeepsEveryKind)
                              {"array", KLPlist::Array{KLPlist("a"), KLPlist(1), KLPlist(KLPlist::Array{})}},
                              {"dict", KLPlist::Dictionary{{"inner", "x"}}}};
     EXPECT_EQ(KLPlist::fromXML(KLPlist(dict).toXML()), KLPlist(dict));
+    const std::pair<KLPlist, std::optional<long long>> integers[] = {{KLPlist("  42 apples"), 42}, {KLPlist("apples"), 0},
+                                                                     {KLPlist(2.9), 2}};
+    for (const auto& [value, expected] : integers)
+        EXPECT_EQ(value.integerReading(), expected) << value.description();
+    const std::pair<KLPlist, std::optional<bool>> bools[] = {
+        {KLPlist("yes"), true}, {KLPlist("00"), false}, {KLPlist("-3"), true}, {KLPlist(KLPlist::Array{}), std::nullopt}};
+    for (const auto& [value, expected] : bools)
+        EXPECT_EQ(value.boolReading(), expected) << value.description();
+    EXPECT_EQ(KLPlist(true).description(), "1");
+    EXPECT_EQ(KLPlist(KLPlist::Array{KLPlist("a"), KLPlist(2)}).description(), "(a, 2)");
 }
 
 TEST(PlistTest, GarbageAndDeepNestingAreRefusedBeforeAnythingRecurses)
@@ -101,7 +111,7 @@ TEST(PlistTest, GarbageAndDeepNestingAreRefusedBeforeAnythingRecurses)
     EXPECT_EQ(KLPlist::fromBytes(nestedBinary(max)), nested(max - 1, KLPlist::Array{}));
 }
 
-TEST(PlistTest, NestingLookCountsOnlyRealContainerTags)
+TEST(PlistTest, NestingLookCountsOnlyRealLevelsAndRefusesWhatItCannotFollow)
 {
     const int limit = 3;
     // Empty containers, other elements, and tags inside comments, character
@@ -119,10 +129,6 @@ TEST(PlistTest, NestingLookCountsOnlyRealContainerTags)
     EXPECT_FALSE(KLPlistNesting::xmlIsWithin(nestedXML(4, "<dict>", "</dict>"), limit));
     EXPECT_TRUE(KLPlistNesting::binaryIsWithin(nestedBinary(3), limit));
     EXPECT_FALSE(KLPlistNesting::binaryIsWithin(nestedBinary(4), limit));
-}
-
-TEST(PlistTest, BinaryNestingLookRefusesWhatItCannotFollow)
-{
     // An array that holds itself nests without end.
     std::string cycle = nestedBinary(2);
     cycle[8 + 1 + 3] = '\0'; // the first array now refers to object 0
@@ -146,20 +152,6 @@ TEST(PlistTest, BinaryNestingLookRefusesWhatItCannotFollow)
     EXPECT_TRUE(KLPlistNesting::binaryIsWithin(binary, 6));
     EXPECT_FALSE(KLPlistNesting::binaryIsWithin(binary, 5));
     EXPECT_EQ(KLPlist::fromBytes(binary), dict);
-}
-
-TEST(PlistTest, ReadingsFollowThePlatformConversions)
-{
-    const std::pair<KLPlist, std::optional<long long>> integers[] = {{KLPlist("  42 apples"), 42}, {KLPlist("apples"), 0},
-                                                                     {KLPlist(2.9), 2}};
-    for (const auto& [value, expected] : integers)
-        EXPECT_EQ(value.integerReading(), expected) << value.description();
-    const std::pair<KLPlist, std::optional<bool>> bools[] = {
-        {KLPlist("yes"), true}, {KLPlist("00"), false}, {KLPlist("-3"), true}, {KLPlist(KLPlist::Array{}), std::nullopt}};
-    for (const auto& [value, expected] : bools)
-        EXPECT_EQ(value.boolReading(), expected) << value.description();
-    EXPECT_EQ(KLPlist(true).description(), "1");
-    EXPECT_EQ(KLPlist(KLPlist::Array{KLPlist("a"), KLPlist(2)}).description(), "(a, 2)");
 }
 
 } // namespace

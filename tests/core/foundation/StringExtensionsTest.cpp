@@ -18,7 +18,7 @@ void expectAll(const std::vector<StringCase>& cases)
         EXPECT_EQ(got, expected);
 }
 
-TEST(StringExtensionsTest, TrimChopCommasFormatAndSizes)
+TEST(StringExtensionsTest, TrimChopCommasFormatSizesAndHeaders)
 {
     std::string longName(300, 'x');
     expectAll({
@@ -46,10 +46,7 @@ TEST(StringExtensionsTest, TrimChopCommasFormatAndSizes)
         // Parts of a mebibyte are dropped before terabytes are counted.
         {stringForBytes((1ULL << 40) + (1ULL << 19)), "1.000 TB"}, {stringForBytes(1ULL << 50), "Really Big"},
     });
-}
-
-TEST(StringExtensionsTest, HeaderStrippingLooksAtTheFirst511BytesOnly)
-{
+    // Header stripping looks at the first 511 bytes only.
     auto headerOf = [](std::size_t length) {
         std::string start = "HTTP/1.0 200 OK\r\nX: ";
         return start + std::string(length - start.size() - 4, 'a') + "\r\n\r\n";
@@ -96,7 +93,7 @@ TEST(StringExtensionsTest, PathsSplitJoinAndGlobLikeThePlatform)
     EXPECT_TRUE(globRelativeTo("nothing/*", dir.path()).empty());
 }
 
-TEST(CollectionExtensionsTest, BoolsFlattenAndIntersections)
+TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
 {
     // Only an exact "YES" reads as true.
     KLPlist::Dictionary d{{"s", "yes"}, {"S", "YES"}, {"n", 2}, {"a", KLPlist::Array{}}};
@@ -117,10 +114,7 @@ TEST(CollectionExtensionsTest, BoolsFlattenAndIntersections)
     std::sort(both.begin(), both.end());
     EXPECT_EQ(both, (std::vector<std::string>{"b", "c"}));
     EXPECT_EQ(intersectionWithSet({"a", "b"}, {"b"}), (std::set<std::string>{"b"}));
-}
-
-TEST(CollectionExtensionsTest, UserOrderFollowsTheCaseSettingReadOnceWhenMade)
-{
+    // The user order follows the case setting, read once when the order is made.
     auto& defaults = KLUserDefaults::standardUserDefaults();
     defaults.setApplicationIdentifier("test.case-order");
     auto user = [](const char* name) { return KLPlist(KLPlist::Dictionary{{"user", name}}); };

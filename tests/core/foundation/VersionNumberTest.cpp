@@ -5,7 +5,7 @@
 
 namespace {
 
-TEST(VersionNumberTest, ParsesNumbersAndDividers)
+TEST(VersionNumberTest, ParsesNumbersAndDividersAndLogsBadStrings)
 {
     const std::pair<const char*, const char*> descriptions[] = {
         {"1.2.3", "1.2.3"}, {"2.0B1", "2.0b1"}, {"b2", "0b2"}, {" 1 .2 ", "1.2"}};
@@ -16,10 +16,6 @@ TEST(VersionNumberTest, ParsesNumbersAndDividers)
     EXPECT_EQ(KLVersionNumber("1 . 2").numberOfTokens(), 0);
     EXPECT_EQ(KLVersionNumber::versionWithString(""), nullptr);
     EXPECT_EQ(KLVersionNumber::versionWithString("1")->stringValue(), "1");
-}
-
-TEST(VersionNumberTest, BadStringsLogAndKeepNoTokens)
-{
     std::vector<std::string> lines;
     KLSetLogSink([&](const std::string& l) { lines.push_back(l); });
     EXPECT_EQ(KLVersionNumber("1.0 beta").numberOfTokens(), 0);
@@ -29,7 +25,7 @@ TEST(VersionNumberTest, BadStringsLogAndKeepNoTokens)
                                                "Invalid value '-2' in version string"}));
 }
 
-TEST(VersionNumberTest, OrderingRules)
+TEST(VersionNumberTest, OrderingRulesAndTokens)
 {
     // A version that failed to parse has no tokens; by the tie rule the
     // longer "0" is then the older one.
@@ -47,10 +43,7 @@ TEST(VersionNumberTest, OrderingRules)
     a.resetCursor();
     b.resetCursor();
     EXPECT_EQ(a.compare(b), -1);
-}
-
-TEST(VersionNumberTest, NextTokenPastTheEndAdvancesAndGivesZero)
-{
+    // Asking for a token past the end advances and gives zero.
     KLVersionNumber v("3.1r");
     std::vector<int> tokens;
     for (int i = 0; i < 6; ++i)
