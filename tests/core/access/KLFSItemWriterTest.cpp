@@ -88,7 +88,8 @@ TEST_F(WriterTest, EveryModeSurvivesARoundTripThroughTheFile)
 {
     for (auto [status, disabled, allow] : {std::tuple(1, false, true), std::tuple(2, false, true), std::tuple(2, false, false),
                                            std::tuple(3, false, false), std::tuple(7, false, true), std::tuple(7, true, false),
-                                           std::tuple(3, true, true), std::tuple(1, true, false)}) {
+                                           std::tuple(3, true, true), std::tuple(1, true, false), std::tuple(3, false, true),
+                                           std::tuple(7, false, false)}) {
         SCOPED_TRACE(std::to_string(status) + (disabled ? " disabled" : "") + (allow ? " allow" : " deny"));
         std::filesystem::remove(item->accessPath());
         item = KLFSItem::create(folder);

@@ -65,8 +65,9 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
 TEST_F(UserDefaultsTest, TypedValuesAreReadAsStoredAndNullIsRefused)
 {
     for (const auto& [key, value] : KLPlist::Dictionary{{"number text", "12abc"}, {"yes text", "YES"}, {"no text", "no"},
-                                                         {"array", KLPlist::stringArray({"x"})}, {"real", 2.5}})
+                                                         {"array", KLPlist::stringArray({"x"})}})
         defaults().setObject(value, key);
+    defaults().setDouble(2.5, "real");
     EXPECT_EQ(std::tuple(defaults().integerForKey("number text"), defaults().integerForKey("array"),
                          defaults().integerForKey("real")),
               std::tuple(12, 0, 2));

@@ -311,6 +311,9 @@ TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
         {"host:8 0", {"host:8 0", 80}}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(KLUpdateServer::parse(text), expected) << text;
+    FendrelPref::initialize(); // without a setting the registered default server is asked
+    KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
+    EXPECT_EQ(KLUpdateServer::fromDefaults(), (KLUpdateServer{KLUpdateServer::kDefaultServer, 80}));
 }
 
 TEST(UpdateURLTest, PathOfURLDropsSchemeHostQueryAndFragment)
