@@ -100,6 +100,13 @@ TEST_F(UsersFileTest, ScannerRulesAreKept)
     };
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(usersOf(KLUsersDataSource::parseUsers(text)), expected) << ::testing::PrintToString(text);
+    // A new-file extension is appended to the name as it stands.
+    KLUserDefaults::standardUserDefaults().setObject("-new", "New File Extension");
+    dir.write(".htusers", "alice:h1\n");
+    dir.write(".htusers-new", "bob:h2\n");
+    KLUsersDataSource users;
+    EXPECT_EQ(usersOf(users.parseUserfile(true)), (Users{{"bob", "h2"}}));
+    EXPECT_EQ(usersOf(users.parseUserfile(false)), (Users{{"alice", "h1"}}));
 }
 
 TEST_F(UsersFileTest, EncodingsAreDetectedAndWhatCannotBeWrittenIsRefused)
@@ -140,16 +147,6 @@ TEST_F(UsersFileTest, EncodingsAreDetectedAndWhatCannotBeWrittenIsRefused)
         EXPECT_TRUE(users->writeUserfile());
         EXPECT_EQ(readFile(usersPath()), "alice:h1\nbob:h2\n");
     }
-}
-
-TEST_F(UsersFileTest, NewFileExtensionIsAppendedAsItStands)
-{
-    KLUserDefaults::standardUserDefaults().setObject("-new", "New File Extension");
-    dir.write(".htusers", "alice:h1\n");
-    dir.write(".htusers-new", "bob:h2\n");
-    KLUsersDataSource users;
-    EXPECT_EQ(usersOf(users.parseUserfile(true)), (Users{{"bob", "h2"}}));
-    EXPECT_EQ(usersOf(users.parseUserfile(false)), (Users{{"alice", "h1"}}));
 }
 
 TEST_F(UsersFileTest, ContainsItemAndHasUser)
