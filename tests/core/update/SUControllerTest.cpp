@@ -236,7 +236,7 @@ TEST_F(SUControllerTest, SlowServerIsReadUntilItClosesAndACancelEndsIt)
     EXPECT_TRUE(seen("KLSWUEnded") && panel.visible);
 }
 
-TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
+TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailureKeepsTheOldFile)
 {
     std::string body(5 * 1024 * 1024, '\0'); // bytes of every value, NUL included
     for (std::uint32_t state = 12345; char& c : body)
@@ -244,12 +244,19 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
     auto server = serve(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
     check();
     ASSERT_TRUE(panel.visible);
-    controller.downloadNewVersion();
-    EXPECT_EQ(alerts.savePanels, (std::vector<std::pair<std::string, std::string>>{
-                                     {std::string(std::getenv("HOME")) + "/Desktop", "Fendrel-1.1.tar.gz"}}));
-
     TempDir dir;
     std::string path = dir.file("Fendrel-1.1.tar.gz");
+    controller.downloadNewVersion();
+    ASSERT_EQ(alerts.savePanels.size(), 1u);
+    EXPECT_EQ(alerts.savePanels[0], std::make_pair(std::string(std::getenv("HOME")) + "/Desktop",
+                                                   std::string("Fendrel-1.1.tar.gz")));
+    alerts.saveHandler(0, path);
+    runUntil([] { return false; }, 0.2);
+    EXPECT_EQ(std::tuple(server->requests().size(), progress.hidden, workspace.files.size(), controller.downloadPath()),
+              std::tuple(std::size_t{1}, true, std::size_t{0}, std::string()))
+        << "a cancelled save panel downloads nothing";
+
+    controller.downloadNewVersion();
     auto received = countSegments(kDownloadPath);
     double closedHeight = panel.height;
     alerts.saveHandler(1, path);
@@ -262,26 +269,15 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
     EXPECT_EQ(progress.value, static_cast<double>(replySize));
     EXPECT_EQ(server->requests().back(), requestFor(kDownloadPath));
     EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("SU Default Folder"), dir.path());
-}
 
-TEST_F(SUControllerTest, CancelledOrFailedDownloadKeepsTheOldFile)
-{
-    auto server = serve(serving(versions("99.0")));
-    check();
-    controller.downloadNewVersion();
-    TempDir dir;
-    std::string path = dir.write("Fendrel-1.1.tar.gz", "the old download");
-    alerts.saveHandler(0, path);
-    runUntil([] { return false; }, 0.2);
-    EXPECT_EQ(std::tuple(server->requests().size(), progress.hidden, workspace.files.size(), controller.downloadPath()),
-              std::tuple(std::size_t{1}, true, std::size_t{0}, std::string()));
-    // A failed download keeps the old file and still opens it.
+    // With the server gone the download fails: the old file is kept and still opened.
     server.reset();
+    workspace.files.clear();
     controller.downloadNewVersion();
     alerts.saveHandler(1, path);
     ASSERT_TRUE(runUntil([&] { return !workspace.files.empty(); }));
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
-    EXPECT_EQ(readFile(path), "the old download");
+    EXPECT_TRUE(readFile(path) == body);
 }
 
 TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
