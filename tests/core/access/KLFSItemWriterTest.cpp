@@ -114,7 +114,7 @@ TEST_F(WriterTest, EveryModeSurvivesARoundTripThroughTheFile)
     }
 }
 
-TEST_F(WriterTest, SwitchingOffAndOnAgainRestoresTheListAndStatusZeroWritesNothing)
+TEST_F(WriterTest, SwitchedOffListsAndManualLinesSurviveAndBadTextIsRepaired)
 {
     setList(KLFSItem::kRequireUser, {"alice"});
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
@@ -129,10 +129,7 @@ TEST_F(WriterTest, SwitchingOffAndOnAgainRestoresTheListAndStatusZeroWritesNothi
     EXPECT_EQ(file(), "Require user alice\n");
     item->setAuthStatus(KLFSItem::kRequireAllBit, false);
     EXPECT_EQ(file(), "Require user alice\n");
-}
-
-TEST_F(WriterTest, ManualLinesFollowTheBlockAndSurviveDeletion)
-{
+    // Manual lines follow the block and survive deletion.
     dir.write("site/.htaccess", "Options +Indexes\nRequire user alice\n# keep me\nDirectoryIndex a.html\n");
     item = KLFSItem::create(folder);
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
@@ -146,6 +143,15 @@ TEST_F(WriterTest, ManualLinesFollowTheBlockAndSurviveDeletion)
     item->setAuthStatus(KLFSItem::kAddressBit, false);
     EXPECT_NE(file().find("\nOptions +Indexes\n# keep me\nDirectoryIndex a.html\n"), std::string::npos);
     expectLines({"#Require user ", "Deny from fendreled"});
+    // Text that is not UTF-8 is repaired, not refused.
+    item->setStringValue("Options \xff-Indexes\n");
+    item->setAuthStatus(KLFSItem::kPasswordBit, false);
+    expectLines({"Options \xef\xbf\xbd-Indexes"});
+    // A Latin-1 file is read as such and written back as UTF-8.
+    dir.write("site/.htaccess", "Header set X-Note \"caf\xe9 cr\xe8" "me br\xfbl\xe9" "e \xe0 la fran\xe7" "aise\"\n");
+    item = KLFSItem::create(folder);
+    item->setAuthStatus(KLFSItem::kPasswordBit, false);
+    expectLines({"Header set X-Note \"caf\xc3\xa9 cr\xc3\xa8" "me br\xc3\xbbl\xc3\xa9" "e \xc3\xa0 la fran\xc3\xa7" "aise\""});
 }
 
 TEST_F(WriterTest, OwnerGroupAndModeAreKept)
@@ -206,18 +212,6 @@ TEST_F(WriterTest, EachWriteRereadsAndAnnouncesOnce)
     item->setSecureMode(true);
     EXPECT_EQ(item->authDict()[KLFSItem::kAuthType], KLPlist("Basic"));
     EXPECT_EQ(senders.size(), 1u) << "secure mode is no change";
-}
-
-TEST_F(WriterTest, TextThatIsNotUtf8IsRepairedNotRefused)
-{
-    item->setStringValue("Options \xff-Indexes\n");
-    item->setAuthStatus(KLFSItem::kPasswordBit, false);
-    expectLines({"Options \xef\xbf\xbd-Indexes"});
-    // A Latin-1 file is read as such and written back as UTF-8.
-    dir.write("site/.htaccess", "Header set X-Note \"caf\xe9 cr\xe8" "me br\xfbl\xe9" "e \xe0 la fran\xe7" "aise\"\n");
-    item = KLFSItem::create(folder);
-    item->setAuthStatus(KLFSItem::kPasswordBit, false);
-    expectLines({"Header set X-Note \"caf\xc3\xa9 cr\xc3\xa8" "me br\xc3\xbbl\xc3\xa9" "e \xc3\xa0 la fran\xc3\xa7" "aise\""});
 }
 
 } // namespace
