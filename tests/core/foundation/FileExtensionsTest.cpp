@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(FileExtensionsTest, AcceptabilityCodes)
+TEST(FileExtensionsTest, AcceptabilityCodesAndLinks)
 {
     TempDir dir;
     std::string empty = dir.write("empty", "");
@@ -21,11 +21,6 @@ TEST(FileExtensionsTest, AcceptabilityCodes)
                                                  {"link-to-nothing", 4}, {"link-to-full", 0}};
     for (auto [name, code] : cases)
         EXPECT_EQ(isFileAcceptable(dir.file(name)), code) << name;
-}
-
-TEST(FileExtensionsTest, LinksAreFollowedRelativeToTheCurrentFolder)
-{
-    TempDir dir;
     dir.write("target", "12345");
     std::filesystem::create_symlink("target", dir.file("link"));
     auto unfollowed = attributesOfItemAtPath(dir.file("link"), false);

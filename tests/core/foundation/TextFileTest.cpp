@@ -61,7 +61,7 @@ TEST(TextFileTest, DecodesByteOrderMarksAndGuessesAndUnreadableFilesGiveNothing)
     EXPECT_FALSE(KLTextFile::readBytes(dir.mkdir("folder")));
 }
 
-TEST(AtomicFileTest, ReplacementKeepsTheModeANewFileGetsTheDefault)
+TEST(AtomicFileTest, ReplacementKeepsTheModeANewFileGetsTheDefaultAFailureKeepsTheOld)
 {
     TempDir dir;
     std::string path = dir.write(".htaccess", "old\n");
@@ -77,6 +77,17 @@ TEST(AtomicFileTest, ReplacementKeepsTheModeANewFileGetsTheDefault)
     ASSERT_TRUE(KLAtomicFile::write(dir.file("fresh"), "x", options));
     ::umask(old);
     EXPECT_EQ(modeOf(dir.file("fresh")), 0644u);
+    // A failed write keeps the old file.
+    path = dir.write("users", "alice:hash\n");
+    {
+        FileSizeLimit limit(16);
+        EXPECT_FALSE(KLAtomicFile::write(path, std::string(1000, 'x')));
+    }
+    EXPECT_FALSE(KLAtomicFile::lastError().empty());
+    EXPECT_EQ(readFile(path), "alice:hash\n");
+    EXPECT_EQ(entries(dir.path()), 3) << "no temporary file left behind";
+    EXPECT_FALSE(KLAtomicFile::write(dir.path(), "a folder is no file"));
+    EXPECT_FALSE(KLAtomicFile::write(dir.file("missing/folder/file"), "x"));
 }
 
 constexpr uid_t kNobody = 65534;
@@ -123,21 +134,6 @@ TEST(AtomicFileTest, WriterWhoCannotKeepTheOwnerKeepsTheGroup)
         EXPECT_EQ(st.st_mode & 07777, 0640u);
         EXPECT_EQ(readFile(path), "new\n");
     }
-}
-
-TEST(AtomicFileTest, FailedWriteKeepsTheOldFile)
-{
-    TempDir dir;
-    std::string path = dir.write("users", "alice:hash\n");
-    {
-        FileSizeLimit limit(16);
-        EXPECT_FALSE(KLAtomicFile::write(path, std::string(1000, 'x')));
-    }
-    EXPECT_FALSE(KLAtomicFile::lastError().empty());
-    EXPECT_EQ(readFile(path), "alice:hash\n");
-    EXPECT_EQ(entries(dir.path()), 1);
-    EXPECT_FALSE(KLAtomicFile::write(dir.path(), "a folder is no file"));
-    EXPECT_FALSE(KLAtomicFile::write(dir.file("missing/folder/file"), "x"));
 }
 
 } // namespace

@@ -91,7 +91,7 @@ TEST_F(UserDefaultsTest, TypedValuesAreReadAsStoredAndNullIsRefused)
     EXPECT_EQ(defaults().integerForKey("kept"), 5);
 }
 
-TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
+TEST_F(UserDefaultsTest, DamagedFilesAreKeptAsideAndFailedWritesKeepTheOldValue)
 {
     defaults().registerDefaults({{"Sort Users", false}});
     std::string path = defaults().preferencesPath();
@@ -121,12 +121,8 @@ TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
         EXPECT_TRUE(defaults().boolForKey("Sort Users"));
         EXPECT_TRUE(defaults().setBool(false, "Sort Users"));
     }
-}
-
-TEST_F(UserDefaultsTest, FailedWriteReportsFalseAndKeepsTheOldValue)
-{
+    // A failed write reports false and keeps the old value.
     defaults().setInteger(1, "value");
-    std::string path = defaults().preferencesPath();
     std::string before = readFile(path);
     {
         FileSizeLimit limit(4096);
