@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(ScannerTest, SkippingScannerPassesOverUnicodeWhiteSpaceOnly)
+TEST(ScannerTest, WhiteSpaceIsSkippedOnlyWhenAskedAndSkipLineMovesOn)
 {
     // A no-break space and a line separator are white space too; malformed UTF-8 is not.
     KLScanner scanner("\xC2\xA0 \n\xE2\x80\xA8" "ab:cd", KLScanner::Skip::WhitespaceAndNewlines);
@@ -25,12 +25,7 @@ TEST(ScannerTest, SkippingScannerPassesOverUnicodeWhiteSpaceOnly)
     EXPECT_EQ(token, "\xFF");
     for (auto [text, white] : {std::pair("ab\xFF\xC2", false), std::pair("a\xE3\x80\x80", true), std::pair("a\rb", true)})
         EXPECT_EQ(KLScanner::containsWhitespaceOrNewline(text), white) << text;
-}
-
-TEST(ScannerTest, EndIgnoresTrailingWhiteSpaceOnlyWhenSkippingAndSkipLineMovesOn)
-{
     KLScanner skipping("x \n\t", KLScanner::Skip::WhitespaceAndNewlines), plain("x \n\t", KLScanner::Skip::None);
-    std::string token;
     ASSERT_TRUE(skipping.scanUpToString(" ", token) && plain.scanUpToString(" ", token));
     EXPECT_EQ(std::pair(skipping.isAtEnd(), plain.isAtEnd()), std::pair(true, false));
     ASSERT_TRUE(plain.scanUpToString("\t", token));

@@ -109,7 +109,7 @@ TEST_F(UsersFileTest, ScannerRulesAreKept)
     EXPECT_EQ(usersOf(users.parseUserfile(false)), (Users{{"alice", "h1"}}));
 }
 
-TEST_F(UsersFileTest, EncodingsAreDetectedAndWhatCannotBeWrittenIsRefused)
+TEST_F(UsersFileTest, EncodingsRefusedWritesAndLookUps)
 {
     EXPECT_TRUE(KLUsersDataSource::initWithUserfile()->dataArray().empty()) << "no file";
     std::string utf16 = "\xFF\xFE";
@@ -147,16 +147,12 @@ TEST_F(UsersFileTest, EncodingsAreDetectedAndWhatCannotBeWrittenIsRefused)
         EXPECT_TRUE(users->writeUserfile());
         EXPECT_EQ(readFile(usersPath()), "alice:h1\nbob:h2\n");
     }
-}
-
-TEST_F(UsersFileTest, ContainsItemAndHasUser)
-{
-    auto users = read("Alice:h1\nbob:h2\n");
+    users = read("Alice:h1\nbob:h2\n");
     // containsItem folds case and takes the "any valid user" spellings; hasUser is exact.
-    const std::tuple<const char*, bool, bool> cases[] = {
+    const std::tuple<const char*, bool, bool> lookups[] = {
         {"", true, false},    {"VALID-user", true, false}, {"any valid user", true, false}, {"alice", true, false},
         {"BOB", true, false}, {" bob", false, false},      {"carol", false, false},         {"Alice", true, true}};
-    for (auto [name, contained, user] : cases) {
+    for (auto [name, contained, user] : lookups) {
         EXPECT_EQ(users->containsItem(name), contained) << name;
         EXPECT_EQ(users->hasUser(name), user) << name;
     }
