@@ -19,7 +19,7 @@ protected:
     std::shared_ptr<KLFSItem> item = KLFSItem::create(dir.mkdir("site"));
 };
 
-TEST_F(ReaderTest, NewItemWithoutFileIsDisabledAllowListWithNoLists)
+TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselves)
 {
     // A link to no file is no access file either.
     std::string dangling = dir.mkdir("dangling");
@@ -31,6 +31,17 @@ TEST_F(ReaderTest, NewItemWithoutFileIsDisabledAllowListWithNoLists)
     }
     EXPECT_EQ(std::tuple(item->accessPath(), item->relativePath(), item->fullPath()),
               std::tuple(dir.path() + "/site/.htaccess", std::string("site"), dir.path() + "/site"));
+    dir.write("other/.htaccess", "Require user alice\nSatisfy any\n");
+    std::vector<const void*> senders;
+    KLObservation observe(KLFSItem::kAccessFileDidChange, nullptr,
+                          [&](const KLNotification& n) { senders.push_back(n.object); });
+    auto other = KLFSItem::create(dir.path() + "/other");
+    EXPECT_EQ(senders, std::vector<const void*>{other.get()});
+    EXPECT_EQ(stateOf(*other), "1 password | Require user: alice");
+    EXPECT_EQ(other->stringValue(), "Require user alice\nSatisfy any\n");
+    EXPECT_EQ(other->description(), "Path: " + other->accessPath() + "\nEnabled? YES\nExpanded? NO\nAuth Mode: Password");
+    KLFSItem::saveState(true, *other);
+    EXPECT_NE(other->description().find("Expanded? YES"), std::string::npos);
 }
 
 TEST_F(ReaderTest, DirectivesAsRead)
@@ -88,21 +99,6 @@ TEST_F(ReaderTest, DirectivesAsRead)
           " 10.0.0.1\r\n");
     EXPECT_EQ(item->userText(), std::vector<std::string>{tabs + "\xc3\xa9"});
     EXPECT_EQ(stateOf(*item), "7 password address all | Deny from: 10.0.0.1 | Require user: alice");
-}
-
-TEST_F(ReaderTest, ReadsTheFileAtCreationAnnouncesEveryLoadAndDescribesItself)
-{
-    dir.write("other/.htaccess", "Require user alice\nSatisfy any\n");
-    std::vector<const void*> senders;
-    KLObservation observe(KLFSItem::kAccessFileDidChange, nullptr,
-                          [&](const KLNotification& n) { senders.push_back(n.object); });
-    auto other = KLFSItem::create(dir.path() + "/other");
-    EXPECT_EQ(senders, std::vector<const void*>{other.get()});
-    EXPECT_EQ(stateOf(*other), "1 password | Require user: alice");
-    EXPECT_EQ(other->stringValue(), "Require user alice\nSatisfy any\n");
-    EXPECT_EQ(other->description(), "Path: " + other->accessPath() + "\nEnabled? YES\nExpanded? NO\nAuth Mode: Password");
-    KLFSItem::saveState(true, *other);
-    EXPECT_NE(other->description().find("Expanded? YES"), std::string::npos);
 }
 
 TEST_F(ReaderTest, GarbageNeverCrashesAndNeverTurnsIntoProtection)

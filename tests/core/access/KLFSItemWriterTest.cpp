@@ -176,7 +176,7 @@ TEST_F(WriterTest, OwnerGroupAndModeAreKept)
     EXPECT_EQ(st.st_mode & 07777, 0644u);
 }
 
-TEST_F(WriterTest, FailedWriteKeepsTheOldFileAndTheState)
+TEST_F(WriterTest, EachWriteRereadsAndAnnouncesOnceAFailedOneNever)
 {
     const std::string old = "Require user alice\nDeny from 10.0.0.1\n";
     dir.write("site/.htaccess", old);
@@ -197,12 +197,9 @@ TEST_F(WriterTest, FailedWriteKeepsTheOldFileAndTheState)
     missing->setAuthStatus(KLFSItem::kPasswordBit, false);
     EXPECT_FALSE(missing->hasAccessFile());
     EXPECT_EQ(missing->stringValue(), "");
-}
-
-TEST_F(WriterTest, EachWriteRereadsAndAnnouncesOnce)
-{
+    // Each write rereads the file and announces it once.
     std::vector<const void*> senders;
-    KLObservation observe(KLFSItem::kAccessFileDidChange, nullptr,
+    KLObservation watch(KLFSItem::kAccessFileDidChange, nullptr,
                           [&](const KLNotification& n) { senders.push_back(n.object); });
     setList(KLFSItem::kRequireUser, {"alice", "mallory"});
     item->setAuthStatus(KLFSItem::kPasswordBit, false);

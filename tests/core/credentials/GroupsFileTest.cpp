@@ -63,7 +63,7 @@ protected:
     FakeListView view{"groupOutline"};
 };
 
-TEST_F(GroupsFileTest, ReaderAndWriterKeepTheirOddities)
+TEST_F(GroupsFileTest, ReaderAndWriterKeepTheirOdditiesAndNeverOverwriteBadInput)
 {
     auto made = read("");
     KLUserItem* staff = made->addNewGroup("staff");
@@ -92,10 +92,6 @@ TEST_F(GroupsFileTest, ReaderAndWriterKeepTheirOddities)
         ASSERT_TRUE(groups->writeGroupfile());
         EXPECT_EQ(file(), written);
     }
-}
-
-TEST_F(GroupsFileTest, BadInputIsNeverOverwritten)
-{
     std::string garbage;
     for (std::uint32_t x = 99; garbage.size() < 200000;)
         garbage += static_cast<char>((x = x * 1103515245 + 12345) >> 16);

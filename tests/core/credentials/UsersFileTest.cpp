@@ -194,7 +194,7 @@ TEST(EncryptPasswordTest, SaltsAndHowMuchOfThePasswordCounts)
     EXPECT_EQ(std::pair(hash.size(), hash.substr(0, 29)), std::pair(std::size_t{60}, "$2b$10$" + std::string(22, '.')));
 }
 
-TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNone)
+TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNoneAndKindsOfStoredHashes)
 {
     using Library = KLPasswordHash::Library;
     const Library system = KLPasswordHash::systemLibrary();
@@ -211,17 +211,13 @@ TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNone)
         {{system.gensalt, failed, system.random}, des}};
     for (std::size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(KLPasswordHash(cases[i].first).make("secret", cases[i].second), std::nullopt) << "case " << i;
-}
-
-TEST(EncryptPasswordTest, KindsOfStoredHashes)
-{
-    const std::pair<const char*, const char*> cases[] = {
+    const std::pair<const char*, const char*> kinds[] = {
         {"abJnggxhB/yWI", "DES"}, {"abJnggxhB/yWI\r", "DES"}, {"abJnggxhB/yW", "other"}, {"abJnggxhB-yWI", "other"},
         {"$2y$05$abcdefghijklmnopqrstuv", "bcrypt"}, {"$2b$10$x", "bcrypt"}, {"$apr1$salt$hash", "MD5"},
         {"$1$salt$hash", "MD5"}, {"{SHA}W6ph5Mm5Pz8GgiULbPgzG37mj9g=", "SHA-1"}, {"{SSHA}abc", "other"},
         {"$6$salt$hash", "other"}, {"", "other"}, {"plain text", "other"},
     };
-    for (const auto& [hash, kind] : cases)
+    for (const auto& [hash, kind] : kinds)
         EXPECT_STREQ(KLPasswordHash::nameOf(KLPasswordHash::kindOf(hash)), kind) << hash;
     EXPECT_EQ(KLPasswordHash::choice("BCRYPT"), KLPasswordHash::Kind::Bcrypt);
     EXPECT_EQ(KLPasswordHash::choice("des"), KLPasswordHash::Kind::DES);

@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(FileExtensionsTest, AcceptabilityCodesAndLinks)
+TEST(FileExtensionsTest, AcceptabilityLinksResetAndTempFiles)
 {
     TempDir dir;
     std::string empty = dir.write("empty", "");
@@ -40,11 +40,6 @@ TEST(FileExtensionsTest, AcceptabilityCodesAndLinks)
     std::filesystem::create_symlink(dir.file("loop2"), dir.file("loop1"));
     std::filesystem::create_symlink(dir.file("loop1"), dir.file("loop2"));
     EXPECT_FALSE(attributesOfItemAtPath(dir.file("loop1"), true));
-}
-
-TEST(FileExtensionsTest, ResetKeepsTheModeAndTempFilesArePrivate)
-{
-    TempDir dir;
     std::string path = dir.write("file", "content");
     ::chmod(path.c_str(), 0604);
     ASSERT_TRUE(resetFile(path));

@@ -297,7 +297,7 @@ TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
     EXPECT_TRUE(alerts.shown.empty() && !panel.visible);
 }
 
-TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
+TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndURLPathsDropTheRest)
 {
     // A port that is no port stays in the name, so the lookup names it.
     const std::pair<const char*, KLUpdateServer> cases[] = {
@@ -310,14 +310,11 @@ TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
     FendrelPref::initialize(); // without a setting the registered default server is asked
     KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
     EXPECT_EQ(KLUpdateServer::fromDefaults(), (KLUpdateServer{KLUpdateServer::kDefaultServer, 80}));
-}
-
-TEST(UpdateURLTest, PathOfURLDropsSchemeHostQueryAndFragment)
-{
-    const std::pair<const char*, const char*> cases[] = {
+    // A URL's path drops scheme, host, query and fragment.
+    const std::pair<const char*, const char*> urls[] = {
         {"http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top", "/d/Fendrel 1.1.tgz"},
         {"http://mirror.example", "/"}, {"/d/file.tgz", "/d/file.tgz"}, {"", "/"}};
-    for (auto [url, path] : cases)
+    for (auto [url, path] : urls)
         EXPECT_EQ(KLSUController::pathOfURL(url), path) << url;
 }
 
