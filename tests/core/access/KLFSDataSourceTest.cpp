@@ -41,9 +41,8 @@ TEST_F(DataSourceTest, ListsSubFoldersHiddenOnesAndLinksToFolders)
     KLFSDataSource empty(dir.mkdir("empty"));
     EXPECT_EQ(empty.numberOfChildren(outline, nullptr), 1);
     KLItem top = empty.child(outline, 0, nullptr);
-    EXPECT_EQ(top, empty.rootItem());
-    EXPECT_FALSE(empty.isItemExpandable(outline, top));
-    EXPECT_EQ(empty.numberOfChildren(outline, top), -1);
+    EXPECT_EQ(std::tuple(top, empty.isItemExpandable(outline, top), empty.numberOfChildren(outline, top)),
+              std::tuple(KLItem(empty.rootItem()), false, -1));
     EXPECT_EQ(empty.objectValue(outline, KLFSDataSource::kDirColumn, top), KLPlist("empty"));
     EXPECT_EQ(empty.rootPath(), dir.path() + "/empty");
 

@@ -31,6 +31,7 @@ TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselves)
     }
     EXPECT_EQ(std::tuple(item->accessPath(), item->relativePath(), item->fullPath()),
               std::tuple(dir.path() + "/site/.htaccess", std::string("site"), dir.path() + "/site"));
+    // A file is read when its item is made, and every load is announced.
     dir.write("other/.htaccess", "Require user alice\nSatisfy any\n");
     std::vector<const void*> senders;
     KLObservation observe(KLFSItem::kAccessFileDidChange, nullptr,
