@@ -10,16 +10,6 @@
 
 namespace {
 
-std::vector<std::string> strings(const KLPlist* list)
-{
-    std::vector<std::string> out;
-    if (list && list->array()) {
-        for (const KLPlist& value : *list->array())
-            out.push_back(value.description());
-    }
-    return out;
-}
-
 class CheckBoxesTest : public ::testing::Test
 {
 protected:
@@ -28,107 +18,98 @@ protected:
         pane.root = dir.path();
         pane.userNames = std::vector<std::string>{"alice", "bob"};
         pane.groupNames = std::vector<std::string>{"staff", "ops"};
-        folder = KLFSItem::create(dir.mkdir("private"));
         pane.selected = folder.get();
     }
-
-    bool accessFileExists() const { return ::access(dir.file("private/.htaccess").c_str(), F_OK) == 0; }
-    void removeAccessFile() const { ::unlink(dir.file("private/.htaccess").c_str()); }
+    std::vector<std::string> chosen(const char* key)
+    {
+        std::vector<std::string> out;
+        for (const KLPlist& value : *folder->authDict()[key].array())
+            out.push_back(value.description());
+        return out;
+    }
+    // Whether the access file was written since the last call.
+    bool written()
+    {
+        bool exists = ::access(dir.file("private/.htaccess").c_str(), F_OK) == 0;
+        ::unlink(dir.file("private/.htaccess").c_str());
+        return exists;
+    }
+    template <class Source, class Item>
+    bool enabled(Source& source, Item item)
+    {
+        KLCell cell;
+        source.willDisplayCell(view, cell, "active", item);
+        return cell.enabled;
+    }
 
     TempDir dir;
     FakePaneContext pane;
     FakeListView view;
-    std::shared_ptr<KLFSItem> folder;
+    std::shared_ptr<KLFSItem> folder = KLFSItem::create(dir.mkdir("private"));
 };
 
-TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroup)
+TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges)
 {
     folder->setAuthStatus(KLFSItem::kPasswordBit, false);
     dir.write(".htgroups", "staff: alice \nops: bob \n");
     auto groups = KLGroupsDataSource::initWithUsers({"alice", "bob"});
-    KLUserItem* staff = groups->rootArray()[0].get();
-    KLUserItem* ops = groups->rootArray()[1].get();
+    KLUserItem *staff = groups->rootArray()[0].get(), *ops = groups->rootArray()[1].get();
     KLUserItem* alice = (*staff->children())[0].get();
-
     groups->setObjectValue(view, true, "active", staff);
-    removeAccessFile();
+    written();
     groups->setObjectValue(view, true, "active", staff);
-    EXPECT_TRUE(accessFileExists());
+    EXPECT_TRUE(written()) << "every click writes";
     groups->setObjectValue(view, true, "active", ops);
-    EXPECT_EQ(strings(&folder->authDict()[KLFSItem::kRequireGroup]), (std::vector<std::string>{"staff", "ops"}));
+    EXPECT_EQ(chosen(KLFSItem::kRequireGroup), (std::vector<std::string>{"staff", "ops"}));
     EXPECT_EQ(groups->objectValue(view, "active", staff), KLPlist(true));
     EXPECT_EQ(groups->objectValue(view, "active", alice), KLPlist(false));
-
-    // A member's box does nothing and writes nothing.
-    removeAccessFile();
+    written();
     groups->setObjectValue(view, false, "active", alice);
-    EXPECT_FALSE(accessFileExists());
+    EXPECT_FALSE(written()) << "a member's box does nothing";
     groups->setObjectValue(view, false, "active", staff);
-    EXPECT_EQ(strings(&folder->authDict()[KLFSItem::kRequireGroup]), (std::vector<std::string>{"ops"}));
+    EXPECT_EQ(chosen(KLFSItem::kRequireGroup), (std::vector<std::string>{"ops"}));
 
-    KLCell group;
     KLCell member;
-    groups->willDisplayCell(view, group, "active", ops);
     groups->willDisplayCell(view, member, "active", alice);
-    EXPECT_TRUE(group.enabled);
-    EXPECT_FALSE(group.transparent);
-    EXPECT_FALSE(member.enabled);
-    EXPECT_TRUE(member.transparent);
+    EXPECT_EQ(std::pair(member.enabled, member.transparent), std::pair(false, true));
+    KLCell group;
+    groups->willDisplayCell(view, group, "active", ops);
+    EXPECT_EQ(std::pair(group.enabled, group.transparent), std::pair(true, false));
     folder->setAuthStatus(KLFSItem::kAddressBit, false);
-    KLCell addressOnly;
-    groups->willDisplayCell(view, addressOnly, "active", ops);
-    EXPECT_FALSE(addressOnly.enabled);
-}
+    EXPECT_FALSE(enabled(*groups, ops)) << "no password, no groups";
 
-TEST_F(CheckBoxesTest, MissingNodesAreLogged)
-{
+    // Missing nodes are logged.
     std::vector<std::string> lines;
     KLSetLogSink([&](const std::string& line) { lines.push_back(line); });
-    KLGroupsDataSource groups;
-    EXPECT_EQ(groups.objectValue(view, "group", nullptr), KLPlist(""));
-    groups.setObjectValue(view, "x", "group", nullptr);
+    KLGroupsDataSource empty;
+    EXPECT_EQ(empty.objectValue(view, "group", nullptr), KLPlist(""));
+    empty.setObjectValue(view, "x", "group", nullptr);
     KLSetLogSink(nullptr);
     EXPECT_EQ(lines, (std::vector<std::string>(2, "Fendrel Error: Invalid Group Structure")));
-}
-
-TEST_F(CheckBoxesTest, AddressesAreWrittenOnlyWhenTheListChanges)
-{
     folder->setAllow(true);
     folder->setAuthStatus(KLFSItem::kAddressBit, false);
     pane.addressList = {"10.0.0.1", "192.168.0.0/16"};
-    auto shared = std::make_shared<KLPlist::Array>(pane.addressList);
-    KLAddressDataSource addresses(shared);
+    KLAddressDataSource addresses(std::make_shared<KLPlist::Array>(pane.addressList));
     EXPECT_EQ(addresses.numberOfRows(view), 2);
     EXPECT_EQ(addresses.objectValue(view, "address", 1), KLPlist("192.168.0.0/16"));
     EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(false));
-
     addresses.setObjectValue(view, true, "active", 1);
     EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(true));
-    EXPECT_EQ(strings(&folder->authDict()[KLFSItem::kAllowFrom]), (std::vector<std::string>{"192.168.0.0/16"}));
-    removeAccessFile();
-    addresses.setObjectValue(view, true, "active", 1);
-    EXPECT_FALSE(accessFileExists());
-    addresses.setObjectValue(view, false, "active", 0);
-    EXPECT_FALSE(accessFileExists());
-    addresses.setObjectValue(view, false, "active", 1);
-    EXPECT_TRUE(accessFileExists());
+    EXPECT_EQ(chosen(KLFSItem::kAllowFrom), (std::vector<std::string>{"192.168.0.0/16"}));
+    written();
+    // row, on, whether the file is written
+    for (auto [row, on, writes] : {std::tuple(1, true, false), std::tuple(0, false, false), std::tuple(1, false, true)}) {
+        addresses.setObjectValue(view, on, "active", row);
+        EXPECT_EQ(written(), writes) << row << on;
+    }
     EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(false));
-
-    KLCell cell;
-    addresses.willDisplayCell(view, cell, "active", 0);
-    EXPECT_TRUE(cell.enabled);
+    EXPECT_TRUE(enabled(addresses, 0));
     folder->setAuthStatus(KLFSItem::kPasswordBit, false);
-    addresses.willDisplayCell(view, cell, "active", 0);
-    EXPECT_FALSE(cell.enabled);
-}
+    EXPECT_FALSE(enabled(addresses, 0));
 
-TEST_F(CheckBoxesTest, EditedAddressesGoToThePaneInLowerCase)
-{
-    pane.addressList = {"10.0.0.1"};
-    KLAddressDataSource addresses(std::make_shared<KLPlist::Array>(pane.addressList));
+    // Edited addresses go to the pane in lower case.
     addresses.setObjectValue(view, "Host.EXAMPLE.org", "address", 0);
-    ASSERT_EQ(pane.replacedAddresses.size(), 1u);
-    EXPECT_EQ(pane.replacedAddresses[0], (std::pair<std::size_t, std::string>{0, "host.example.org"}));
+    EXPECT_EQ(pane.replacedAddresses, (std::vector<std::pair<std::size_t, std::string>>{{0, "host.example.org"}}));
 }
 
 } // namespace

@@ -20,7 +20,7 @@ struct MergeCase
     const char* written;
 };
 
-TEST(MergeTest, UsersKeepBothSidesChanges)
+TEST(MergeTest, UsersAndGroupsKeepBothSidesChanges)
 {
     const MergeCase cases[] = {
         {"added on both sides", "a:1\n", "a:1\nb:2\n", "a:1\nz:9\n", "a:1\nz:9\nb:2\n"},
@@ -37,11 +37,7 @@ TEST(MergeTest, UsersKeepBothSidesChanges)
                                                      KLUsersDataSource::parseUsers(c.theirs));
         EXPECT_EQ(KLUsersDataSource::userfileText(merged), c.written) << c.what;
     }
-}
-
-TEST(MergeTest, GroupsKeepBothSidesChanges)
-{
-    const MergeCase cases[] = {
+    const MergeCase groupCases[] = {
         {"group added on both sides", "g: a \n", "g: a \nh: b \n", "g: a \nx: c \n", "g: a \nx: c \nh: b \n"},
         {"member added and removed here", "g: a b \n", "g: b c \n", "g: a b z \n", "g: b z c \n"},
         {"renamed here, member added there", "g: a \n", "h: a \n", "g: a z \n", "h: a \n"},
@@ -50,7 +46,7 @@ TEST(MergeTest, GroupsKeepBothSidesChanges)
         {"unchanged here", "g: a \n", "g: a \n", "g: a z \nx: c \n", "g: a z \nx: c \n"},
     };
     auto isUser = [](const std::string& name) { return name.size() == 1; };
-    for (const MergeCase& c : cases) {
+    for (const MergeCase& c : groupCases) {
         auto theirs = KLGroupsDataSource::parseGroups(c.theirs, isUser);
         KLGroupsMerge::mergeInto(*KLGroupsDataSource::parseGroups(c.base, isUser),
                                  *KLGroupsDataSource::parseGroups(c.ours, isUser), *theirs);

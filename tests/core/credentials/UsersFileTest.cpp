@@ -10,187 +10,166 @@
 #include <sys/stat.h>
 
 #include <cstring>
-#include <memory>
 
 namespace {
 
 struct User
 {
-    std::string name;
-    std::string hash;
+    std::string name, hash;
     bool operator==(const User&) const = default;
+    friend void PrintTo(const User& u, std::ostream* os) { *os << ::testing::PrintToString(u.name + ":" + u.hash); }
 };
+using Users = std::vector<User>;
 
-std::vector<User> usersOf(const KLPlist::Array& list)
+Users usersOf(const KLPlist::Array& list)
 {
-    std::vector<User> out;
+    Users out;
     for (const KLPlist& record : list)
         out.push_back({record["user"].description(), record["basic password"].description()});
     return out;
 }
 
-std::vector<User> parse(std::string_view text)
-{
-    return usersOf(KLUsersDataSource::parseUsers(text));
-}
+KLPlist record(const char* name, const char* hash) { return KLPlist::Dictionary{{"user", name}, {"basic password", hash}}; }
 
-void PrintTo(const User& user, std::ostream* os)
+std::string pseudoRandomBytes(std::size_t size)
 {
-    *os << '{' << ::testing::PrintToString(user.name) << ", " << ::testing::PrintToString(user.hash) << '}';
+    std::string bytes;
+    for (std::uint32_t x = 12345; bytes.size() < size;)
+        bytes += static_cast<char>((x = x * 1103515245 + 12345) >> 16);
+    return bytes;
 }
 
 class UsersFileTest : public ::testing::Test
 {
 protected:
     UsersFileTest() { pane.root = dir.path(); }
-
     std::string usersPath() const { return dir.file(".htusers"); }
     std::shared_ptr<KLUsersDataSource> read(const std::string& contents)
     {
         dir.write(".htusers", contents);
         return KLUsersDataSource::initWithUserfile();
     }
-
+    // A write that is refused leaves the file as it was.
+    void expectRefused(KLUsersDataSource& users, const std::string& file)
+    {
+        EXPECT_FALSE(users.writeUserfile());
+        EXPECT_EQ(readFile(usersPath()), file);
+    }
     TempDir dir;
     FakePaneContext pane;
 };
 
-TEST_F(UsersFileTest, ReservedNameIsDroppedInAnyCaseAndWritingKeepsTheRest)
+TEST_F(UsersFileTest, FilesReadAndWrittenBack)
 {
-    auto users = read("alice:abJnggxhB/yWI\nFendReLed:xyz\n");
-    EXPECT_EQ(usersOf(users->dataArray()), (std::vector<User>{{"alice", "abJnggxhB/yWI"}}));
-    ASSERT_TRUE(users->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), "alice:abJnggxhB/yWI\n");
+    // The reserved name is dropped in any case; CR before LF stays in the hash.
+    std::string big;
+    for (int count = 0; big.size() < 5 * 1024 * 1024; ++count)
+        big += "user" + std::to_string(count) + ":abJnggxhB/yWI\n";
+    const std::tuple<std::string, Users, std::string> cases[] = {
+        {"alice:abJnggxhB/yWI\nFendReLed:xyz\n", {{"alice", "abJnggxhB/yWI"}}, "alice:abJnggxhB/yWI\n"},
+        {"alice:h1\r\nbob:h2\r\n", {{"alice", "h1\r"}, {"bob", "h2\r"}}, "alice:h1\r\nbob:h2\r\n"},
+        {"", {}, ""},
+        {big, {}, big}};
+    for (const auto& [text, expected, written] : cases) {
+        auto users = read(text);
+        EXPECT_TRUE(expected.empty() || usersOf(users->dataArray()) == expected);
+        ASSERT_TRUE(users->writeUserfile());
+        EXPECT_EQ(readFile(usersPath()), written);
+    }
 }
 
 TEST_F(UsersFileTest, ScannerRulesAreKept)
 {
-    // CR before LF stays in the hash, and a write puts it back.
-    auto crlf = read("alice:h1\r\nbob:h2\r\n");
-    EXPECT_EQ(usersOf(crlf->dataArray()), (std::vector<User>{{"alice", "h1\r"}, {"bob", "h2\r"}}));
-    ASSERT_TRUE(crlf->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), "alice:h1\r\nbob:h2\r\n");
-
-    // Leading white space and blank lines are skipped; white space before
-    // the colon stays in the name; the hash runs to the line end.
-    EXPECT_EQ(parse("\n\n  \talice :h 1 \n\n"), (std::vector<User>{{"alice ", "h 1 "}}));
-    // An empty hash takes the whole next line, which makes no record.
-    EXPECT_EQ(parse("alice:\ncarol:h3\n"), (std::vector<User>{{"alice", "carol:h3"}}));
-    // A name and a colon at the very end take the previous hash; with no
-    // previous line the hash is empty.
-    EXPECT_EQ(parse("alice:h1\nbob:"), (std::vector<User>{{"alice", "h1"}, {"bob", "h1"}}));
-    EXPECT_EQ(parse("bob:"), (std::vector<User>{{"bob", ""}}));
-    // A line without a colon runs into the next line's name.
-    EXPECT_EQ(parse("alice:h1\nbob\ncarol:h3\n"), (std::vector<User>{{"alice", "h1"}, {"bob\ncarol", "h3"}}));
-    EXPECT_TRUE(parse("").empty());
-    EXPECT_TRUE(parse(" \n\r\n\t").empty());
-}
-
-TEST_F(UsersFileTest, LinesStartingWithAColonAreSkippedWithoutHanging)
-{
-    EXPECT_EQ(parse(":h0\nalice:h1\n  :h2\nbob:h3"), (std::vector<User>{{"alice", "h1"}, {"bob", "h3"}}));
-    EXPECT_TRUE(parse(":").empty());
-    EXPECT_TRUE(parse("::::\n:\n").empty());
-}
-
-TEST_F(UsersFileTest, EncodingsAreDetected)
-{
-    EXPECT_EQ(usersOf(read("\xEF\xBB\xBF" "alice:h1\n")->dataArray()), (std::vector<User>{{"alice", "h1"}}));
-    // UTF-16 with a byte order mark.
-    std::string utf16 = "\xFF\xFE";
-    for (char c : std::string("bob:h2\n")) {
-        utf16 += c;
-        utf16 += '\0';
-    }
-    EXPECT_EQ(usersOf(read(utf16)->dataArray()), (std::vector<User>{{"bob", "h2"}}));
-    // Latin-1 names arrive as text; such a list cannot be written in ASCII,
-    // so the file stays as it was.
-    std::string latin1 = "jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n";
-    auto users = read(latin1);
-    EXPECT_EQ(usersOf(users->dataArray()),
-              (std::vector<User>{{"jos\xC3\xA9", "abcdefghijklm"}, {"zo\xC3\xAB", "nopqrstuvwxyz"}, {"alice", "h1"}}));
-    EXPECT_FALSE(users->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), latin1);
-}
-
-TEST_F(UsersFileTest, MissingEmptyAndGarbageFiles)
-{
-    EXPECT_TRUE(KLUsersDataSource::initWithUserfile()->dataArray().empty());
-    auto empty = KLUsersDataSource::initWithUserfile();
-    ASSERT_TRUE(empty->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), "");
-
-    std::string garbage;
-    std::uint32_t x = 12345;
-    for (int i = 0; i < 200000; ++i) {
-        x = x * 1103515245 + 12345;
-        garbage += static_cast<char>(x >> 16);
-    }
-    auto users = read(garbage);
-    // Whatever was read, the garbage is not replaced by a partial list.
-    users->writeUserfile();
-    EXPECT_EQ(readFile(usersPath()), garbage);
-
-    // A UTF-8 byte order mark in front of bytes that are not UTF-8 cannot be
-    // decoded: the list is empty and the file is never overwritten by it.
-    std::string undecodable = "\xEF\xBB\xBF" "alice:h1\n\xFF\xFE\xFD";
-    auto unreadable = read(undecodable);
-    EXPECT_TRUE(unreadable->dataArray().empty());
-    unreadable->dataArray().push_back(KLPlist::Dictionary{{"user", "bob"}, {"basic password", "h2"}});
-    EXPECT_FALSE(unreadable->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), undecodable);
-}
-
-TEST_F(UsersFileTest, FiveMegabytesAreReadAndWrittenBack)
-{
-    std::string text;
-    int count = 0;
-    while (text.size() < 5 * 1024 * 1024) {
-        text += "user" + std::to_string(count++) + ":abJnggxhB/yWI\n";
-    }
-    auto users = read(text);
-    ASSERT_EQ(users->dataArray().size(), static_cast<std::size_t>(count));
-    EXPECT_TRUE(users->hasUser("user" + std::to_string(count - 1)));
-    ASSERT_TRUE(users->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), text);
-}
-
-TEST_F(UsersFileTest, FailedWritesKeepTheOldFile)
-{
-    auto users = read("alice:h1\n");
-    users->dataArray().push_back(KLPlist::Dictionary{{"user", "b\xC3\xB6" "b"}, {"basic password", "h2"}});
-    EXPECT_FALSE(users->writeUserfile());
-    EXPECT_EQ(readFile(usersPath()), "alice:h1\n");
-
-    // A folder the process may not write into.
-    if (::geteuid() != 0) {
-        users->dataArray().pop_back();
-        users->dataArray().push_back(KLPlist::Dictionary{{"user", "bob"}, {"basic password", "h2"}});
-        ::chmod(dir.path().c_str(), 0555);
-        EXPECT_FALSE(users->writeUserfile());
-        ::chmod(dir.path().c_str(), 0755);
-        EXPECT_EQ(readFile(usersPath()), "alice:h1\n");
-        EXPECT_TRUE(users->writeUserfile());
-        EXPECT_EQ(readFile(usersPath()), "alice:h1\nbob:h2\n");
-    }
-}
-
-TEST_F(UsersFileTest, NewFileExtensionIsAppendedAsItStands)
-{
+    const std::pair<const char*, Users> cases[] = {
+        // Leading white space and blank lines are skipped; white space before
+        // the colon stays in the name; the hash runs to the line end.
+        {"\n\n  \talice :h 1 \n\n", {{"alice ", "h 1 "}}},
+        // An empty hash takes the whole next line, which makes no record.
+        {"alice:\ncarol:h3\n", {{"alice", "carol:h3"}}},
+        // A name and a colon at the very end take the previous hash, or none.
+        {"alice:h1\nbob:", {{"alice", "h1"}, {"bob", "h1"}}},
+        {"bob:", {{"bob", ""}}},
+        // A line without a colon runs into the next line's name.
+        {"alice:h1\nbob\ncarol:h3\n", {{"alice", "h1"}, {"bob\ncarol", "h3"}}},
+        {"", {}},
+        {" \n\r\n\t", {}},
+        // Lines starting with a colon are skipped without hanging.
+        {":h0\nalice:h1\n  :h2\nbob:h3", {{"alice", "h1"}, {"bob", "h3"}}},
+        {":", {}},
+        {"::::\n:\n", {}},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(usersOf(KLUsersDataSource::parseUsers(text)), expected) << ::testing::PrintToString(text);
+    // A new-file extension is appended to the name as it stands.
     KLUserDefaults::standardUserDefaults().setObject("-new", "New File Extension");
     dir.write(".htusers", "alice:h1\n");
     dir.write(".htusers-new", "bob:h2\n");
     KLUsersDataSource users;
-    EXPECT_EQ(usersOf(users.parseUserfile(true)), (std::vector<User>{{"bob", "h2"}}));
-    EXPECT_EQ(usersOf(users.parseUserfile(false)), (std::vector<User>{{"alice", "h1"}}));
+    EXPECT_EQ(usersOf(users.parseUserfile(true)), (Users{{"bob", "h2"}}));
+    EXPECT_EQ(usersOf(users.parseUserfile(false)), (Users{{"alice", "h1"}}));
 }
 
-TEST(EncryptPasswordTest, TraditionalDESWithTheDocumentedSalt)
+TEST_F(UsersFileTest, EncodingsRefusedWritesAndLookUps)
 {
-    const std::string saltCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789./";
-    std::string first;
-    std::string second;
-    // Retry across a second boundary: two calls in one second share a salt.
+    EXPECT_TRUE(KLUsersDataSource::initWithUserfile()->dataArray().empty()) << "no file";
+    std::string utf16 = "\xFF\xFE";
+    for (char c : std::string("bob:h2\n"))
+        utf16 += {c, '\0'};
+    std::string latin1 = "jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n";
+    const std::pair<std::string, Users> cases[] = {
+        {"\xEF\xBB\xBF" "alice:h1\n", {{"alice", "h1"}}},
+        {utf16, {{"bob", "h2"}}},
+        {latin1, {{"jos\xC3\xA9", "abcdefghijklm"}, {"zo\xC3\xAB", "nopqrstuvwxyz"}, {"alice", "h1"}}}};
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(usersOf(read(text)->dataArray()), expected);
+    // Latin-1 names cannot be written in ASCII.
+    expectRefused(*read(latin1), latin1);
+    // Garbage is not replaced by a partial list.
+    std::string garbage = pseudoRandomBytes(200000);
+    read(garbage)->writeUserfile();
+    EXPECT_EQ(readFile(usersPath()), garbage);
+    // A UTF-8 byte order mark before bytes that are not UTF-8: nothing is read
+    // and the file is never overwritten by the empty list.
+    std::string undecodable = "\xEF\xBB\xBF" "alice:h1\n\xFF\xFE\xFD";
+    auto unreadable = read(undecodable);
+    EXPECT_TRUE(unreadable->dataArray().empty());
+    unreadable->dataArray().push_back(record("bob", "h2"));
+    expectRefused(*unreadable, undecodable);
+
+    auto users = read("alice:h1\n");
+    users->dataArray().push_back(record("b\xC3\xB6" "b", "h2"));
+    expectRefused(*users, "alice:h1\n");
+    if (::geteuid() != 0) { // a folder the process may not write into
+        users->dataArray().back() = record("bob", "h2");
+        ::chmod(dir.path().c_str(), 0555);
+        expectRefused(*users, "alice:h1\n");
+        ::chmod(dir.path().c_str(), 0755);
+        EXPECT_TRUE(users->writeUserfile());
+        EXPECT_EQ(readFile(usersPath()), "alice:h1\nbob:h2\n");
+    }
+    users = read("Alice:h1\nbob:h2\n");
+    // containsItem folds case and takes the "any valid user" spellings; hasUser is exact.
+    const std::tuple<const char*, bool, bool> lookups[] = {
+        {"", true, false},    {"VALID-user", true, false}, {"any valid user", true, false}, {"alice", true, false},
+        {"BOB", true, false}, {" bob", false, false},      {"carol", false, false},         {"Alice", true, true}};
+    for (auto [name, contained, user] : lookups) {
+        EXPECT_EQ(users->containsItem(name), contained) << name;
+        EXPECT_EQ(users->hasUser(name), user) << name;
+    }
+    // The pane appends to the shared array directly; look-ups follow.
+    users->dataArray().push_back(record("carol", "h3"));
+    EXPECT_TRUE(users->containsItem("CAROL") && users->hasUser("carol"));
+    // Same length, other names: the write that follows every change refreshes.
+    users->dataArray().back() = record("dave", "h4");
+    ASSERT_TRUE(users->writeUserfile());
+    EXPECT_FALSE(users->hasUser("carol"));
+    EXPECT_TRUE(users->hasUser("dave"));
+}
+
+TEST(EncryptPasswordTest, SaltsAndHowMuchOfThePasswordCounts)
+{
+    // DES: two hashes made within one second share their salt.
+    std::string first, second;
     for (int attempt = 0; attempt < 3; ++attempt) {
         auto before = std::time(nullptr);
         first = KLPasswordHash().make("secret", KLPasswordHash::Kind::DES).value();
@@ -198,50 +177,24 @@ TEST(EncryptPasswordTest, TraditionalDESWithTheDocumentedSalt)
         if (std::time(nullptr) == before)
             break;
     }
-    ASSERT_EQ(first.size(), 13u);
-    ASSERT_EQ(second.size(), 13u);
     EXPECT_EQ(first.substr(0, 2), second.substr(0, 2));
-    EXPECT_NE(saltCharacters.find(first[0]), std::string::npos);
-    EXPECT_NE(saltCharacters.find(first[1]), std::string::npos);
-    crypt_data data{};
-    EXPECT_EQ(std::string(::crypt_r("secret", first.c_str(), &data)), first);
-    EXPECT_NE(std::string(::crypt_r("secreT", first.c_str(), &data)), first);
-}
-
-TEST(EncryptPasswordTest, OnlyTheFirstEightCharactersCount)
-{
-    std::string hash = KLPasswordHash().make("abcdefgh-and-more", KLPasswordHash::Kind::DES).value();
-    crypt_data data{};
-    EXPECT_EQ(std::string(::crypt_r("abcdefgh", hash.c_str(), &data)), hash);
-    EXPECT_TRUE(KLUsersDataSource::passwordIsTruncated("abcdefgh-and-more"));
-    EXPECT_TRUE(KLUsersDataSource::passwordIsTruncated("abcdefghi"));
-    EXPECT_FALSE(KLUsersDataSource::passwordIsTruncated("abcdefgh"));
-    // Bytes count, not characters: four two-byte letters already fill it.
-    EXPECT_TRUE(KLUsersDataSource::passwordIsTruncated("\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9"));
-}
-
-TEST(EncryptPasswordTest, BcryptCountsTheWholePasswordWithARandomSalt)
-{
-    std::string hash = KLPasswordHash().make("correct horse battery", KLPasswordHash::Kind::Bcrypt).value();
-    EXPECT_EQ(hash.size(), 60u);
-    EXPECT_EQ(hash.substr(0, 7), "$2b$10$");
-    crypt_data data{};
-    EXPECT_EQ(std::string(::crypt_r("correct horse battery", hash.c_str(), &data)), hash);
-    EXPECT_NE(std::string(::crypt_r("correct ", hash.c_str(), &data)), hash);
-    EXPECT_NE(KLPasswordHash().make("correct horse battery", KLPasswordHash::Kind::Bcrypt), hash);
-
-    // The salt is made of the kernel's random bytes: all zero bytes give
-    // bcrypt's all-zero salt.
+    EXPECT_EQ(first.substr(0, 2).find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789./"),
+              std::string::npos);
+    // Bytes count, not characters: four two-byte letters already fill DES's eight.
+    for (auto [password, truncated] : {std::pair("abcdefghi", true), std::pair("abcdefgh", false),
+                                       std::pair("\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9", true)})
+        EXPECT_EQ(KLUsersDataSource::passwordIsTruncated(password), truncated) << password;
+    // bcrypt's salt is made of the kernel's random bytes: all zero bytes give the all-zero salt.
     KLPasswordHash::Library zeros = KLPasswordHash::systemLibrary();
     zeros.random = [](void* buffer, std::size_t length, unsigned) {
         std::memset(buffer, 0, length);
         return static_cast<ssize_t>(length);
     };
-    EXPECT_EQ(KLPasswordHash(zeros).make("pw", KLPasswordHash::Kind::Bcrypt).value().substr(0, 29),
-              "$2b$10$" + std::string(22, '.'));
+    std::string hash = KLPasswordHash(zeros).make("pw", KLPasswordHash::Kind::Bcrypt).value();
+    EXPECT_EQ(std::pair(hash.size(), hash.substr(0, 29)), std::pair(std::size_t{60}, "$2b$10$" + std::string(22, '.')));
 }
 
-TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNone)
+TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNoneAndKindsOfStoredHashes)
 {
     using Library = KLPasswordHash::Library;
     const Library system = KLPasswordHash::systemLibrary();
@@ -250,56 +203,25 @@ TEST(EncryptPasswordTest, NoHashWhenTheLibraryMakesNone)
     Library::Gensalt noSalt = [](const char*, unsigned long, const char*, int, char*, int) -> char* { return nullptr; };
     Library::Crypt noHash = [](const char*, const char*, crypt_data*) -> char* { return nullptr; };
     Library::Crypt failed = [](const char*, const char*, crypt_data* data) { return std::strcpy(data->output, "*0"); };
+    const auto bcrypt = KLPasswordHash::Kind::Bcrypt, des = KLPasswordHash::Kind::DES;
     const std::pair<Library, KLPasswordHash::Kind> cases[] = {
-        {{system.gensalt, system.crypt, noBytes}, KLPasswordHash::Kind::Bcrypt},
-        {{system.gensalt, system.crypt, fewBytes}, KLPasswordHash::Kind::Bcrypt},
-        {{noSalt, system.crypt, system.random}, KLPasswordHash::Kind::Bcrypt},
-        {{system.gensalt, noHash, system.random}, KLPasswordHash::Kind::Bcrypt},
-        {{system.gensalt, failed, system.random}, KLPasswordHash::Kind::Bcrypt},
-        {{system.gensalt, noHash, system.random}, KLPasswordHash::Kind::DES},
-        {{system.gensalt, failed, system.random}, KLPasswordHash::Kind::DES},
-    };
+        {{system.gensalt, system.crypt, noBytes}, bcrypt}, {{system.gensalt, system.crypt, fewBytes}, bcrypt},
+        {{noSalt, system.crypt, system.random}, bcrypt},   {{system.gensalt, noHash, system.random}, bcrypt},
+        {{system.gensalt, failed, system.random}, bcrypt}, {{system.gensalt, noHash, system.random}, des},
+        {{system.gensalt, failed, system.random}, des}};
     for (std::size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(KLPasswordHash(cases[i].first).make("secret", cases[i].second), std::nullopt) << "case " << i;
-}
-
-TEST(EncryptPasswordTest, KindsOfStoredHashes)
-{
-    const std::pair<const char*, const char*> cases[] = {
+    const std::pair<const char*, const char*> kinds[] = {
         {"abJnggxhB/yWI", "DES"}, {"abJnggxhB/yWI\r", "DES"}, {"abJnggxhB/yW", "other"}, {"abJnggxhB-yWI", "other"},
         {"$2y$05$abcdefghijklmnopqrstuv", "bcrypt"}, {"$2b$10$x", "bcrypt"}, {"$apr1$salt$hash", "MD5"},
         {"$1$salt$hash", "MD5"}, {"{SHA}W6ph5Mm5Pz8GgiULbPgzG37mj9g=", "SHA-1"}, {"{SSHA}abc", "other"},
         {"$6$salt$hash", "other"}, {"", "other"}, {"plain text", "other"},
     };
-    for (const auto& [hash, kind] : cases)
+    for (const auto& [hash, kind] : kinds)
         EXPECT_STREQ(KLPasswordHash::nameOf(KLPasswordHash::kindOf(hash)), kind) << hash;
     EXPECT_EQ(KLPasswordHash::choice("BCRYPT"), KLPasswordHash::Kind::Bcrypt);
     EXPECT_EQ(KLPasswordHash::choice("des"), KLPasswordHash::Kind::DES);
     EXPECT_EQ(KLPasswordHash::choice("MD5"), std::nullopt);
-}
-
-TEST_F(UsersFileTest, ContainsItemAndHasUser)
-{
-    auto users = read("Alice:h1\nbob:h2\n");
-    EXPECT_TRUE(users->containsItem(""));
-    EXPECT_TRUE(users->containsItem("VALID-user"));
-    EXPECT_TRUE(users->containsItem("any valid user"));
-    EXPECT_TRUE(users->containsItem("alice"));
-    EXPECT_TRUE(users->containsItem("BOB"));
-    EXPECT_FALSE(users->containsItem(" bob"));
-    EXPECT_FALSE(users->containsItem("carol"));
-    EXPECT_TRUE(users->hasUser("Alice"));
-    EXPECT_FALSE(users->hasUser("alice"));
-
-    // The pane appends to the shared array directly; look-ups follow.
-    users->dataArray().push_back(KLPlist::Dictionary{{"user", "carol"}, {"basic password", "h3"}});
-    EXPECT_TRUE(users->containsItem("CAROL"));
-    EXPECT_TRUE(users->hasUser("carol"));
-    // Same length, other names: the write that follows every change refreshes.
-    users->dataArray().back() = KLPlist::Dictionary{{"user", "dave"}, {"basic password", "h4"}};
-    ASSERT_TRUE(users->writeUserfile());
-    EXPECT_FALSE(users->hasUser("carol"));
-    EXPECT_TRUE(users->hasUser("dave"));
 }
 
 } // namespace

@@ -8,15 +8,7 @@
 
 namespace {
 
-std::vector<std::string> strings(const KLPlist& list)
-{
-    std::vector<std::string> out;
-    if (const KLPlist::Array* array = list.array()) {
-        for (const KLPlist& value : *array)
-            out.push_back(value.description());
-    }
-    return out;
-}
+using Names = std::vector<std::string>;
 
 class UsersTableTest : public ::testing::Test
 {
@@ -24,130 +16,109 @@ protected:
     UsersTableTest()
     {
         pane.root = dir.path();
-        pane.userNames = std::vector<std::string>{"alice", "bob"};
+        pane.userNames = Names{"alice", "bob"};
         dir.write(".htusers", "alice:h1\n bob :h2\n");
         users = KLUsersDataSource::initWithUserfile();
         pane.usersSource = users.get();
-        folder = KLFSItem::create(dir.mkdir("private"));
         folder->setAuthStatus(KLFSItem::kPasswordBit, false);
         pane.selected = folder.get();
     }
-
-    std::vector<std::string> required() const { return strings(folder->authDict()[KLFSItem::kRequireUser]); }
-    bool active(int row) { return users->objectValue(view, "active", row) == KLPlist(true); }
-    void click(int row, bool on) { users->setObjectValue(view, on, "active", row); }
-    std::string accessFile() const { return dir.file("private/.htaccess"); }
+    Names required() const
+    {
+        Names out;
+        for (const KLPlist& value : *folder->authDict().at(KLFSItem::kRequireUser).array())
+            out.push_back(value.description());
+        return out;
+    }
+    // The boxes of the three rows: any valid user, alice, "bob ".
+    std::vector<bool> boxes()
+    {
+        std::vector<bool> on;
+        for (int row = 0; row < 3; ++row)
+            on.push_back(users->objectValue(view, "active", row) == KLPlist(true));
+        return on;
+    }
+    KLCell cell(const char* column, int row)
+    {
+        KLCell shown;
+        users->willDisplayCell(view, shown, column, row);
+        return shown;
+    }
 
     TempDir dir;
     FakePaneContext pane;
     FakeListView view{"userTable"};
     std::shared_ptr<KLUsersDataSource> users;
-    std::shared_ptr<KLFSItem> folder;
+    std::shared_ptr<KLFSItem> folder = KLFSItem::create(dir.mkdir("private"));
 };
 
-TEST_F(UsersTableTest, RowZeroIsAnyValidUser)
+TEST_F(UsersTableTest, RowZeroIsAnyValidUserAndDraggingPutsTheNameWithoutPassword)
 {
     EXPECT_EQ(users->numberOfRows(view), 3);
     EXPECT_EQ(users->objectValue(view, "user", 0), KLPlist("Any Valid User"));
     EXPECT_EQ(users->objectValue(view, "user", 2), KLPlist("bob "));
-    EXPECT_EQ(users->summaryTextForRow(0), "Any Valid User");
-    EXPECT_EQ(users->summaryTextForRow(1), "alice");
-    EXPECT_FALSE(users->shouldEdit(view, "user", 0));
-    EXPECT_TRUE(users->shouldEdit(view, "active", 0));
-    EXPECT_TRUE(users->shouldEdit(view, "user", 1));
-}
-
-TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
-{
-    click(1, true);
-    click(2, true);
-    EXPECT_EQ(required(), (std::vector<std::string>{"alice", "bob"}));
-    EXPECT_TRUE(active(1));
-    // The name "bob " is compared trimmed.
-    EXPECT_TRUE(active(2));
-    EXPECT_FALSE(active(0));
-
-    int reloads = view.reloads;
-    click(0, true);
-    EXPECT_EQ(required(), (std::vector<std::string>{"valid-user"}));
-    EXPECT_GT(view.reloads, reloads);
-    EXPECT_TRUE(active(0));
-    EXPECT_FALSE(active(1));
-
-    click(2, true);
-    EXPECT_EQ(required(), (std::vector<std::string>{"bob"}));
-    click(2, false);
-    EXPECT_TRUE(required().empty());
-    click(0, true);
-    click(0, false);
-    EXPECT_TRUE(required().empty());
-}
-
-TEST_F(UsersTableTest, EveryClickWritesTheAccessFile)
-{
-    click(1, true);
-    ASSERT_EQ(::unlink(accessFile().c_str()), 0);
-    // Already on: nothing changes, the file is written all the same.
-    click(1, true);
-    EXPECT_EQ(required(), (std::vector<std::string>{"alice"}));
-    EXPECT_NE(readFile(accessFile()).find("alice"), std::string::npos);
-}
-
-TEST_F(UsersTableTest, CellsFollowTheFolder)
-{
-    KLCell box;
-    users->willDisplayCell(view, box, "active", 1);
-    EXPECT_TRUE(box.enabled);
-    KLCell name0;
-    KLCell name1;
-    users->willDisplayCell(view, name0, "user", 0);
-    users->willDisplayCell(view, name1, "user", 1);
-    EXPECT_EQ(name0.imageName, "");
-    EXPECT_EQ(name1.imageName, "genericuser");
-
-    folder->setAuthStatus(KLFSItem::kAddressBit, false);
-    KLCell addressOnly;
-    users->willDisplayCell(view, addressOnly, "active", 1);
-    EXPECT_FALSE(addressOnly.enabled);
-
-    // No folder selected: nothing is on, nothing can be clicked or changed.
-    pane.selected = nullptr;
-    KLCell none;
-    users->willDisplayCell(view, none, "active", 1);
-    EXPECT_FALSE(none.enabled);
-    EXPECT_FALSE(active(0));
-    click(1, true);
-}
-
-TEST_F(UsersTableTest, DeletingTellsThePaneUnlessReplacing)
-{
-    EXPECT_FALSE(users->deleteRow(view, 0, false));
-    EXPECT_FALSE(users->deleteRow(view, -1, false));
-    EXPECT_FALSE(users->deleteRow(view, 3, false));
-    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n bob :h2\n");
-
-    EXPECT_TRUE(users->deleteRow(view, 2, true));
-    EXPECT_TRUE(pane.deletedUsers.empty());
-    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n");
-    EXPECT_FALSE(users->hasUser("bob "));
-
-    EXPECT_TRUE(users->deleteRow(view, 1, false));
-    EXPECT_EQ(pane.deletedUsers, (std::vector<std::string>{"alice"}));
-    EXPECT_EQ(readFile(dir.file(".htusers")), "");
-    EXPECT_FALSE(users->containsItem("alice"));
-}
-
-TEST_F(UsersTableTest, DraggingPutsTheNameAndAMissingPassword)
-{
+    EXPECT_EQ(std::pair(users->summaryTextForRow(0), users->summaryTextForRow(1)),
+              std::pair(std::string("Any Valid User"), std::string("alice")));
+    EXPECT_EQ(std::tuple(users->shouldEdit(view, "user", 0), users->shouldEdit(view, "active", 0),
+                         users->shouldEdit(view, "user", 1)),
+              std::tuple(false, true, true));
+    EXPECT_EQ(std::pair(cell("user", 0).imageName, cell("user", 1).imageName), std::pair(std::string(), std::string("genericuser")));
     KLPasteboard pasteboard;
     EXPECT_FALSE(users->writeRows(view, {0}, pasteboard));
     EXPECT_TRUE(pasteboard.types().empty());
     ASSERT_TRUE(users->writeRows(view, {2, 1}, pasteboard));
-    EXPECT_EQ(pasteboard.types(), (std::vector<std::string>{"KLFendrelUser", KLPasteboard::kStringType}));
+    EXPECT_EQ(pasteboard.types(), (Names{"KLFendrelUser", KLPasteboard::kStringType}));
     EXPECT_EQ(pasteboard.stringForType("KLFendrelUser"), "bob :(null)");
     EXPECT_EQ(pasteboard.stringForType(KLPasteboard::kStringType), "bob :(null)");
     EXPECT_EQ(users->validateDrop(view, pasteboard, 1, KLDropOperation::On), KLDragOperation::None);
     EXPECT_FALSE(users->acceptDrop(view, pasteboard, 1, KLDropOperation::On));
+}
+
+TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
+{
+    // row clicked, on, the users required after, the boxes after ("bob " is compared trimmed)
+    const std::tuple<int, bool, Names, std::vector<bool>> steps[] = {
+        {1, true, {"alice"}, {false, true, false}},      {2, true, {"alice", "bob"}, {false, true, true}},
+        {0, true, {"valid-user"}, {true, false, false}}, {2, true, {"bob"}, {false, false, true}},
+        {2, false, {}, {false, false, false}},           {0, true, {"valid-user"}, {true, false, false}},
+        {0, false, {}, {false, false, false}}};
+    for (const auto& [row, on, after, shown] : steps) {
+        int reloads = view.reloads;
+        users->setObjectValue(view, on, "active", row);
+        EXPECT_EQ(required(), after) << row << on;
+        EXPECT_EQ(boxes(), shown) << row << on;
+        EXPECT_TRUE(row != 0 || !on || view.reloads > reloads) << "any valid user redraws the table";
+    }
+    // Already on: nothing changes, but the file is written all the same.
+    users->setObjectValue(view, true, "active", 1);
+    ASSERT_EQ(::unlink(dir.file("private/.htaccess").c_str()), 0);
+    users->setObjectValue(view, true, "active", 1);
+    EXPECT_EQ(required(), Names{"alice"});
+    EXPECT_NE(readFile(dir.file("private/.htaccess")).find("alice"), std::string::npos);
+
+    EXPECT_TRUE(cell("active", 1).enabled);
+    folder->setAuthStatus(KLFSItem::kAddressBit, false);
+    EXPECT_FALSE(cell("active", 1).enabled) << "no password, no users";
+    // No folder selected: nothing is on, nothing can be clicked or changed.
+    pane.selected = nullptr;
+    EXPECT_FALSE(cell("active", 1).enabled);
+    EXPECT_EQ(boxes(), (std::vector<bool>{false, false, false}));
+    users->setObjectValue(view, true, "active", 1);
+}
+
+TEST_F(UsersTableTest, DeletingTellsThePaneUnlessReplacing)
+{
+    for (int row : {0, -1, 3})
+        EXPECT_FALSE(users->deleteRow(view, row, false)) << row;
+    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n bob :h2\n");
+    EXPECT_TRUE(users->deleteRow(view, 2, true));
+    EXPECT_TRUE(pane.deletedUsers.empty());
+    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n");
+    EXPECT_FALSE(users->hasUser("bob "));
+    EXPECT_TRUE(users->deleteRow(view, 1, false));
+    EXPECT_EQ(pane.deletedUsers, Names{"alice"});
+    EXPECT_EQ(readFile(dir.file(".htusers")), "");
+    EXPECT_FALSE(users->containsItem("alice"));
 }
 
 } // namespace

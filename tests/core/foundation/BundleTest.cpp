@@ -10,29 +10,20 @@
 namespace {
 
 // Sets an environment variable for one scope and puts the old value back.
-class ScopedEnvironment
+struct ScopedEnvironment
 {
-public:
-    ScopedEnvironment(const char* name, const std::string& value) : name_(name)
+    ScopedEnvironment(const char* name, const std::string& value) : name(name)
     {
-        if (const char* old = std::getenv(name))
-            old_ = old;
+        if (const char* was = std::getenv(name))
+            old = was;
         ::setenv(name, value.c_str(), 1);
     }
-    ~ScopedEnvironment()
-    {
-        if (old_)
-            ::setenv(name_, old_->c_str(), 1);
-        else
-            ::unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
+    ~ScopedEnvironment() { old ? ::setenv(name, old->c_str(), 1) : ::unsetenv(name); }
+    const char* name;
+    std::optional<std::string> old;
 };
 
-TEST(BundleTest, ResourcesComeFromTheOverrideOrTheTree)
+TEST(BundleTest, ResourcesAndHelperComeFromTheOverrideOrTheTree)
 {
     const KLBundle& bundle = KLBundle::main();
     {
@@ -49,10 +40,8 @@ TEST(BundleTest, ResourcesComeFromTheOverrideOrTheTree)
     EXPECT_EQ(bundle.pathForResource("errors", "plist"), std::optional<std::string>(own));
     EXPECT_FALSE(bundle.pathForResource("credits", "html"));
     EXPECT_FALSE(bundle.pathForResource("errors", "xml"));
-}
 
-TEST(BundleTest, HelperOverrideNamesOnlyWebCheck)
-{
+    // The helper override names only WebCheck.
     ScopedEnvironment helper("FENDREL_WEBCHECK", "/opt/test/WebCheck");
     EXPECT_EQ(KLBundle::main().pathForAuxiliaryExecutable("WebCheck"),
               std::optional<std::string>("/opt/test/WebCheck"));

@@ -9,25 +9,18 @@
 
 namespace {
 
-TEST(FileExtensionsTest, AcceptabilityCodes)
+TEST(FileExtensionsTest, AcceptabilityLinksResetAndTempFiles)
 {
     TempDir dir;
     std::string empty = dir.write("empty", "");
     std::string full = dir.write("full", "x");
     std::filesystem::create_symlink(empty, dir.file("link-to-empty"));
-    EXPECT_EQ(isFileAcceptable(dir.file("missing")), 4);
-    EXPECT_EQ(isFileAcceptable(empty), 9);
-    EXPECT_EQ(isFileAcceptable(dir.file("link-to-empty")), 9);
-    EXPECT_EQ(isFileAcceptable(full), 0);
     std::filesystem::create_symlink(dir.file("gone"), dir.file("link-to-nothing"));
     std::filesystem::create_symlink(full, dir.file("link-to-full"));
-    EXPECT_EQ(isFileAcceptable(dir.file("link-to-nothing")), 4);
-    EXPECT_EQ(isFileAcceptable(dir.file("link-to-full")), 0);
-}
-
-TEST(FileExtensionsTest, LinksAreFollowedRelativeToTheCurrentFolder)
-{
-    TempDir dir;
+    const std::pair<const char*, int> cases[] = {{"missing", 4}, {"empty", 9}, {"link-to-empty", 9}, {"full", 0},
+                                                 {"link-to-nothing", 4}, {"link-to-full", 0}};
+    for (auto [name, code] : cases)
+        EXPECT_EQ(isFileAcceptable(dir.file(name)), code) << name;
     dir.write("target", "12345");
     std::filesystem::create_symlink("target", dir.file("link"));
     auto unfollowed = attributesOfItemAtPath(dir.file("link"), false);
@@ -47,11 +40,6 @@ TEST(FileExtensionsTest, LinksAreFollowedRelativeToTheCurrentFolder)
     std::filesystem::create_symlink(dir.file("loop2"), dir.file("loop1"));
     std::filesystem::create_symlink(dir.file("loop1"), dir.file("loop2"));
     EXPECT_FALSE(attributesOfItemAtPath(dir.file("loop1"), true));
-}
-
-TEST(FileExtensionsTest, ResetEmptiesAndKeepsTheMode)
-{
-    TempDir dir;
     std::string path = dir.write("file", "content");
     ::chmod(path.c_str(), 0604);
     ASSERT_TRUE(resetFile(path));
@@ -62,15 +50,12 @@ TEST(FileExtensionsTest, ResetEmptiesAndKeepsTheMode)
     ASSERT_TRUE(resetFile(dir.file("new")));
     EXPECT_TRUE(fileExists(dir.file("new")));
     EXPECT_FALSE(resetFile(dir.file("no/such/folder")));
-}
 
-TEST(FileExtensionsTest, TempFileIsPrivateAndOpen)
-{
+    // A temporary file is private and open.
     auto temp = KLTempFile::tempFile();
     ASSERT_TRUE(temp);
     EXPECT_NE(temp->path().find("/.Fendrel"), std::string::npos);
     EXPECT_EQ(::write(temp->handle(), "abc", 3), 3);
-    struct stat st{};
     ::stat(temp->path().c_str(), &st);
     EXPECT_EQ(st.st_mode & 07777, 0600u);
     EXPECT_EQ(st.st_size, 3);

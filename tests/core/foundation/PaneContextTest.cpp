@@ -33,47 +33,45 @@ protected:
     std::string home;
 };
 
-TEST_P(PaneContextTest, RootsAndFilesFollowTheStoredChoice)
+TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
 {
     EXPECT_EQ(KLPaneContext::shared(), pref.get());
-    EXPECT_EQ(pref->fendrelLocation(4), personal());
-    EXPECT_EQ(pref->fendrelLocation(1), personal() + "/.htusers");
-    EXPECT_EQ(pref->fendrelLocation(3), personal() + "/.htgroups");
-    EXPECT_FALSE(pref->fendrelLocation(2));
-    EXPECT_FALSE(pref->fendrelLocation(0));
-
-    defaults().setInteger(5, "Fendrel Protected Folder");
-    EXPECT_EQ(pref->fendrelLocation(4), personal());
-
-    defaults().setInteger(1, "Fendrel Protected Folder");
     std::string shared = GetParam() == std::string("macos") ? "/Library/WebServer/Documents/" : "/var/www/html/";
-    EXPECT_EQ(pref->fendrelLocation(4), shared);
-    EXPECT_EQ(pref->fendrelLocation(1), shared + ".htusers");
-
-    defaults().setInteger(2, "Fendrel Protected Folder");
     defaults().setObject(KLPlist("/srv/custom"), "Web Dir");
-    EXPECT_EQ(pref->fendrelLocation(3), "/srv/custom/.htgroups");
+    // choice stored (0: none), which location, expected (empty: none)
+    const std::tuple<int, int, std::string> cases[] = {
+        {0, 4, personal()}, {0, 1, personal() + "/.htusers"}, {0, 3, personal() + "/.htgroups"}, {0, 2, ""},
+        {0, 0, ""},         {5, 4, personal()},               {1, 4, shared},                    {1, 1, shared + ".htusers"},
+        {2, 3, "/srv/custom/.htgroups"}};
+    for (const auto& [choice, which, expected] : cases) {
+        if (choice)
+            defaults().setInteger(choice, "Fendrel Protected Folder");
+        EXPECT_EQ(pref->fendrelLocation(which).value_or(""), expected) << choice << " " << which;
+    }
+    bool macos = GetParam() == std::string("macos");
+    EXPECT_EQ(defaults().applicationIdentifier(), "com.quillmoor.fendrel");
+    auto registered = FendrelPref::registeredDefaults();
+    EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
+    EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
+    EXPECT_EQ(FendrelPref::badAddresses(), (std::vector<std::string>{"fendreled", "all", "host.domain.tld", "(null)"}));
 }
 
 TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
 {
     defaults().setInteger(2, "Fendrel Protected Folder");
-    defaults().setObject(KLPlist("/Volumes/Data/Sites"), "Web Dir");
-    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/Volumes/Data/Sites");
-    defaults().setBool(true, "stripVolumesFromFendrelFolder");
-    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/Data/Sites");
-    EXPECT_EQ(pref->adjustedFendrelLocation(1), "/Data/Sites/.htusers");
-    defaults().setObject(KLPlist("/srv"), "fendrelFolderPrefix");
-    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/srv/Data/Sites");
-    defaults().setObject(KLPlist("/Data/Volumes/x"), "Web Dir");
-    EXPECT_EQ(pref->adjustedFendrelLocation(4), "/srv/Data/Volumes/x");
-    EXPECT_FALSE(pref->adjustedFendrelLocation(7));
-}
-
-TEST_P(PaneContextTest, AddressesAndDiscovery)
-{
-    EXPECT_FALSE(pref->userArray());
-    EXPECT_FALSE(pref->groupArray());
+    // setting changed before, location asked for, what the web server sees
+    const std::tuple<std::function<void()>, int, std::optional<std::string>> steps[] = {
+        {[] { defaults().setObject(KLPlist("/Volumes/Data/Sites"), "Web Dir"); }, 4, "/Volumes/Data/Sites"},
+        {[] { defaults().setBool(true, "stripVolumesFromFendrelFolder"); }, 4, "/Data/Sites"},
+        {[] {}, 1, "/Data/Sites/.htusers"},
+        {[] { defaults().setObject(KLPlist("/srv"), "fendrelFolderPrefix"); }, 4, "/srv/Data/Sites"},
+        {[] { defaults().setObject(KLPlist("/Data/Volumes/x"), "Web Dir"); }, 4, "/srv/Data/Volumes/x"},
+        {[] {}, 7, std::nullopt}};
+    for (const auto& [change, which, expected] : steps) {
+        change();
+        EXPECT_EQ(pref->adjustedFendrelLocation(which), expected) << which;
+    }
+    // Addresses and discovery.
     pref->addresses().emplace_back("10.0.0.1");
     pref->addresses().emplace_back("127.0.0.1");
     EXPECT_EQ(pref->indexOfAddress("127.0.0.1"), 1u);
@@ -81,22 +79,7 @@ TEST_P(PaneContextTest, AddressesAndDiscovery)
     EXPECT_EQ(pref->addressAtIndex(0), "10.0.0.1");
     EXPECT_TRUE(pref->shouldDiscoverAddresses());
     pref->setShouldDiscoverAddresses(false);
-    EXPECT_FALSE(pref->shouldDiscoverAddresses());
-    EXPECT_EQ(pref->selectedItem(), nullptr);
-    EXPECT_FALSE(pref->hasBeenManuallyEdited());
-}
-
-TEST_P(PaneContextTest, DefaultsComeFromTheActiveLayout)
-{
-    bool macos = GetParam() == std::string("macos");
-    EXPECT_EQ(defaults().applicationIdentifier(), "com.quillmoor.fendrel");
-    auto registered = FendrelPref::registeredDefaults();
-    EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
-    EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
-    EXPECT_EQ(registered["Apache Site Port"], KLPlist("80"));
-    EXPECT_EQ(registered["Address Array"], KLPlist::stringArray({"127.0.0.1"}));
-    EXPECT_EQ(FendrelPref::badAddresses(),
-              (std::vector<std::string>{"fendreled", "all", "host.domain.tld", "(null)"}));
+    EXPECT_FALSE(pref->shouldDiscoverAddresses() || pref->selectedItem() || pref->hasBeenManuallyEdited());
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, PaneContextTest, ::testing::Values("macos", "debian"));

@@ -37,36 +37,25 @@ std::string nestedBinary(int depth)
     std::vector<std::uint64_t> offsets;
     for (int i = 0; i < depth; ++i) {
         offsets.push_back(bytes.size());
-        if (i + 1 < depth) {
-            bytes += '\xA1';
+        bytes += i + 1 < depth ? '\xA1' : '\xA0';
+        if (i + 1 < depth)
             appendBigEndian(bytes, static_cast<std::uint64_t>(i + 1), 4);
-        } else {
-            bytes += '\xA0';
-        }
     }
     std::uint64_t table = bytes.size();
     for (std::uint64_t offset : offsets)
         appendBigEndian(bytes, offset, 4);
-    bytes += std::string(6, '\0');
-    bytes += '\x04'; // offset size
-    bytes += '\x04'; // reference size
+    bytes += std::string(6, '\0') + "\x04\x04"; // offset and reference sizes
     appendBigEndian(bytes, static_cast<std::uint64_t>(depth), 8);
     appendBigEndian(bytes, 0, 8); // root
     appendBigEndian(bytes, table, 8);
     return bytes;
 }
 
-int depthOf(const KLPlist& value)
+KLPlist nested(int depth, KLPlist inner)
 {
-    int depth = 0;
-    const KLPlist* at = &value;
-    while (const KLPlist::Array* array = at->array()) {
-        ++depth;
-        if (array->empty())
-            break;
-        at = &array->front();
-    }
-    return depth;
+    for (int i = 0; i < depth; ++i)
+        inner = KLPlist::Array{inner};
+    return inner;
 }
 
 // The document as libplist writes it in binary form.
@@ -79,63 +68,50 @@ std::string binaryOf(const KLPlist& value)
     uint32_t length = 0;
     plist_to_bin(node, &bytes, &length);
     std::string result(bytes, length);
-    std::free(bytes);
-    plist_free(node);
+    std::free(bytes), plist_free(node);
     return result;
 }
 
-TEST(PlistTest, XmlRoundTripKeepsEveryKind)
+TEST(PlistTest, XmlRoundTripKeepsEveryKindAndReadingsFollowThePlatform)
 {
-    KLPlist::Dictionary dict{
-        {"string", "h\xC3\xA9llo <&>"},
-        {"int", -42},
-        {"big", 1LL << 40},
-        {"real", 0.25},
-        {"yes", true},
-        {"no", false},
-        {"data", KLPlist::Data{0, 10, 255}},
-        {"date", KLPlist::Date{700000000.0}},
-        {"array", KLPlist::Array{KLPlist("a"), KLPlist(1), KLPlist(KLPlist::Array{})}},
-        {"dict", KLPlist::Dictionary{{"inner", "x"}}},
-    };
-    auto back = KLPlist::fromXML(KLPlist(dict).toXML());
-    ASSERT_TRUE(back);
-    EXPECT_EQ(*back, KLPlist(dict));
+    KLPlist::Dictionary dict{{"string", "h\xC3\xA9llo <&>"}, {"int", -42}, {"big", 1LL << 40}, {"real", 0.25},
+                             {"yes", true}, {"no", false}, {"data", KLPlist::Data{0, 10, 255}},
+                             {"date", KLPlist::Date{700000000.0}},
+                             {"array", KLPlist::Array{KLPlist("a"), KLPlist(1), KLPlist(KLPlist::Array{})}},
+                             {"dict", KLPlist::Dictionary{{"inner", "x"}}}};
+    EXPECT_EQ(KLPlist::fromXML(KLPlist(dict).toXML()), KLPlist(dict));
+    const std::pair<KLPlist, std::optional<long long>> integers[] = {{KLPlist("  42 apples"), 42}, {KLPlist("apples"), 0},
+                                                                     {KLPlist(2.9), 2}};
+    for (const auto& [value, expected] : integers)
+        EXPECT_EQ(value.integerReading(), expected) << value.description();
+    const std::pair<KLPlist, std::optional<bool>> bools[] = {
+        {KLPlist("yes"), true}, {KLPlist("00"), false}, {KLPlist("-3"), true}, {KLPlist(KLPlist::Array{}), std::nullopt}};
+    for (const auto& [value, expected] : bools)
+        EXPECT_EQ(value.boolReading(), expected) << value.description();
+    EXPECT_EQ(KLPlist(true).description(), "1");
+    EXPECT_EQ(KLPlist(KLPlist::Array{KLPlist("a"), KLPlist(2)}).description(), "(a, 2)");
 }
 
-TEST(PlistTest, GarbageIsNoPropertyList)
+TEST(PlistTest, GarbageAndDeepNestingAreRefusedBeforeAnythingRecurses)
 {
-    EXPECT_FALSE(KLPlist::fromXML(""));
-    EXPECT_FALSE(KLPlist::fromXML("<html><body>404</body></html>"));
-    EXPECT_FALSE(KLPlist::fromXML("<?xml version=\"1.0\"?><plist><dict><key>a</key>"));
-    std::string binary(4096, '\0');
-    for (std::size_t i = 0; i < binary.size(); ++i)
-        binary[i] = static_cast<char>((i * 7919) & 0xFF);
+    for (const char* text : {"", "<html><body>404</body></html>", "<?xml version=\"1.0\"?><plist><dict><key>a</key>"})
+        EXPECT_FALSE(KLPlist::fromXML(text)) << text;
+    std::string binary;
+    for (std::size_t i = 0; i < 4096; ++i)
+        binary += static_cast<char>((i * 7919) & 0xFF);
     EXPECT_FALSE(KLPlist::fromBytes(binary));
-}
-
-TEST(PlistTest, DeepNestingIsRefusedBeforeAnythingRecurses)
-{
     // Without the limit these overflow the stack (libplist's free and our
     // conversion both recurse once per level).
-    std::optional<KLPlist> deep = KLPlist::fromXML(nestedXML(100000));
-    std::optional<KLPlist> deepDicts = KLPlist::fromBytes(nestedXML(100000, "<dict><key>k</key>", "</dict>"));
-    std::optional<KLPlist> deepBinary = KLPlist::fromBytes(nestedBinary(100000));
-    std::optional<KLPlist> limit = KLPlist::fromXML(nestedXML(KLPlistNesting::kMaxDepth));
-    std::optional<KLPlist> overLimit = KLPlist::fromXML(nestedXML(KLPlistNesting::kMaxDepth + 1));
-    std::optional<KLPlist> binaryLimit = KLPlist::fromBytes(nestedBinary(KLPlistNesting::kMaxDepth));
-    EXPECT_FALSE(deep);
-    EXPECT_FALSE(deepDicts);
-    EXPECT_FALSE(deepBinary);
-    EXPECT_FALSE(overLimit);
-    ASSERT_TRUE(limit);
-    EXPECT_EQ(depthOf(*limit), KLPlistNesting::kMaxDepth);
-    ASSERT_TRUE(binaryLimit);
-    EXPECT_EQ(depthOf(*binaryLimit), KLPlistNesting::kMaxDepth);
-    EXPECT_FALSE(KLPlist::fromBytes(nestedBinary(KLPlistNesting::kMaxDepth + 1)));
+    const int max = KLPlistNesting::kMaxDepth;
+    for (const std::string& refused : {nestedXML(100000), nestedXML(100000, "<dict><key>k</key>", "</dict>"),
+                                       nestedBinary(100000), nestedXML(max + 1), nestedBinary(max + 1)})
+        EXPECT_FALSE(KLPlist::fromBytes(refused));
+    EXPECT_FALSE(KLPlist::fromXML(nestedXML(max + 1)));
+    EXPECT_EQ(KLPlist::fromBytes(nestedXML(max)), nested(max, KLPlist("deep")));
+    EXPECT_EQ(KLPlist::fromBytes(nestedBinary(max)), nested(max - 1, KLPlist::Array{}));
 }
 
-TEST(PlistTest, NestingLookCountsOnlyRealContainerTags)
+TEST(PlistTest, NestingLookCountsOnlyRealLevelsAndRefusesWhatItCannotFollow)
 {
     const int limit = 3;
     // Empty containers, other elements, and tags inside comments, character
@@ -153,10 +129,6 @@ TEST(PlistTest, NestingLookCountsOnlyRealContainerTags)
     EXPECT_FALSE(KLPlistNesting::xmlIsWithin(nestedXML(4, "<dict>", "</dict>"), limit));
     EXPECT_TRUE(KLPlistNesting::binaryIsWithin(nestedBinary(3), limit));
     EXPECT_FALSE(KLPlistNesting::binaryIsWithin(nestedBinary(4), limit));
-}
-
-TEST(PlistTest, BinaryNestingLookRefusesWhatItCannotFollow)
-{
     // An array that holds itself nests without end.
     std::string cycle = nestedBinary(2);
     cycle[8 + 1 + 3] = '\0'; // the first array now refers to object 0
@@ -172,29 +144,14 @@ TEST(PlistTest, BinaryNestingLookRefusesWhatItCannotFollow)
     // Lists libplist writes itself pass, long arrays (a count of their own)
     // and dictionaries included.
     KLPlist::Array many;
-    for (int i = 0; i < 40; ++i) {
-        KLPlist::Dictionary entry{{"n", i}, {"inner", KLPlist::Array{KLPlist("x")}}};
-        many.emplace_back(std::move(entry));
-    }
+    for (int i = 0; i < 40; ++i)
+        many.emplace_back(KLPlist::Dictionary{{"n", i}, {"inner", KLPlist::Array{KLPlist("x")}}});
     KLPlist dict = KLPlist::Dictionary{{"a", KLPlist::Array{KLPlist(1), KLPlist::Dictionary{{"b", many}}}}};
     std::string binary = binaryOf(dict);
     ASSERT_TRUE(binary.starts_with("bplist00"));
     EXPECT_TRUE(KLPlistNesting::binaryIsWithin(binary, 6));
     EXPECT_FALSE(KLPlistNesting::binaryIsWithin(binary, 5));
     EXPECT_EQ(KLPlist::fromBytes(binary), dict);
-}
-
-TEST(PlistTest, ReadingsFollowThePlatformConversions)
-{
-    EXPECT_EQ(KLPlist("  42 apples").integerReading(), 42);
-    EXPECT_EQ(KLPlist("apples").integerReading(), 0);
-    EXPECT_EQ(KLPlist("yes").boolReading(), true);
-    EXPECT_EQ(KLPlist("00").boolReading(), false);
-    EXPECT_EQ(KLPlist("-3").boolReading(), true);
-    EXPECT_EQ(KLPlist(2.9).integerReading(), 2);
-    EXPECT_FALSE(KLPlist(KLPlist::Array{}).boolReading().has_value());
-    EXPECT_EQ(KLPlist(true).description(), "1");
-    EXPECT_EQ(KLPlist(KLPlist::Array{KLPlist("a"), KLPlist(2)}).description(), "(a, 2)");
 }
 
 } // namespace

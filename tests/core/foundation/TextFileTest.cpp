@@ -14,36 +14,36 @@
 
 namespace {
 
-TEST(TextFileTest, DecodesByteOrderMarksAndGuesses)
+mode_t modeOf(const std::string& path)
+{
+    struct stat st{};
+    return ::stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+}
+
+long entries(const std::string& folder)
+{
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+TEST(TextFileTest, DecodesByteOrderMarksAndGuessesAndUnreadableFilesGiveNothing)
 {
     const std::string text = "Require user j\xC3\xBCrgen\n";
-    EXPECT_EQ(KLTextFile::decode(text), text);
-    EXPECT_EQ(KLTextFile::decode("\xEF\xBB\xBF" + text), text);
-    // "Require user jürgen\n" in UTF-16 with each byte order mark.
     std::string le = "\xFF\xFE", be = "\xFE\xFF";
     for (char32_t c : std::u32string(U"Require user j\u00FCrgen\n")) {
-        le += static_cast<char>(c & 0xFF);
-        le += static_cast<char>(c >> 8);
-        be += static_cast<char>(c >> 8);
-        be += static_cast<char>(c & 0xFF);
+        le += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
+        be += {static_cast<char>(c >> 8), static_cast<char>(c & 0xFF)};
     }
-    EXPECT_EQ(KLTextFile::decode(le), text);
-    EXPECT_EQ(KLTextFile::decode(be), text);
+    for (const std::string& encoded : {text, "\xEF\xBB\xBF" + text, le, be})
+        EXPECT_EQ(KLTextFile::decode(encoded), text);
     // Latin-1 is not UTF-8; the detector's guess still gives the ü.
     auto latin1 = KLTextFile::decode("Require user j\xFCrgen and m\xFCller from the west\n");
     ASSERT_TRUE(latin1);
     EXPECT_NE(latin1->find("j\xC3\xBCrgen"), std::string::npos);
-    // Short Latin-1 lines are no UTF-16, whatever the detector rates
-    // highest: without NUL bytes that guess is passed over.
+    // Short Latin-1 lines without NUL bytes are never taken for UTF-16.
     EXPECT_EQ(KLTextFile::decode("jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n"),
               "jos\xC3\xA9:abcdefghijklm\nzo\xC3\xAB:nopqrstuvwxyz\nalice:h1\n");
-}
-
-// Byte runs shaped like UTF-8 that are none (a surrogate, an overlong form,
-// a code point past U+10FFFF) are not passed through as text: what comes
-// back is valid UTF-8 from the charset detection, or nothing.
-TEST(TextFileTest, IllFormedUTF8IsNotTakenForUTF8)
-{
+    // A surrogate, an overlong form and a code point past U+10FFFF are not
+    // passed through: what comes back is valid UTF-8, or nothing.
     const std::string fourBytes = "user \xF0\x9F\x98\x80:abc\n";
     EXPECT_EQ(KLTextFile::decode(fourBytes), fourBytes);
     for (const std::string bad : {"Require user caf\xED\xA0\x80s and more\n", "Require user caf\xE0\x80\xAFs\n",
@@ -54,10 +54,6 @@ TEST(TextFileTest, IllFormedUTF8IsNotTakenForUTF8)
         EXPECT_NE(*decoded, bad);
         EXPECT_EQ(KLTextFile::decode(*decoded), decoded) << "not valid UTF-8: " << *decoded;
     }
-}
-
-TEST(TextFileTest, UnreadableFileGivesNothing)
-{
     EXPECT_FALSE(KLTextFile::read("/nonexistent/fendrel/file"));
     TempDir dir;
     EXPECT_EQ(KLTextFile::read(dir.write("empty", "")), "");
@@ -65,30 +61,33 @@ TEST(TextFileTest, UnreadableFileGivesNothing)
     EXPECT_FALSE(KLTextFile::readBytes(dir.mkdir("folder")));
 }
 
-TEST(AtomicFileTest, ReplacementKeepsModeAndLeavesNoTemporaryFile)
+TEST(AtomicFileTest, ReplacementKeepsTheModeANewFileGetsTheDefaultAFailureKeepsTheOld)
 {
     TempDir dir;
     std::string path = dir.write(".htaccess", "old\n");
     ::chmod(path.c_str(), 0640);
     ASSERT_TRUE(KLAtomicFile::write(path, "new\n"));
     EXPECT_EQ(readFile(path), "new\n");
-    struct stat st{};
-    ::stat(path.c_str(), &st);
-    EXPECT_EQ(st.st_mode & 07777, 0640u);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
-}
+    EXPECT_EQ(modeOf(path), 0640u);
+    EXPECT_EQ(entries(dir.path()), 1) << "no temporary file left behind";
 
-TEST(AtomicFileTest, NewFileGetsTheDefaultMode)
-{
-    TempDir dir;
     mode_t old = ::umask(022);
     KLAtomicFile::Options options;
     options.defaultMode = 0666;
     ASSERT_TRUE(KLAtomicFile::write(dir.file("fresh"), "x", options));
     ::umask(old);
-    struct stat st{};
-    ::stat(dir.file("fresh").c_str(), &st);
-    EXPECT_EQ(st.st_mode & 07777, 0644u);
+    EXPECT_EQ(modeOf(dir.file("fresh")), 0644u);
+    // A failed write keeps the old file.
+    path = dir.write("users", "alice:hash\n");
+    {
+        FileSizeLimit limit(16);
+        EXPECT_FALSE(KLAtomicFile::write(path, std::string(1000, 'x')));
+    }
+    EXPECT_FALSE(KLAtomicFile::lastError().empty());
+    EXPECT_EQ(readFile(path), "alice:hash\n");
+    EXPECT_EQ(entries(dir.path()), 3) << "no temporary file left behind";
+    EXPECT_FALSE(KLAtomicFile::write(dir.path(), "a folder is no file"));
+    EXPECT_FALSE(KLAtomicFile::write(dir.file("missing/folder/file"), "x"));
 }
 
 constexpr uid_t kNobody = 65534;
@@ -100,8 +99,7 @@ bool writeAsOrdinaryUser(const std::string& folder, const std::string& name, con
 {
     pid_t child = ::fork();
     if (child == 0) {
-        // The folder is entered first: the test's own temporary folders
-        // above it are closed to other users.
+        // Entered first: the test's own temporary folders above it are closed to other users.
         if (::chdir(folder.c_str()) != 0 || ::setgroups(groups.size(), groups.data()) != 0 ||
             ::setgid(kNoGroup) != 0 || ::setuid(kNobody) != 0)
             ::_exit(2);
@@ -121,42 +119,21 @@ TEST(AtomicFileTest, WriterWhoCannotKeepTheOwnerKeepsTheGroup)
     ::chmod(dir.path().c_str(), 0777);
     std::string path = dir.file(".htusers");
     struct stat st{};
-
-    // A member of the file's group keeps it; anyone else gets their own.
-    for (auto [groups, expected] : {std::pair<std::vector<gid_t>, gid_t>{{kWebGroup}, kWebGroup},
-                                    std::pair<std::vector<gid_t>, gid_t>{{}, kNoGroup}}) {
+    // A member of the file's group keeps it; anyone else gets their own; root keeps both.
+    using Case = std::tuple<std::vector<gid_t>, uid_t, gid_t>;
+    for (auto [groups, uid, gid] : {Case{{kWebGroup}, kNobody, kWebGroup}, Case{{}, kNobody, kNoGroup},
+                                    Case{{0}, kNobody, kWebGroup}}) {
         dir.write(".htusers", "old\n");
-        ASSERT_EQ(::chown(path.c_str(), 0, kWebGroup), 0);
+        ASSERT_EQ(::chown(path.c_str(), groups == std::vector<gid_t>{0} ? kNobody : 0, kWebGroup), 0);
         ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
-        ASSERT_TRUE(writeAsOrdinaryUser(dir.path(), ".htusers", groups));
+        ASSERT_TRUE(groups == std::vector<gid_t>{0} ? KLAtomicFile::write(path, "new\n")
+                                                    : writeAsOrdinaryUser(dir.path(), ".htusers", groups));
         ASSERT_EQ(::stat(path.c_str(), &st), 0);
-        EXPECT_EQ(st.st_uid, kNobody);
-        EXPECT_EQ(st.st_gid, expected);
+        EXPECT_EQ(st.st_uid, uid);
+        EXPECT_EQ(st.st_gid, gid);
         EXPECT_EQ(st.st_mode & 07777, 0640u);
         EXPECT_EQ(readFile(path), "new\n");
     }
-
-    // Root keeps both.
-    ASSERT_EQ(::chown(path.c_str(), kNobody, kWebGroup), 0);
-    ASSERT_TRUE(KLAtomicFile::write(path, "root\n"));
-    ASSERT_EQ(::stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_uid, kNobody);
-    EXPECT_EQ(st.st_gid, kWebGroup);
-}
-
-TEST(AtomicFileTest, FailedWriteKeepsTheOldFile)
-{
-    TempDir dir;
-    std::string path = dir.write("users", "alice:hash\n");
-    {
-        FileSizeLimit limit(16);
-        EXPECT_FALSE(KLAtomicFile::write(path, std::string(1000, 'x')));
-    }
-    EXPECT_FALSE(KLAtomicFile::lastError().empty());
-    EXPECT_EQ(readFile(path), "alice:hash\n");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
-    EXPECT_FALSE(KLAtomicFile::write(dir.path(), "a folder is no file"));
-    EXPECT_FALSE(KLAtomicFile::write(dir.file("missing/folder/file"), "x"));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
+#include "FileSizeLimit.h"
 #include "KLAssert.h"
 #include "KLUserDefaults.h"
-#include "FileSizeLimit.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -19,31 +19,64 @@ protected:
         defaults().setApplicationIdentifier(domain);
     }
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
+    static void writeFile(const std::string& path, const std::string& text)
+    {
+        std::FILE* f = std::fopen(path.c_str(), "w");
+        std::fputs(text.c_str(), f);
+        std::fclose(f);
+    }
     std::string domain;
 };
 
-TEST_F(UserDefaultsTest, StoredValueWinsOverDefaultUntilRemoved)
+TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
 {
-    defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}});
+    defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}, {"b", 2}});
+    defaults().registerDefaults({{"b", 3}, {"c", 4}});
     EXPECT_EQ(defaults().objectForKey("Apache Site Port"), KLPlist("80"));
+    EXPECT_EQ(defaults().integerForKey("b"), 3);
+    EXPECT_EQ(defaults().integerForKey("c"), 4);
+    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
     ASSERT_TRUE(defaults().setObject(KLPlist("8080"), "Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "8080");
     ASSERT_TRUE(defaults().removeDefaultForKey("Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "80");
     EXPECT_TRUE(defaults().objectForKey("Never Registered").isNull());
+
+    // Another identifier hides this domain, registered and stored values alike.
+    defaults().setObject(KLPlist("stored"), "stored");
+    defaults().setApplicationIdentifier(domain + ".other");
+    EXPECT_TRUE(defaults().objectForKey("Apache Site Port").isNull());
+    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
+    defaults().setApplicationIdentifier(domain);
+    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
+    KLPlist::Dictionary stored{{"stored", "stored"}, {"bool", true}, {"int", -7}, {"data", KLPlist::Data{0, 1, 255}},
+                                     {"date", KLPlist::Date{123.0}},
+                                     {"array", KLPlist::Array{KLPlist::Dictionary{{"user", "alice"}, {"n", 3}}, "x"}}};
+    for (const auto& [key, value] : stored)
+        defaults().setObject(value, key);
+    std::string path = defaults().preferencesPath();
+    EXPECT_EQ(KLPlist::fromXML(readFile(path)), KLPlist(stored));
+
+    writeFile(path + ".tmp", KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML());
+    std::filesystem::rename(path + ".tmp", path);
+    EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
-TEST_F(UserDefaultsTest, RegisteringTwiceMergesKeyByKey)
+TEST_F(UserDefaultsTest, TypedValuesAreReadAsStoredAndNullIsRefused)
 {
-    defaults().registerDefaults({{"a", 1}, {"b", 2}});
-    defaults().registerDefaults({{"b", 3}, {"c", 4}});
-    EXPECT_EQ(defaults().integerForKey("a"), 1);
-    EXPECT_EQ(defaults().integerForKey("b"), 3);
-    EXPECT_EQ(defaults().integerForKey("c"), 4);
-}
-
-TEST_F(UserDefaultsTest, NullValueIsAProgrammingErrorAndStoresNothing)
-{
+    for (const auto& [key, value] : KLPlist::Dictionary{{"number text", "12abc"}, {"yes text", "YES"}, {"no text", "no"},
+                                                         {"array", KLPlist::stringArray({"x"})}})
+        defaults().setObject(value, key);
+    defaults().setDouble(2.5, "real");
+    EXPECT_EQ(std::tuple(defaults().integerForKey("number text"), defaults().integerForKey("array"),
+                         defaults().integerForKey("real")),
+              std::tuple(12, 0, 2));
+    EXPECT_EQ(std::pair(defaults().boolForKey("yes text"), defaults().boolForKey("no text")), std::pair(true, false));
+    EXPECT_FALSE(defaults().stringForKey("real").has_value() || defaults().arrayForKey("real").has_value());
+    EXPECT_EQ(defaults().arrayForKey("array")->size(), 1u);
+    EXPECT_DOUBLE_EQ(defaults().doubleForKey("real"), 2.5);
+    EXPECT_FLOAT_EQ(defaults().floatForKey("real"), 2.5f);
+    // A null value is a programming error and stores nothing.
     defaults().setInteger(5, "kept");
     try {
         defaults().setObject(KLPlist(), "kept");
@@ -58,78 +91,22 @@ TEST_F(UserDefaultsTest, NullValueIsAProgrammingErrorAndStoresNothing)
     EXPECT_EQ(defaults().integerForKey("kept"), 5);
 }
 
-TEST_F(UserDefaultsTest, TypedGettersReadStringsAndRefuseOtherKinds)
-{
-    defaults().setObject(KLPlist("12abc"), "number text");
-    defaults().setObject(KLPlist("YES"), "yes text");
-    defaults().setObject(KLPlist("no"), "no text");
-    defaults().setObject(KLPlist::stringArray({"x"}), "array");
-    defaults().setDouble(2.5, "real");
-    EXPECT_EQ(defaults().integerForKey("number text"), 12);
-    EXPECT_TRUE(defaults().boolForKey("yes text"));
-    EXPECT_FALSE(defaults().boolForKey("no text"));
-    EXPECT_FALSE(defaults().stringForKey("real").has_value());
-    EXPECT_FALSE(defaults().arrayForKey("real").has_value());
-    EXPECT_EQ(defaults().arrayForKey("array")->size(), 1u);
-    EXPECT_EQ(defaults().integerForKey("array"), 0);
-    EXPECT_DOUBLE_EQ(defaults().doubleForKey("real"), 2.5);
-    EXPECT_FLOAT_EQ(defaults().floatForKey("real"), 2.5f);
-    EXPECT_EQ(defaults().integerForKey("real"), 2);
-}
-
-TEST_F(UserDefaultsTest, EveryKindSurvivesTheFileAndAnotherReader)
-{
-    KLPlist::Dictionary nested{{"user", "alice"}, {"n", 3}};
-    defaults().setBool(true, "bool");
-    defaults().setInteger(-7, "int");
-    defaults().setObject(KLPlist(KLPlist::Data{0, 1, 255}), "data");
-    defaults().setObject(KLPlist(KLPlist::Date{123.0}), "date");
-    defaults().setObject(KLPlist(KLPlist::Array{KLPlist(nested), KLPlist("x")}), "array");
-
-    auto text = readFile(defaults().preferencesPath());
-    auto reread = KLPlist::fromXML(text);
-    ASSERT_TRUE(reread && reread->dictionary());
-    const KLPlist& file = *reread;
-    EXPECT_EQ(file["bool"], KLPlist(true));
-    EXPECT_EQ(file["int"], KLPlist(-7));
-    EXPECT_EQ(file["data"], KLPlist(KLPlist::Data{0, 1, 255}));
-    EXPECT_EQ(file["date"], KLPlist(KLPlist::Date{123.0}));
-    EXPECT_EQ(file["array"].array()->at(0)["user"], KLPlist("alice"));
-}
-
-TEST_F(UserDefaultsTest, ChangingTheIdentifierHidesTheOldDomain)
-{
-    defaults().registerDefaults({{"registered", "old"}});
-    defaults().setObject(KLPlist("stored"), "stored");
-    defaults().setApplicationIdentifier(domain + ".other");
-    EXPECT_TRUE(defaults().objectForKey("registered").isNull());
-    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
-    defaults().setApplicationIdentifier(domain);
-    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
-}
-
-TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
+TEST_F(UserDefaultsTest, DamagedFilesAreKeptAsideAndFailedWritesKeepTheOldValue)
 {
     defaults().registerDefaults({{"Sort Users", false}});
     std::string path = defaults().preferencesPath();
     std::filesystem::path folder = std::filesystem::path(path).parent_path();
     std::filesystem::create_directories(folder);
-    // Cut short, and nested deeper than any reader should follow (which
-    // would otherwise overflow the stack while the file is read).
-    std::string deep = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><true/><key>deep</key>";
+    // Cut short, and nested deeper than any reader should follow.
+    std::string head = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru";
+    std::string deep = head + "e/><key>deep</key>";
     for (int i = 0; i < 100000; ++i)
         deep += "<array>";
     deep += "<string>x</string>";
     for (int i = 0; i < 100000; ++i)
         deep += "</array>";
-    deep += "</dict></plist>";
-    for (const std::string& damaged :
-         {std::string("<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru"), deep}) {
-        {
-            std::FILE* f = std::fopen(path.c_str(), "w");
-            std::fputs(damaged.c_str(), f);
-            std::fclose(f);
-        }
+    for (const std::string& damaged : {head, deep + "</dict></plist>"}) {
+        writeFile(path, damaged);
         EXPECT_FALSE(defaults().boolForKey("Sort Users"));
         bool keptAside = false;
         for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -144,12 +121,8 @@ TEST_F(UserDefaultsTest, DamagedFileIsKeptAsideAndDefaultsApply)
         EXPECT_TRUE(defaults().boolForKey("Sort Users"));
         EXPECT_TRUE(defaults().setBool(false, "Sort Users"));
     }
-}
-
-TEST_F(UserDefaultsTest, FailedWriteReportsFalseAndKeepsTheOldValue)
-{
+    // A failed write reports false and keeps the old value.
     defaults().setInteger(1, "value");
-    std::string path = defaults().preferencesPath();
     std::string before = readFile(path);
     {
         FileSizeLimit limit(4096);
@@ -159,18 +132,6 @@ TEST_F(UserDefaultsTest, FailedWriteReportsFalseAndKeepsTheOldValue)
     EXPECT_EQ(defaults().integerForKey("value"), 1);
     for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(path).parent_path()))
         EXPECT_FALSE(entry.path().filename().string().starts_with(domain + ".plist.")) << entry.path();
-}
-
-TEST_F(UserDefaultsTest, AnotherProcessWritingTheFileIsSeen)
-{
-    defaults().setInteger(1, "shared");
-    std::string path = defaults().preferencesPath();
-    KLPlist::Dictionary changed{{"shared", 2}};
-    std::FILE* f = std::fopen((path + ".tmp").c_str(), "w");
-    std::fputs(KLPlist(changed).toXML().c_str(), f);
-    std::fclose(f);
-    std::filesystem::rename(path + ".tmp", path);
-    EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
 } // namespace

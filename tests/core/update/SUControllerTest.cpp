@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr double kTimeout = 20;
 const std::string kVersions = "/KLSVersions.php";
 const std::string kDownloadPath = "/downloads/Fendrel-1.1.tar.gz";
 const std::string kNoConnection = "Fendrel encountered an error while checking for new versions. Please check your "
@@ -26,27 +25,17 @@ std::string versions(const std::string& version, const std::optional<KLPlist>& n
     KLPlist::Dictionary top;
     if (withProduct)
         top["Fendrel"] = KLPlist::Dictionary{
-            {"current version", version},
-            {"version byte size", "5242880"},
-            {"release notes", "Faster folder scans."},
+            {"current version", version}, {"version byte size", "5242880"}, {"release notes", "Faster folder scans."},
             {"info page", "http://www.quillmoor.example/fendrel/"},
-            {"download URL", "http://mirror.quillmoor.example" + kDownloadPath + "?from=check"},
-        };
+            {"download URL", "http://mirror.quillmoor.example" + kDownloadPath + "?from=check"}};
     if (note)
         top["QOTD"] = *note;
     return KLPlist(top).toXML();
 }
 
-// Bytes of every value, NUL included.
-std::string downloadBody(std::size_t size)
+LoopbackHTTPServer::Handler serving(const std::string& body)
 {
-    std::string body(size, '\0');
-    std::uint32_t state = 12345;
-    for (char& c : body) {
-        state = state * 1103515245 + 12345;
-        c = static_cast<char>(state >> 16);
-    }
-    return body;
+    return LoopbackHTTPServer::serving({{kVersions, body}});
 }
 
 class SUControllerTest : public ::testing::Test
@@ -56,55 +45,49 @@ protected:
     {
         KLRunLoop::setMain(loop);
         FendrelPref::initialize();
-        // Each case starts from the registered defaults.
         KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLSUController::kDefaultFolderKey);
-        KLSUControllerOutlets outlets;
-        outlets.swuPanel = &panel;
-        outlets.progressBar = &progress;
-        outlets.releaseNotes = &releaseNotes;
-        outlets.noteField = &noteField;
-        outlets.detailsTable = &detailsTable;
-        outlets.alerts = &alerts;
-        outlets.workspace = &workspace;
-        controller.setOutlets(outlets);
+        controller.setOutlets({.swuPanel = &panel, .progressBar = &progress, .releaseNotes = &releaseNotes,
+                               .noteField = &noteField, .detailsTable = &detailsTable, .alerts = &alerts,
+                               .workspace = &workspace});
     }
-
     void useServer(const std::string& address)
     {
         KLUserDefaults::standardUserDefaults().setObject(address, KLUpdateServer::kSettingKey);
     }
-
+    std::unique_ptr<LoopbackHTTPServer> serve(LoopbackHTTPServer::Handler handler)
+    {
+        auto server = std::make_unique<LoopbackHTTPServer>(std::move(handler));
+        useServer(server->address());
+        return server;
+    }
     // The loop looks at the condition after each piece of work; a ticking
     // timer makes it look at conditions that other threads change, too.
-    bool runUntil(const std::function<bool()>& done, double timeout = kTimeout)
+    bool runUntil(const std::function<bool()>& done, double timeout = 20)
     {
         auto tick = loop->scheduleRepeating(0.01, [] {});
         bool held = loop->runUntil(done, timeout);
         tick->cancel();
         return held;
     }
-
     bool seen(const std::string& name) const { return std::find(names.begin(), names.end(), name) != names.end(); }
-
     // Runs one check to its end (a result or a cancel).
     void check()
     {
         names.clear();
+        alerts.shown.clear();
         controller.checkForNewVersion();
         ASSERT_TRUE(runUntil([&] { return seen(KLSUController::kEnded) || seen(KLSUController::kCancelled); }));
     }
-
     // The bytes announced for a path from now on, added up.
     std::shared_ptr<std::int64_t> countSegments(const std::string& path)
     {
         auto total = std::make_shared<std::int64_t>(0);
-        segmentObservations.emplace_back(KLSUController::kSegmentDownloaded, KLSUController::segmentObject(path),
-                                         [total](const KLNotification& n) {
-                                             *total += n.userInfo[KLSUController::kBytesKey].integerReading().value();
-                                         });
+        segments.emplace_back(KLSUController::kSegmentDownloaded, KLSUController::segmentObject(path),
+                              [total](const KLNotification& n) {
+                                  *total += n.userInfo[KLSUController::kBytesKey].integerReading().value();
+                              });
         return total;
     }
-
     static std::string requestFor(const std::string& path)
     {
         return "GET " + path + " HTTP/1.0\nHOST: 127.0.0.1\nUser-Agent: Fendrel/" + applicationVersion() + "\n\n";
@@ -125,87 +108,35 @@ protected:
                                   names.push_back(n.name);
                                   userInfos.push_back(n.userInfo);
                               }};
-    std::vector<KLObservation> segmentObservations;
+    std::vector<KLObservation> segments;
 };
 
 TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
 {
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions("99.0", "Maintenance tonight")}}));
-    useServer(server.address());
+    auto server = serve(serving(versions("99.0", "Maintenance tonight")));
     double before = static_cast<double>(std::time(nullptr)) - 978307200.0;
     check();
     double after = static_cast<double>(std::time(nullptr)) - 978307200.0;
-
     EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded", "KLSWUUpdated"}));
     double seconds = userInfos.back()["KLSWUSeconds"].doubleReading().value_or(-1);
-    EXPECT_GE(seconds, before - 1);
-    EXPECT_LE(seconds, after + 1);
-    EXPECT_EQ(server.requests(), std::vector<std::string>{requestFor(kVersions)});
-
+    EXPECT_TRUE(seconds >= before - 1 && seconds <= after + 1) << seconds;
+    EXPECT_EQ(server->requests(), std::vector<std::string>{requestFor(kVersions)});
     EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_TRUE(panel.visible);
-    EXPECT_TRUE(progress.hidden);
-    EXPECT_FALSE(progress.indeterminate);
-    EXPECT_EQ(progress.value, 0);
-    EXPECT_EQ(progress.maxValue, 5242880);
-    EXPECT_EQ(releaseNotes.text, "Faster folder scans.");
-    EXPECT_EQ(noteField.value, "Maintenance tonight");
-    EXPECT_EQ(controller.details().numberOfRows(), 1);
+    EXPECT_EQ(std::tuple(panel.visible, progress.hidden, progress.indeterminate, progress.value, progress.maxValue),
+              std::tuple(true, true, false, 0.0, 5242880.0));
+    EXPECT_EQ(std::tuple(releaseNotes.text, noteField.value, controller.details().numberOfRows()),
+              std::tuple(std::string("Faster folder scans."), std::string("Maintenance tonight"), 1));
     EXPECT_EQ(controller.details().objectAtRow(0, "current version"), KLPlist("99.0"));
     EXPECT_GT(detailsTable.reloads, 0);
     EXPECT_EQ(controller.downloadURL(), "http://mirror.quillmoor.example" + kDownloadPath + "?from=check");
-
     controller.viewInfoPage();
     EXPECT_EQ(workspace.urls, std::vector<std::string>{"http://www.quillmoor.example/fendrel/"});
 }
 
-TEST_F(SUControllerTest, SameOrOlderVersionIsAnnouncedUpToDate)
-{
-    struct Case
-    {
-        std::string version;
-        std::optional<KLPlist> note;
-        std::string message;
-    };
-    const std::string upToDate = "This version of Fendrel is up to date.";
-    for (const Case& c : std::vector<Case>{
-             {applicationVersion(), std::nullopt, upToDate},
-             {"0.9.5", KLPlist("Maintenance tonight"), upToDate + "\n\nKLS Notes: Maintenance tonight"},
-             {applicationVersion() + "d", KLPlist(""), upToDate},
-             {"0.1", KLPlist(42), upToDate},
-         }) {
-        LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions(c.version, c.note)}}));
-        useServer(server.address());
-        alerts.shown.clear();
-        check();
-        ASSERT_EQ(alerts.shown.size(), 1u) << c.version;
-        EXPECT_EQ(alerts.shown[0].title, "Up to Date");
-        EXPECT_EQ(alerts.shown[0].message, c.message);
-        EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
-        EXPECT_EQ(alerts.shown[0].context, "up to date");
-        EXPECT_TRUE(seen("KLSWUUpdated"));
-        EXPECT_FALSE(panel.visible);
-    }
-}
-
-TEST_F(SUControllerTest, ProductMissingFromTheReply)
-{
-    LoopbackHTTPServer server(
-        LoopbackHTTPServer::serving({{kVersions, versions("", KLPlist("Maintenance tonight"), false)}}));
-    useServer(server.address());
-    check();
-    EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"}));
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Product Not Found");
-    EXPECT_EQ(alerts.shown[0].message, "This application is not currently listed in Quillmoor's version checking "
-                                       "system. Please contact the author for more information");
-    EXPECT_EQ(alerts.shown[0].context, "product not found");
-}
-
-// Replies that give no usable property list, hostile ones included (nested
-// too deep to read safely, or longer than a version reply may be), all end
-// like no reply.
-TEST_F(SUControllerTest, NoUsablePropertyListIsTreatedLikeNoReply)
+// Every answer that is no newer version ends in one alert. Replies that give
+// no usable property list, hostile ones included (nested too deep to read
+// safely, longer than a version reply may be, or endless), end like no reply.
+TEST_F(SUControllerTest, OtherAnswersEndInOneAlert)
 {
     std::string deep = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
     for (int i = 0; i < 100000; ++i)
@@ -213,227 +144,178 @@ TEST_F(SUControllerTest, NoUsablePropertyListIsTreatedLikeNoReply)
     deep += "<dict><key>Fendrel</key><dict/></dict>";
     for (int i = 0; i < 100000; ++i)
         deep += "</array>";
-    std::string padded = versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x')));
-    std::vector<LoopbackHTTPServer::Handler> handlers = {
-        LoopbackHTTPServer::serving({{kVersions, "<html><body>Moved</body></html>"}}),
-        LoopbackHTTPServer::serving({{kVersions, ""}}),
-        LoopbackHTTPServer::serving({{kVersions, versions("99.0").substr(0, 120)}}),
-        LoopbackHTTPServer::serving({{kVersions, "\xff\xfe" + versions("99.0")}}),
-        [](Socket&, const std::string&) {}, // closes at once
-        [](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); },
-        LoopbackHTTPServer::serving({{kVersions, deep + "</plist>"}}),
-        LoopbackHTTPServer::serving({{kVersions, padded}}),
-    };
-    for (std::size_t i = 0; i < handlers.size(); ++i) {
-        LoopbackHTTPServer server(handlers[i]);
-        useServer(server.address());
-        alerts.shown.clear();
-        check();
-        EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded"})) << i;
-        ASSERT_EQ(alerts.shown.size(), 1u) << i;
-        EXPECT_EQ(alerts.shown[0].title, "Could not connect to server") << i;
-        EXPECT_EQ(alerts.shown[0].message, kNoConnection) << i;
-        EXPECT_EQ(alerts.shown[0].context, "version net access") << i;
-        EXPECT_FALSE(controller.error()) << i;
-    }
-}
-
-TEST_F(SUControllerTest, RepliesAreReadUpToTheirLimit)
-{
-    // A server that does not stop sending until the test ends.
-    LoopbackHTTPServer endless([&](Socket& c, const std::string&) {
-        const std::string chunk(64 * 1024, ' ');
+    LoopbackHTTPServer* endless = nullptr;
+    auto endlessReply = [&](Socket& c, const std::string&) {
         c.writeString("HTTP/1.0 200 OK\r\n\r\n<?xml");
-        while (!endless.stopping())
-            c.writeString(chunk);
-    });
-    useServer(endless.address());
-    alerts.shown.clear();
-    check();
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].message, kNoConnection);
-
+        while (!endless->stopping())
+            c.writeString(std::string(64 * 1024, ' '));
+    };
+    const std::string upToDate = "This version of Fendrel is up to date.";
+    struct Case
+    {
+        LoopbackHTTPServer::Handler handler;
+        std::string title = "Could not connect to server", message = kNoConnection, context = "version net access";
+    };
+    const Case cases[] = {
+        {serving(versions(applicationVersion())), "Up to Date", upToDate, "up to date"},
+        {serving(versions("0.9.5", KLPlist("Maintenance tonight"))), "Up to Date",
+         upToDate + "\n\nKLS Notes: Maintenance tonight", "up to date"},
+        {serving(versions(applicationVersion() + "d", KLPlist(""))), "Up to Date", upToDate, "up to date"},
+        {serving(versions("0.1", KLPlist(42))), "Up to Date", upToDate, "up to date"},
+        {serving(versions("", KLPlist("Maintenance tonight"), false)), "Product Not Found",
+         "This application is not currently listed in Quillmoor's version checking system. Please contact the "
+         "author for more information",
+         "product not found"},
+        {serving("<html><body>Moved</body></html>")}, {serving("")}, {serving(versions("99.0").substr(0, 120))},
+        {serving("\xff\xfe" + versions("99.0"))}, {[](Socket&, const std::string&) {}}, // closes at once
+        {[](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); }}, {serving(deep + "</plist>")},
+        {serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x'))))}, {endlessReply},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        SCOPED_TRACE(i);
+        LoopbackHTTPServer server(cases[i].handler);
+        endless = &server;
+        useServer(server.address());
+        check();
+        EXPECT_EQ(names.size(), cases[i].title == "Up to Date" ? 3u : 2u) << "only an answer updates the time";
+        ASSERT_EQ(alerts.shown.size(), 1u);
+        EXPECT_EQ(std::tuple(alerts.shown[0].title, alerts.shown[0].message, alerts.shown[0].context),
+                  std::tuple(cases[i].title, cases[i].message, cases[i].context));
+        EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
+        EXPECT_FALSE(panel.visible);
+        EXPECT_FALSE(controller.error());
+    }
     // A long reply within the limit is still read.
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving(
-        {{kVersions, versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))}}));
-    useServer(server.address());
-    alerts.shown.clear();
+    auto server = serve(serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))));
     check();
-    EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_TRUE(panel.visible);
-}
-
-TEST_F(SUControllerTest, UnknownHostIsNamedAndForgottenByTheNextCheck)
-{
+    EXPECT_TRUE(alerts.shown.empty() && panel.visible);
+    // An unknown host is named; a refused connection has no reason of its own.
     useServer("300.300.300.300:8080");
     check();
     ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].title, "Could not connect to server");
     EXPECT_EQ(alerts.shown[0].message, kNoConnection + ".\n\n'300.300.300.300' could not be found");
     EXPECT_EQ(controller.error(), std::optional<std::string>("'300.300.300.300' could not be found"));
-
     // A refused connection has no reason of its own.
-    std::uint16_t closed;
-    {
-        Socket probe;
-        probe.bindTo(INADDR_LOOPBACK, 0);
-        closed = probe.localPort();
-    }
+    std::uint16_t closed = LoopbackHTTPServer([](Socket&, const std::string&) {}).port();
     useServer("127.0.0.1:" + std::to_string(closed));
     check();
-    ASSERT_EQ(alerts.shown.size(), 2u);
-    EXPECT_EQ(alerts.shown[1].message, kNoConnection);
+    ASSERT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(alerts.shown[0].message, kNoConnection);
 }
 
-TEST_F(SUControllerTest, SlowServerIsReadUntilItCloses)
+TEST_F(SUControllerTest, SlowServerIsReadUntilItClosesAndACancelEndsIt)
 {
     std::string reply = LoopbackHTTPServer::reply(versions("99.0"));
-    LoopbackHTTPServer server([&](Socket& c, const std::string&) {
-        for (std::size_t at = 0; at < reply.size(); at += 97) {
+    std::unique_ptr<LoopbackHTTPServer> server;
+    server = serve([&](Socket& c, const std::string&) {
+        for (std::size_t at = 0; at < reply.size(); at += 97, server->pause(0.005))
             c.writeString(reply.substr(at, 97));
-            server.pause(0.005);
-        }
     });
-    useServer(server.address());
     auto received = countSegments(kVersions);
     check();
     EXPECT_TRUE(panel.visible);
     EXPECT_EQ(*received, static_cast<std::int64_t>(reply.size()));
-}
 
-TEST_F(SUControllerTest, CancelEndsASlowCheckWithoutResult)
-{
+    panel.visible = false;
     LoopbackHTTPServer slow([&](Socket& c, const std::string&) {
         slow.pause(60);
-        c.writeString(LoopbackHTTPServer::reply(versions("99.0")));
+        c.writeString(reply);
     });
     useServer(slow.address());
+    names.clear();
     controller.checkForNewVersion();
     ASSERT_TRUE(runUntil([&] { return !slow.requests().empty(); }));
     controller.cancel();
     ASSERT_TRUE(runUntil([&] { return seen("KLSWUCancelled"); }));
     runUntil([] { return false; }, 0.2);
     EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUCancelled"}));
-    EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_FALSE(panel.visible);
-
+    EXPECT_TRUE(alerts.shown.empty() && !panel.visible);
     // The next check is not cancelled by the earlier cancel.
-    LoopbackHTTPServer quick(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}}));
-    useServer(quick.address());
+    auto quick = serve(serving(versions("99.0")));
     check();
-    EXPECT_TRUE(seen("KLSWUEnded"));
-    EXPECT_TRUE(panel.visible);
+    EXPECT_TRUE(seen("KLSWUEnded") && panel.visible);
 }
 
-TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpened)
+TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailureKeepsTheOldFile)
 {
-    const std::string body = downloadBody(5 * 1024 * 1024);
-    LoopbackHTTPServer server(
-        LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
-    useServer(server.address());
+    std::string body(5 * 1024 * 1024, '\0'); // bytes of every value, NUL included
+    for (std::uint32_t state = 12345; char& c : body)
+        c = static_cast<char>((state = state * 1103515245 + 12345) >> 16);
+    auto server = serve(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
     check();
     ASSERT_TRUE(panel.visible);
-
-    controller.downloadNewVersion();
-    ASSERT_EQ(alerts.savePanels.size(), 1u);
-    EXPECT_EQ(alerts.savePanels[0],
-              std::make_pair(std::string(std::getenv("HOME")) + "/Desktop", std::string("Fendrel-1.1.tar.gz")));
-
     TempDir dir;
     std::string path = dir.file("Fendrel-1.1.tar.gz");
+    controller.downloadNewVersion();
+    ASSERT_EQ(alerts.savePanels.size(), 1u);
+    EXPECT_EQ(alerts.savePanels[0], std::make_pair(std::string(std::getenv("HOME")) + "/Desktop",
+                                                   std::string("Fendrel-1.1.tar.gz")));
+    alerts.saveHandler(0, path);
+    runUntil([] { return false; }, 0.2);
+    EXPECT_EQ(std::tuple(server->requests().size(), progress.hidden, workspace.files.size(), controller.downloadPath()),
+              std::tuple(std::size_t{1}, true, std::size_t{0}, std::string()))
+        << "a cancelled save panel downloads nothing";
+
+    controller.downloadNewVersion();
     auto received = countSegments(kDownloadPath);
     double closedHeight = panel.height;
     alerts.saveHandler(1, path);
-    EXPECT_FALSE(progress.hidden);
-    EXPECT_GT(panel.height, closedHeight);
+    EXPECT_TRUE(!progress.hidden && panel.height > closedHeight) << "the panel opens its progress bar";
     ASSERT_TRUE(runUntil([&] { return !workspace.files.empty(); }));
-
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
-    EXPECT_FALSE(panel.visible);
-    EXPECT_TRUE(readFile(path) == body);
+    EXPECT_TRUE(!panel.visible && readFile(path) == body);
     std::int64_t replySize = static_cast<std::int64_t>(LoopbackHTTPServer::reply(body).size());
     EXPECT_EQ(*received, replySize);
     EXPECT_EQ(progress.value, static_cast<double>(replySize));
-    EXPECT_EQ(server.requests().back(), requestFor(kDownloadPath));
+    EXPECT_EQ(server->requests().back(), requestFor(kDownloadPath));
     EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("SU Default Folder"), dir.path());
-}
 
-TEST_F(SUControllerTest, CancelledSavePanelDownloadsNothing)
-{
-    LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}}));
-    useServer(server.address());
-    check();
+    // With the server gone the download fails: the old file is kept and still opened.
+    server.reset();
+    workspace.files.clear();
     controller.downloadNewVersion();
-    TempDir dir;
-    alerts.saveHandler(0, dir.file("Fendrel-1.1.tar.gz"));
-    runUntil([] { return false; }, 0.2);
-    EXPECT_EQ(server.requests().size(), 1u);
-    EXPECT_TRUE(progress.hidden);
-    EXPECT_TRUE(workspace.files.empty());
-    EXPECT_EQ(controller.downloadPath(), "");
-}
-
-TEST_F(SUControllerTest, FailedDownloadKeepsTheOldFileAndStillOpensIt)
-{
-    {
-        LoopbackHTTPServer server(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}}));
-        useServer(server.address());
-        check();
-    }
-    controller.downloadNewVersion();
-    TempDir dir;
-    std::string path = dir.write("Fendrel-1.1.tar.gz", "the old download");
-    alerts.saveHandler(1, path); // the server is gone by now
+    alerts.saveHandler(1, path);
     ASSERT_TRUE(runUntil([&] { return !workspace.files.empty(); }));
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
-    EXPECT_EQ(readFile(path), "the old download");
+    EXPECT_TRUE(readFile(path) == body);
 }
 
 TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
 {
-    LoopbackHTTPServer server([&](Socket& c, const std::string&) {
-        server.pause(0.2);
+    std::unique_ptr<LoopbackHTTPServer> server;
+    server = serve([&](Socket& c, const std::string&) {
+        server->pause(0.2);
         c.writeString(LoopbackHTTPServer::reply(versions("99.0")));
     });
-    useServer(server.address());
     {
         KLSUController doomed;
-        KLSUControllerOutlets outlets;
-        outlets.alerts = &alerts;
-        outlets.swuPanel = &panel;
-        doomed.setOutlets(outlets);
+        doomed.setOutlets({.swuPanel = &panel, .alerts = &alerts});
         doomed.checkForNewVersion();
-        ASSERT_TRUE(runUntil([&] { return !server.requests().empty(); }));
+        ASSERT_TRUE(runUntil([&] { return !server->requests().empty(); }));
     }
     runUntil([] { return false; }, 0.5);
-    EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_FALSE(panel.visible);
+    EXPECT_TRUE(alerts.shown.empty() && !panel.visible);
 }
 
-TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
+TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndURLPathsDropTheRest)
 {
-    EXPECT_EQ(KLUpdateServer::parse("updates.example.org"), (KLUpdateServer{"updates.example.org", 80}));
-    EXPECT_EQ(KLUpdateServer::parse(" 127.0.0.1:8080\n"), (KLUpdateServer{"127.0.0.1", 8080}));
-    EXPECT_EQ(KLUpdateServer::parse("host:65535"), (KLUpdateServer{"host", 65535}));
     // A port that is no port stays in the name, so the lookup names it.
-    for (const char* text : {"host:0", "host:65536", "host:http", "host:", "host:+81", "host:8 0"})
-        EXPECT_EQ(KLUpdateServer::parse(text), (KLUpdateServer{text, 80})) << text;
-}
-
-TEST(UpdateServerTest, DefaultIsRegisteredWithThePane)
-{
-    FendrelPref::initialize();
-    EXPECT_EQ(FendrelPref::registeredDefaults()["Update Server"], KLPlist(KLUpdateServer::kDefaultServer));
+    const std::pair<const char*, KLUpdateServer> cases[] = {
+        {"updates.example.org", {"updates.example.org", 80}}, {" 127.0.0.1:8080\n", {"127.0.0.1", 8080}},
+        {"host:65535", {"host", 65535}}, {"host:0", {"host:0", 80}}, {"host:65536", {"host:65536", 80}},
+        {"host:http", {"host:http", 80}}, {"host:", {"host:", 80}}, {"host:+81", {"host:+81", 80}},
+        {"host:8 0", {"host:8 0", 80}}};
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(KLUpdateServer::parse(text), expected) << text;
+    FendrelPref::initialize(); // without a setting the registered default server is asked
     KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
     EXPECT_EQ(KLUpdateServer::fromDefaults(), (KLUpdateServer{KLUpdateServer::kDefaultServer, 80}));
-}
-
-TEST(UpdateURLTest, PathOfURLDropsSchemeHostQueryAndFragment)
-{
-    EXPECT_EQ(KLSUController::pathOfURL("http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top"), "/d/Fendrel 1.1.tgz");
-    EXPECT_EQ(KLSUController::pathOfURL("http://mirror.example"), "/");
-    EXPECT_EQ(KLSUController::pathOfURL("/d/file.tgz"), "/d/file.tgz");
-    EXPECT_EQ(KLSUController::pathOfURL(""), "/");
+    // A URL's path drops scheme, host, query and fragment.
+    const std::pair<const char*, const char*> urls[] = {
+        {"http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top", "/d/Fendrel 1.1.tgz"},
+        {"http://mirror.example", "/"}, {"/d/file.tgz", "/d/file.tgz"}, {"", "/"}};
+    for (auto [url, path] : urls)
+        EXPECT_EQ(KLSUController::pathOfURL(url), path) << url;
 }
 
 } // namespace

@@ -9,9 +9,10 @@
 
 namespace {
 
+using Raised = std::pair<std::string, std::string>;
+
 // Runs the statement and returns the name and reason it raised.
-template <class F>
-std::pair<std::string, std::string> raised(F&& f)
+Raised raised(const std::function<void()>& f)
 {
     try {
         f();
@@ -22,7 +23,8 @@ std::pair<std::string, std::string> raised(F&& f)
     return {"(nothing raised)", ""};
 }
 
-// A listener on the loopback and a free port.
+Raised same(const char* text) { return {text, text}; }
+
 std::unique_ptr<Socket> loopbackListener()
 {
     auto listener = Socket::socket();
@@ -31,13 +33,19 @@ std::unique_ptr<Socket> loopbackListener()
     return listener;
 }
 
-// A connected pair: client and the accepted server side.
+// What arrives on a connection within five seconds, up to the given size.
+std::string receive(Socket& socket, std::size_t size)
+{
+    std::string received;
+    while (received.size() < size && socket.isReadableWithin(5))
+        socket.readData(&received);
+    return received;
+}
+
+// A client connected to a listener, and the accepted server side.
 struct Pair
 {
-    std::unique_ptr<Socket> listener = loopbackListener();
-    std::unique_ptr<Socket> client = Socket::socket();
-    std::unique_ptr<Socket> server;
-
+    std::unique_ptr<Socket> listener = loopbackListener(), client = Socket::socket(), server;
     Pair()
     {
         client->connectToHostName("127.0.0.1", listener->localPort());
@@ -45,66 +53,27 @@ struct Pair
     }
 };
 
-// A port on the loopback on which nothing listens.
-std::uint16_t closedPort()
-{
-    auto probe = loopbackListener();
-    return probe->localPort();
-}
-
-TEST(SocketTest, ConnectSendAndReceiveBothWays)
+TEST(SocketTest, ConnectSendReceiveAndAccept)
 {
     Pair pair;
-    EXPECT_TRUE(pair.client->isConnected());
-    EXPECT_EQ(pair.client->remoteHostName(), "127.0.0.1");
-    EXPECT_EQ(pair.client->remotePort(), pair.listener->localPort());
-    EXPECT_EQ(pair.server->remoteHostName(), "127.0.0.1");
-    EXPECT_EQ(pair.server->remotePort(), pair.client->localPort());
-    EXPECT_TRUE(pair.listener->isListening());
-
-    EXPECT_FALSE(pair.server->isReadable());
-    EXPECT_TRUE(pair.client->isWritable());
+    EXPECT_TRUE(pair.client->isConnected() && pair.listener->isListening());
+    EXPECT_EQ(std::pair(pair.client->remoteHostName(), pair.client->remotePort()),
+              std::pair(std::string("127.0.0.1"), pair.listener->localPort()));
+    EXPECT_EQ(std::pair(pair.server->remoteHostName(), pair.server->remotePort()),
+              std::pair(std::string("127.0.0.1"), pair.client->localPort()));
+    EXPECT_EQ(std::pair(pair.server->isReadable(), pair.client->isWritable()), std::pair(false, true));
     pair.client->writeString("héllo\n");
     ASSERT_TRUE(pair.server->isReadableWithin(5));
     EXPECT_TRUE(pair.server->isReadable());
     std::string received = "kept:";
     EXPECT_EQ(pair.server->readData(&received), 7u);
     EXPECT_EQ(received, "kept:héllo\n");
-
     std::string big(100000, 'x');
     std::thread writer([&] { pair.server->writeData(big); });
-    std::string back;
-    while (back.size() < big.size() && pair.client->isReadableWithin(5))
-        pair.client->readData(&back);
+    EXPECT_EQ(receive(*pair.client, big.size()), big);
     writer.join();
-    EXPECT_EQ(back, big);
-}
 
-TEST(SocketTest, ReadDataTellsClosedFromNotYetThere)
-{
-    Pair pair;
-    pair.client->setBlocking(false);
-    std::string buffer;
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_TRUE(pair.client->isConnected());
-    pair.client->setBlocking(true);
-
-    pair.server->writeString("bye");
-    pair.server.reset(); // destruction closes the connection
-    ASSERT_TRUE(pair.client->isReadableWithin(5));
-    EXPECT_EQ(pair.client->readData(&buffer), 3u);
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_FALSE(pair.client->isConnected());
-    EXPECT_EQ(pair.client->descriptor(), -1);
-    EXPECT_EQ(pair.client->remoteHostName(), "");
-    EXPECT_EQ(pair.client->remotePort(), 0);
-    EXPECT_EQ(buffer, "bye");
-}
-
-TEST(SocketTest, ReadBufferSizeLimitsOneReceive)
-{
-    Pair pair;
-    EXPECT_EQ(pair.server->readBufferSize(), 4096u);
+    // A read buffer size limits one receive.
     pair.server->setReadBufferSize(4);
     EXPECT_EQ(pair.server->readBufferSize(), 4u);
     pair.client->writeString("0123456789");
@@ -113,30 +82,58 @@ TEST(SocketTest, ReadBufferSizeLimitsOneReceive)
     EXPECT_EQ(pair.server->readData(&buffer), 4u);
     EXPECT_EQ(buffer, "0123");
     EXPECT_THROW(pair.server->setReadBufferSize(0), KLInvalidParameter);
+    // Accepting turns the listener into the connection unless it keeps listening.
+    auto listener = loopbackListener();
+    std::uint16_t port = listener->localPort();
+    std::vector<std::unique_ptr<Socket>> clients, peers;
+    for (std::size_t i = 0; i < 3; ++i) {
+        clients.push_back(Socket::socket());
+        clients.back()->connectToHostName("127.0.0.1", port);
+        peers.push_back(listener->acceptConnectionAndKeepListening());
+        EXPECT_EQ(std::pair(listener->isListening(), listener->isConnected()), std::pair(true, false));
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        clients[i]->writeString(std::to_string(i));
+        EXPECT_EQ(receive(*peers[i], 1), std::to_string(i));
+    }
+    // A numeric short form: the client keeps the name it was given, the
+    // accepting side sees the dotted address.
+    Socket client;
+    client.connectToHostName("127.1", port);
+    EXPECT_EQ(client.remoteHostName(), "127.1");
+    listener->acceptConnection();
+    EXPECT_EQ(std::pair(listener->isConnected(), listener->isListening()), std::pair(true, false));
+    EXPECT_EQ(std::pair(listener->remoteHostName(), listener->remotePort()),
+              std::pair(std::string("127.0.0.1"), client.localPort()));
+    client.writeString("ping");
+    EXPECT_EQ(receive(*listener, 4), "ping");
+    // The listening descriptor is gone: nobody else can connect.
+    Socket late;
+    EXPECT_EQ(raised([&] { late.connectToHostName("127.0.0.1", port); }),
+              Raised("Socket: Connect failed", "Socket: Connect failed: Connection refused"));
+    EXPECT_FALSE(late.isConnected());
 }
 
 TEST(SocketTest, PreconditionsAreTestedInOrder)
 {
-    using Result = std::pair<std::string, std::string>;
-    auto same = [](const char* text) { return Result{text, text}; };
-
     Socket fresh;
-    EXPECT_EQ(raised([&] { fresh.isReadable(); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.isWritable(); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.writeData("x"); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.writeString("x"); }), same("Socket: Not connected"));
     std::string buffer;
-    EXPECT_EQ(raised([&] { fresh.readData(&buffer); }), same("Socket: Not connected"));
-    EXPECT_EQ(raised([&] { fresh.acceptConnection(); }), same("Socket: Not listening"));
-    EXPECT_EQ(raised([&] { fresh.acceptConnectionAndKeepListening(); }), same("Socket: Not listening"));
+    Pair pair;
+    // Connected wins over not listening.
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { fresh.isReadable(); }, "Socket: Not connected"},
+        {[&] { fresh.isWritable(); }, "Socket: Not connected"},
+        {[&] { fresh.writeData("x"); }, "Socket: Not connected"},
+        {[&] { fresh.writeString("x"); }, "Socket: Not connected"},
+        {[&] { fresh.readData(&buffer); }, "Socket: Not connected"},
+        {[&] { fresh.acceptConnection(); }, "Socket: Not listening"},
+        {[&] { fresh.acceptConnectionAndKeepListening(); }, "Socket: Not listening"},
+        {[&] { pair.client->connectToHostName("127.0.0.1", pair.listener->localPort()); }, "Socket: Already connected"},
+        {[&] { pair.client->acceptConnection(); }, "Socket: Already connected"}};
+    for (const auto& [op, expected] : cases)
+        EXPECT_EQ(raised(op), same(expected));
     // An empty text sends nothing and checks nothing.
     EXPECT_EQ(raised([&] { fresh.writeString(""); }).first, "(nothing raised)");
-
-    Pair pair;
-    EXPECT_EQ(raised([&] { pair.client->connectToHostName("127.0.0.1", pair.listener->localPort()); }),
-              same("Socket: Already connected"));
-    // Connected wins over not listening.
-    EXPECT_EQ(raised([&] { pair.client->acceptConnection(); }), same("Socket: Already connected"));
 
     pair.client->close();
     pair.client->close();
@@ -149,63 +146,11 @@ TEST(SocketTest, PreconditionsAreTestedInOrder)
     // The buffer is checked before anything else.
     EXPECT_EQ(raised([&] { pair.client->readData(nullptr); }), same("Socket: Invalid buffer"));
     EXPECT_EQ(raised([&] { pair.client->setBlocking(false); }),
-              Result("Socket: Fcntl failed", "Socket: Fcntl failed: Bad file descriptor"));
+              Raised("Socket: Fcntl failed", "Socket: Fcntl failed: Bad file descriptor"));
 }
 
-TEST(SocketTest, AcceptConnectionTurnsTheListenerIntoTheConnection)
+TEST(SocketTest, FailuresCarryTheSystemTextAndClosedIsToldFromNotYetThere)
 {
-    auto listener = loopbackListener();
-    std::uint16_t port = listener->localPort();
-    Socket client;
-    // A numeric short form: the client keeps the name it was given, the
-    // accepting side sees the dotted address.
-    client.connectToHostName("127.1", port);
-    EXPECT_EQ(client.remoteHostName(), "127.1");
-    listener->acceptConnection();
-    EXPECT_TRUE(listener->isConnected());
-    EXPECT_FALSE(listener->isListening());
-    EXPECT_EQ(listener->remoteHostName(), "127.0.0.1");
-    EXPECT_EQ(listener->remotePort(), client.localPort());
-
-    client.writeString("ping");
-    ASSERT_TRUE(listener->isReadableWithin(5));
-    std::string buffer;
-    listener->readData(&buffer);
-    EXPECT_EQ(buffer, "ping");
-
-    // The listening descriptor is gone: nobody else can connect.
-    Socket late;
-    EXPECT_EQ(raised([&] { late.connectToHostName("127.0.0.1", port); }).first, "Socket: Connect failed");
-}
-
-TEST(SocketTest, KeepListeningServesSeveralPeers)
-{
-    auto listener = loopbackListener();
-    std::vector<std::unique_ptr<Socket>> clients, peers;
-    for (int i = 0; i < 3; ++i) {
-        clients.push_back(Socket::socket());
-        clients.back()->connectToHostName("127.0.0.1", listener->localPort());
-        peers.push_back(listener->acceptConnectionAndKeepListening());
-        EXPECT_TRUE(listener->isListening());
-        EXPECT_FALSE(listener->isConnected());
-    }
-    for (int i = 0; i < 3; ++i) {
-        clients[static_cast<std::size_t>(i)]->writeString(std::to_string(i));
-        ASSERT_TRUE(peers[static_cast<std::size_t>(i)]->isReadableWithin(5));
-        std::string buffer;
-        peers[static_cast<std::size_t>(i)]->readData(&buffer);
-        EXPECT_EQ(buffer, std::to_string(i));
-    }
-}
-
-TEST(SocketTest, FailuresCarryTheSystemText)
-{
-    Socket refused;
-    EXPECT_EQ(raised([&] { refused.connectToHostName("127.0.0.1", closedPort()); }),
-              std::make_pair(std::string("Socket: Connect failed"),
-                             std::string("Socket: Connect failed: Connection refused")));
-    EXPECT_FALSE(refused.isConnected());
-
     // Dotted numbers that are no address: the resolver refuses them itself,
     // so no name server is asked.
     for (const char* host : {"300.300.300.300", "1.2.3.4.5", "999.0.0.1"}) {
@@ -214,21 +159,28 @@ TEST(SocketTest, FailuresCarryTheSystemText)
         EXPECT_EQ(name, "Socket: Host not found") << host;
         EXPECT_EQ(reason.rfind("Socket: Host not found: ", 0), 0u) << reason;
     }
-
     auto busy = loopbackListener();
     Socket second;
     EXPECT_EQ(raised([&] { second.bindTo(INADDR_LOOPBACK, busy->localPort()); }),
-              std::make_pair(std::string("Socket: Bind failed"),
-                             std::string("Socket: Bind failed: Address already in use")));
-}
-
-TEST(SocketTest, DottedAddresses)
-{
+              Raised("Socket: Bind failed", "Socket: Bind failed: Address already in use"));
     in_addr address{};
     address.s_addr = htonl(0x0A010203);
     EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "10.1.2.3");
-    address.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "127.0.0.1");
+    // Reading tells a closed connection from data not there yet.
+    Pair pair;
+    pair.client->setBlocking(false);
+    std::string buffer;
+    EXPECT_EQ(pair.client->readData(&buffer), 0u);
+    EXPECT_TRUE(pair.client->isConnected());
+    pair.client->setBlocking(true);
+    pair.server->writeString("bye");
+    pair.server.reset(); // destruction closes the connection
+    ASSERT_TRUE(pair.client->isReadableWithin(5));
+    EXPECT_EQ(pair.client->readData(&buffer), 3u);
+    EXPECT_EQ(pair.client->readData(&buffer), 0u);
+    EXPECT_FALSE(pair.client->isConnected());
+    EXPECT_EQ(std::tuple(pair.client->descriptor(), pair.client->remoteHostName(), pair.client->remotePort(), buffer),
+              std::tuple(-1, std::string(), std::uint16_t{0}, std::string("bye")));
 }
 
 } // namespace
