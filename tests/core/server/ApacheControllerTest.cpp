@@ -1,0 +1,590 @@
+#include "FakeAuthorizationView.h"
+#include "FakeOutlets.h"
+#include "FakePaneContext.h"
+#include "FendrelPref.h"
+#include "KLApacheController.h"
+#include "KLAssert.h"
+#include "KLBundle.h"
+#include "KLFileExtensions.h"
+#include "KLHelperTool.h"
+#include "KLLog.h"
+#include "KLPlainRunLoop.h"
+#include "KLStringExtensions.h"
+#include "KLTextFile.h"
+#include "KLUserDefaults.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <tuple>
+#include <unistd.h>
+
+namespace {
+
+using Calls = std::vector<std::vector<std::string>>;
+
+std::vector<std::string> ctl(const std::string& command) { return {"-operation", "ctl", "-data", command}; }
+
+// Records the helper's runs; for a file replacement, what the temporary file held then.
+class FakeHelperTool : public KLHelperTool {
+public:
+    bool isHelperSetUID() const override { return setUID; }
+    int webcheckWithArgs(const std::vector<std::string>& arguments) const override
+    {
+        calls.push_back(arguments);
+        if (arguments.size() == 6 && arguments[1] == "webcheck")
+            replacements.push_back(KLTextFile::readBytes(arguments[5]).value_or("<unreadable>"));
+        return result;
+    }
+
+    bool setUID = true;
+    int result = 0;
+    mutable std::vector<std::vector<std::string>> calls;
+    mutable std::vector<std::string> replacements;
+};
+
+// A run loop that remembers the delay and the timer of each one-shot timer.
+class RecordingRunLoop : public KLPlainRunLoop {
+public:
+    std::shared_ptr<KLTimer> scheduleOnce(double seconds, std::function<void()> fn) override
+    {
+        auto timer = KLPlainRunLoop::scheduleOnce(seconds, std::move(fn));
+        once.emplace_back(seconds, timer);
+        return timer;
+    }
+    std::vector<std::pair<double, std::shared_ptr<KLTimer>>> once;
+};
+
+// A controller with fake outlets and helper, the configuration in its own folder and its own run loop.
+class ApacheControllerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ::setenv("FENDREL_LAYOUT", "macos", 1);
+        FendrelPref::initialize();
+        KLRunLoop::setMain(loop);
+        KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
+        d.setBool(true, "Override Conf Directory Location");
+        d.setObject(dir.path(), "Apache Conf Directory");
+        d.setObject("httpd.conf", "Apache Conf File");
+        d.setBool(false, "Override Log Directory");
+        d.setBool(true, "Graceful Restart");
+        d.setDouble(2.0, "ApacheCheckInterval");
+        outlets = {.toggleButton = &toggleButton, .restartButton = &restartButton, .gracefulSwitch = &gracefulSwitch,
+                   .configCheckButton = &configCheckButton, .configCheckStatus = &configCheckStatus,
+                   .configErrorView = &configErrorView, .logPicker = &logPicker, .logDisplayButton = &logDisplayButton,
+                   .webcheckButton = &webcheckButton, .authView = &authView, .workspace = &workspace};
+    }
+    void TearDown() override
+    {
+        controller.reset();
+        KLRunLoop::setMain(nullptr);
+        ::unsetenv("FENDREL_LAYOUT");
+    }
+
+    KLApacheController& make()
+    {
+        controller = std::make_unique<KLApacheController>(helper);
+        controller->setStatusDisplay(&status);
+        controller->setProcessLister([this] { return ++listings, processes; });
+        return *controller;
+    }
+    KLApacheController& makeAwake()
+    {
+        make().awakeFromNib(outlets);
+        EXPECT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60));
+        return *controller;
+    }
+    std::string script(const std::string& name, const std::string& body)
+    {
+        std::string path = dir.write(name, "#!/bin/sh\n" + body);
+        ::chmod(path.c_str(), 0755);
+        return path;
+    }
+
+    TempDir dir;
+    std::shared_ptr<RecordingRunLoop> loop = std::make_shared<RecordingRunLoop>();
+    std::shared_ptr<FakeHelperTool> helper = std::make_shared<FakeHelperTool>();
+    FakePaneContext pane;
+    std::vector<std::string> processes;
+    int listings = 0;
+    FakeButton toggleButton, restartButton, gracefulSwitch, configCheckButton, logDisplayButton, webcheckButton;
+    FakeTextField configCheckStatus, status;
+    FakeTextView configErrorView;
+    FakePopUpButton logPicker;
+    FakeAuthorizationView authView;
+    FakeWorkspace workspace;
+    KLApacheControllerOutlets outlets;
+    std::unique_ptr<KLApacheController> controller;
+};
+
+using ApacheControlTest = ApacheControllerTest;
+using ApacheConfigTest = ApacheControllerTest;
+
+std::vector<std::string> sorted(std::vector<std::string> v)
+{
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
+// Runs `fn` and counts the log lines it writes that begin with `start`.
+long loggedLines(const std::string& start, const std::function<void()>& fn)
+{
+    std::vector<std::string> lines;
+    KLSetLogSink([&](const std::string& line) { lines.push_back(line); });
+    fn();
+    KLSetLogSink(nullptr);
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.starts_with(start); });
+}
+
+TEST_F(ApacheControlTest, StateAndLockShowInTitlesStatusColoursAndEnabledActions)
+{
+    helper->setUID = false;
+    KLApacheController& controller = makeAwake();
+    const std::string id = KLBundle::main().identifier();
+    ASSERT_EQ(authView.rights.size(), 3u);
+    EXPECT_EQ(std::tuple(authView.rights[0].name, authView.rights[1].name, authView.rights[2].name),
+              std::tuple(id + ".webcheck", id + ".apachectl", "system.privilege.admin"));
+    EXPECT_EQ(authView.rights[2].value, controller.helperPath().value_or("?"));
+    EXPECT_EQ(std::tuple(authView.delegate, authView.statusUpdates), std::tuple(&controller, 1));
+    const auto& colors = controller.colors();
+    auto shown = [&] {
+        return std::tuple(toggleButton.title(), toggleButton.isEnabled(), restartButton.isEnabled(),
+                          gracefulSwitch.isEnabled(), webcheckButton.isEnabled(), status.stringValue(),
+                          status.textColor());
+    };
+    const std::string stopped = "Apache status: Stopped", running = "Apache status: Running";
+    // The closed lock was reported on waking up; with it open, restart only for a running server.
+    const struct {
+        bool authorized;
+        int state;
+        std::tuple<std::string, bool, bool, bool, bool, std::string, std::string> expected;
+    } steps[] = {
+        {false, 0, {"Start Apache", false, false, false, false, stopped, colors.at("apacheNotRunning")}},
+        {true, 0, {"Start Apache", true, false, false, true, stopped, colors.at("apacheNotRunning")}},
+        {true, 1, {"Stop Apache", true, true, true, true, running, colors.at("statusFine")}},
+        {false, 1, {"Stop Apache", false, false, false, false, running, colors.at("statusFine")}},
+        {true, 0, {"Start Apache", true, false, false, true, stopped, colors.at("apacheNotRunning")}},
+        {true, 2, {"Start Apache", true, false, false, true, stopped, colors.at("apacheNotRunning")}},
+    };
+    for (const auto& step : steps) {
+        authView.setAuthorized(step.authorized);
+        controller.setApacheState(step.state);
+        EXPECT_EQ(shown(), step.expected) << step.authorized << " " << step.state;
+    }
+    EXPECT_TRUE(controller.isApacheRunning()) << "other states are only stored";
+    controller.setApacheState(0);
+    EXPECT_FALSE(controller.isApacheRunning());
+    helper->setUID = true;
+    makeAwake();
+    EXPECT_EQ(authView.rights.size(), 2u);
+}
+
+TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning)
+{
+    for (auto [layout, name] : {std::pair{"macos", "httpd"}, std::pair{"debian", "apache2"}}) {
+        ::setenv("FENDREL_LAYOUT", layout, 1);
+        KLApacheController& controller = make();
+        processes = {"bash", "httpd-worker", "xhttpd", "Httpd", layout == std::string("debian") ? "httpd" : "apache2"};
+        controller.checkApacheStatus();
+        EXPECT_EQ(status.stringValue(), "Apache status: Stopped") << layout;
+        processes.push_back(name);
+        controller.checkApacheStatus();
+        EXPECT_EQ(status.stringValue(), "Apache status: Running") << layout;
+    }
+}
+
+TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater)
+{
+    KLApacheController& controller = makeAwake();
+    processes = {"httpd"};
+    controller.setApacheState(1);
+    std::size_t timers = loop->once.size();
+    controller.toggleApache();
+    ASSERT_EQ(loop->once.size(), timers + 1);
+    EXPECT_EQ(loop->once.back().first, 2.0);
+    EXPECT_EQ(toggleButton.title(), "Start Apache"); // optimistic at once, whatever the tool did
+    loop->runPending();
+    EXPECT_EQ(toggleButton.title(), "Start Apache");
+    EXPECT_TRUE(loop->runUntil([&] { return toggleButton.title() == "Stop Apache"; }, 10));
+    EXPECT_EQ(listings, 1);
+    controller.setApacheState(0);
+    controller.toggleApache();
+    controller.resetApache();
+    gracefulSwitch.setState(0);
+    controller.toggleGraceful(gracefulSwitch);
+    EXPECT_FALSE(KLUserDefaults::standardUserDefaults().boolForKey("Graceful Restart"));
+    controller.resetApache();
+    EXPECT_EQ(helper->calls, (Calls{ctl("stop"), ctl("start"), ctl("graceful"), ctl("restart")}));
+    EXPECT_FALSE(makeAwake().isGraceful()); // a new controller takes the stored setting
+    EXPECT_EQ(gracefulSwitch.state(), 0);
+}
+
+TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
+{
+    KLApacheController& controller = make();
+    for (const char* command : {"graceful;id", "-k", "Stop", ""}) {
+        try {
+            controller.apachectl(command);
+            ADD_FAILURE() << command << " was accepted";
+        } catch (const KLInvalidParameter& e) {
+            EXPECT_STREQ(e.what(), "Invalid parameter not satisfying: [validCommands containsObject:command]");
+        }
+    }
+    EXPECT_TRUE(helper->calls.empty());
+}
+
+TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput)
+{
+    KLApacheController& controller = makeAwake();
+    EXPECT_TRUE(configErrorView.isHidden());
+    const auto& colors = controller.colors();
+    // Only stderr is shown, without its very last line feed; a missing program shows no output.
+    const struct {
+        std::string program, status, color;
+        std::optional<std::string> errors;
+    } runs[] = {
+        {script("apachectl", "echo \"stdout is not shown\"\n[ \"$1\" = configtest ] || exit 3\n"
+                             "printf 'AH00526: Syntax error on line 3\\nInvalid command\\n\\n' >&2\nexit 1\n"),
+         "Syntax Errors Encountered!", colors.at("configError"), "AH00526: Syntax error on line 3\nInvalid command\n"},
+        {script("apachectl-ok", "echo 'Syntax OK' >&2\n"), "Syntax OK", colors.at("configSuccess"), ""},
+        {dir.file("missing-apachectl"), "Syntax Errors Encountered!", colors.at("configError"), std::nullopt},
+    };
+    for (const auto& run : runs) {
+        controller.setControlProgram(run.program);
+        controller.checkApacheConfig();
+        EXPECT_EQ(std::tuple(configCheckStatus.stringValue(), configCheckStatus.textColor()),
+                  std::tuple(run.status, run.color));
+        if (!run.errors)
+            continue;
+        EXPECT_EQ(std::tuple(configErrorView.isHidden(), controller.errorPanelIsVisible()),
+                  std::tuple(run.errors->empty(), !run.errors->empty()));
+        EXPECT_TRUE(run.errors->empty() || configErrorView.string() == *run.errors) << configErrorView.string();
+    }
+    EXPECT_TRUE(helper->calls.empty()) << "the test runs without the helper";
+}
+
+TEST_F(ApacheControlTest, PollingRunsWhileEnabledAndPendingRechecksDieWithTheController)
+{
+    KLUserDefaults::standardUserDefaults().setDouble(0.02, "ApacheCheckInterval");
+    KLApacheController& controller = makeAwake();
+    controller.enable();
+    controller.enable();
+    EXPECT_EQ(std::tuple(controller.isEnabled(), listings, status.stringValue()), std::tuple(true, 1, ""))
+        << "one look for the notice at once, the status line's first one interval later";
+    ASSERT_TRUE(loop->runUntil([&] { return listings >= 5; }, 10));
+    authView.setAuthorized(true);
+    controller.disable();
+    EXPECT_EQ(std::tuple(controller.isEnabled(), authView.deauthorizations, toggleButton.isEnabled()),
+              std::tuple(false, 1, false));
+    int seen = listings;
+    controller.apachectl("start");
+    std::shared_ptr<KLTimer> recheck = loop->once.back().second;
+    EXPECT_TRUE(recheck->isValid());
+    this->controller.reset();
+    EXPECT_FALSE(recheck->isValid()); // run, the recheck would touch the destroyed controller
+    loop->runUntil([] { return false; }, 0.2);
+    EXPECT_EQ(listings, seen);
+}
+
+TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffReportsOnlySuccessAndRestarts)
+{
+    dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
+    dir.mkdir("mods-available");
+    for (const char* on : {"auth_basic", "authn_core", "authn_file", "authz_core", "authz_user", "authz_host"})
+        dir.write(std::string("mods-enabled/") + on + ".load", "");
+    const std::string home = std::getenv("HOME");
+    ::setenv("HOME", dir.path().c_str(), 1);
+    dir.mkdir("Sites");
+    FakeTextField problems;
+    outlets.moduleProblems = &problems;
+    processes = {"httpd"};
+    KLApacheController& controller = makeAwake();
+    gracefulSwitch.setState(0); // the repair's restart is graceful all the same
+    controller.toggleGraceful(gracefulSwitch);
+    EXPECT_EQ(problems.stringValue(), "Group rules need the Apache module authz_groupfile, which is off.\n"
+                                      "Address rules need the Apache module access_compat, which is off.\n"
+                                      "Personal web folders are not served: the Apache module userdir is off.");
+    EXPECT_FALSE(problems.isHidden());
+    controller.webcheck();
+    std::vector<std::string> asked;
+    for (const auto& call : helper->calls)
+        asked.push_back(call.at(1) + " " + call.at(3));
+    EXPECT_EQ(asked, (std::vector<std::string>{"webcheck " + dir.file("httpd.conf"), "module authz_groupfile",
+                                               "module access_compat", "module userdir", "ctl graceful"}));
+    EXPECT_TRUE(controller.lastRepairChanged());
+    EXPECT_EQ(pane.errors, std::vector<int>{0}); // the user's file does not exist (4, not reported)
+
+    for (const char* on : {"authz_groupfile", "access_compat"})
+        dir.write(std::string("mods-enabled/") + on + ".load", "");
+    ::rmdir(dir.file("Sites").c_str());
+    ::setenv("HOME", home.c_str(), 1);
+    helper->calls.clear();
+    helper->result = 7;
+    controller.webcheck();
+    EXPECT_EQ(helper->calls.size(), 1u) << "userdir only with a personal web folder; no restart after a failure";
+    EXPECT_EQ(std::pair(pane.errors.size(), problems.isHidden()), std::pair(std::size_t{1}, true));
+    dir.write("httpd.conf", "");
+    helper->calls.clear();
+    controller.webcheck();
+    EXPECT_EQ(std::pair(helper->calls.size(), controller.lastRepairChanged()), std::pair(std::size_t{0}, false));
+    controller.setHelperPath(std::nullopt);
+    controller.webcheck();
+    EXPECT_EQ(std::pair(pane.errors, helper->calls.size()), std::pair(std::vector<int>{0, 1}, std::size_t{0}));
+}
+
+// At once, in the web server tab and the access tab's line: the first of
+// missing, stopped, ignoring access files, with the button that fixes it.
+TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt)
+{
+    const char* ignored = "<Directory />\nAllowOverride None\n</Directory>\n";
+    const struct {
+        bool installed, running;
+        const char* conf;
+        std::string text, button, operation; // the notice's start, the button, what it asks; empty: hidden, none
+    } rows[] = {
+        {false, false, ignored, "Apache is not installed", "", ""},
+        {true, false, ignored, "Apache is stopped", "Start Apache", "ctl"},
+        {true, true, ignored, "Apache ignores the access files", "Repair Configuration", "webcheck"},
+        {true, true, "<Directory />\nAllowOverride All\n</Directory>\n", "", "", ""},
+    };
+    FakeTextField serverNotice, accessNotice;
+    FakeButton accessButton;
+    outlets.serverNotice = &serverNotice;
+    outlets.accessNotice = &accessNotice;
+    outlets.accessNoticeButton = &accessButton;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        dir.write("httpd.conf", row.conf);
+        processes = row.running ? std::vector<std::string>{"httpd"} : std::vector<std::string>{};
+        KLApacheController& controller = makeAwake();
+        controller.setControlProgram(row.installed ? script("apachectl", "exit 0") : dir.path() + "/none");
+        controller.enable();
+        for (FakeTextField* field : {&serverNotice, &accessNotice}) {
+            EXPECT_EQ(field->isHidden(), row.text.empty());
+            EXPECT_TRUE(field->stringValue().starts_with(row.text)) << field->stringValue();
+        }
+        EXPECT_EQ(std::tuple(accessButton.isHidden(), accessButton.title()), std::tuple(row.button.empty(), row.button));
+        // With the lock closed the button asks for the rights and acts once they come.
+        helper->calls.clear();
+        authView.rightsRequests = 0;
+        controller.fixServerProblem();
+        EXPECT_TRUE(helper->calls.empty());
+        EXPECT_EQ(authView.rightsRequests, row.operation.empty() ? 0 : 1);
+        authView.setAuthorized(true);
+        EXPECT_EQ(helper->calls.empty() ? "" : helper->calls[0][1], row.operation);
+        authView.setAuthorized(false);
+        controller.disable();
+        EXPECT_TRUE(serverNotice.isHidden() && accessNotice.isHidden() && accessButton.isHidden());
+    }
+}
+
+TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
+{
+    KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
+    d.setBool(false, "Override Conf Directory Location");
+    const struct {
+        std::string report, dir, name;
+    } cases[] = {
+        {" -D HTTPD_ROOT=\"/usr\"\n -D SERVER_CONFIG_FILE=\"/private/etc/apache2/httpd.conf\"\n", "/private/etc/apache2",
+         "httpd.conf"},
+        // A relative value is not joined with the server root.
+        {" -D HTTPD_ROOT=\"/etc/apache2\"\n -D SERVER_CONFIG_FILE=\"apache2.conf\"\n", "", "apache2.conf"},
+        {"SERVER_CONFIG_FILE = \"conf/httpd.conf", "conf", "httpd.conf"},
+        {"Server version: nothing else\n", "", ""},
+    };
+    for (const auto& c : cases) { // the report only answers "-V"
+        std::string binary = script("httpd", "[ \"$1\" = -V ] && printf '%s' '" + c.report + "'\necho noise >&2\n");
+        d.setObject(binary, "ApacheBinaryLocation");
+        KLApacheController& controller = make();
+        EXPECT_EQ(std::pair(controller.confFileDir(), controller.confFileName()), std::pair(c.dir, c.name)) << c.report;
+    }
+    d.setObject(dir.file("no-such-binary"), "ApacheBinaryLocation");
+    EXPECT_EQ(make().httpdConfFile(), "");
+}
+
+TEST_F(ApacheConfigTest, OverriddenLocationAndUserFile)
+{
+    KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
+    d.setObject("/etc/httpd/", "Apache Conf Directory");
+    KLApacheController& controller = make();
+    EXPECT_EQ(std::pair(controller.httpdConfFile(), controller.httpdConfRoot()),
+              std::pair(std::string("/etc/httpd/httpd.conf"), std::string("/etc/httpd/")));
+    const char* user = std::getenv("USER");
+    if (user && *user) {
+        EXPECT_EQ(controller.userConfFile(), "/etc/httpd/users/" + std::string(user) + ".conf");
+    }
+    EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/users/") && controller.userConfFile().ends_with(".conf"));
+    d.setObject("people", "Apache User Conf Directory");
+    EXPECT_TRUE(controller.userConfFile().starts_with("/etc/httpd/people/"));
+    d.removeDefaultForKey("Apache User Conf Directory");
+}
+
+TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludes)
+{
+    const std::string logs = dir.mkdir("logs");
+    for (const char* name : {"error_log", "access_log", "nested log", "unquoted_log", "included_log"})
+        dir.write(std::string("logs/") + name, "x");
+    const std::string root = dir.path();
+    dir.write("httpd.conf", "ErrorLog \"" + logs + "/error_log\"\n"
+                            "CustomLog \"" + logs + "/access_log\" common\n"
+                            "CustomLog " + logs + "/unquoted_log common\n"
+                            "CustomLog \"" + logs + "/missing_log\" common\n"
+                            "# CustomLog \"" + logs + "/access_log\" commented\n"
+                            "  Include \"" + root + "/conf.d/*.conf\"\n"
+                            "Include " + root + "/conf.d/*.conf\n"
+                            "Include \"conf.d/relative.conf\"\n");
+    // a.conf includes its own folder again, and b.conf the main file: two cycles.
+    dir.write("conf.d/a.conf", "IncludeOptional \"" + root + "/nested/b.conf\"\n"
+                               "Include \"" + root + "/conf.d/*.conf\"\n");
+    dir.write("nested/b.conf", "\tCustomLog \"" + logs + "/nested log\" combined\n"
+                               "Include \"" + root + "/httpd.conf\"\n"
+                               "ErrorLog \"" + logs + "/access_log\"\n");
+    dir.write("conf.d/relative.conf", "ErrorLog \"" + logs + "/included_log\"\n");
+
+    EXPECT_EQ(loggedLines("Include cycle: ", [&] { makeAwake(); }), 2);
+    KLApacheController& controller = *this->controller;
+
+    // relative.conf is reached from the main file and again from a.conf (no
+    // cycle: listed twice); a.conf including itself and b.conf including the
+    // main file are cycles.
+    EXPECT_EQ(sorted(controller.logs()),
+              sorted({logs + "/error_log", logs + "/access_log", logs + "/included_log", logs + "/included_log",
+                      logs + "/nested log", logs + "/access_log"}));
+    ASSERT_EQ(logPicker.items.size(), 6u);
+    EXPECT_TRUE(logPicker.isEnabled() && logDisplayButton.isEnabled());
+    for (std::size_t i = 0; i < logPicker.items.size(); ++i)
+        EXPECT_EQ(std::pair(logPicker.items[i].title, logPicker.items[i].icon),
+                  std::pair(lastPathComponent(controller.logs()[i]), controller.logs()[i]));
+}
+
+TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged)
+{
+    // Each file includes the next one twice: 2^30 scans unless bounded.
+    dir.write("logs/l", "x");
+    dir.write("httpd.conf", "Include \"" + dir.path() + "/f1.conf\"\n");
+    for (int i = 1; i < 30; ++i) {
+        std::string next = "Include \"" + dir.path() + "/f" + std::to_string(i + 1) + ".conf\"\n";
+        dir.write("f" + std::to_string(i) + ".conf", next + next);
+    }
+    dir.write("f30.conf", "ErrorLog \"" + dir.path() + "/logs/l\"\n");
+    EXPECT_EQ(loggedLines("Include limit reached at ", [&] { makeAwake(); }), 1);
+}
+
+TEST_F(ApacheConfigTest, WithoutAConfigurationNoLogIsFound)
+{
+    KLApacheController& controller = makeAwake();
+    EXPECT_TRUE(controller.logs().empty());
+    EXPECT_FALSE(logPicker.isEnabled() || logDisplayButton.isEnabled());
+}
+
+TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs)
+{
+    KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
+    d.setBool(true, "Override Log Directory");
+    const std::string logs = dir.mkdir("logs");
+    for (const char* name : {"error_log", "access_log.gz", "oldgz", ".hidden"})
+        dir.write(std::string("logs/") + name, "x");
+    d.setObject(logs + "/", "Apache Log Directory");
+    logPicker.items.push_back({"stale", "", false});
+    KLApacheController& controller = makeAwake();
+    EXPECT_EQ(sorted(controller.logs()), sorted({logs + "/error_log", logs + "/.hidden"}));
+    EXPECT_EQ(logPicker.numberOfItems(), 2);
+
+    // Opening goes through the desktop; out of range does nothing.
+    controller.openLogAtIndex(-1);
+    controller.openLogAtIndex(2);
+    EXPECT_TRUE(workspace.files.empty());
+    logPicker.selectItemAtIndex(1);
+    controller.displayLog();
+    EXPECT_EQ(workspace.files, std::vector<std::string>{controller.logs()[1]});
+}
+
+TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
+{
+    auto block = [](const std::string& folder, const char* value) {
+        return "<Directory " + folder + ">\nAllowOverride " + value + "\n</Directory>";
+    };
+    const struct {
+        std::string layout, input, expected;
+        bool changed;
+    } cases[] = {
+        {"macos", "<Directory />\n  AllowOverride None\n</Directory>\nAllowOverride None",
+         "<Directory />\n  AllowOverride All\n</Directory>\nAllowOverride None\n", true},
+        // Before any block, after a block's end, and other values stay.
+        {"macos", "AllowOverride None\n<Directory /x>\nAllowOverride  None # c\nAllowOverride FileInfo\n</Directory>\n",
+         "AllowOverride None\n<Directory /x>\nAllowOverride All # c\nAllowOverride FileInfo\n</Directory>\n\n", true},
+        {"macos", "<Directory \"/Library/WebServer/Documents\">\n\tAllowOverride None\r\n</Directory>\n",
+         "<Directory \"/Library/WebServer/Documents\">\n\tAllowOverride All\r\n</Directory>\n\n", true},
+        {"macos", block("\"/Users/ann/Sites/\"", "None"), block("\"/Users/ann/Sites/\"", "All") + "\n", true},
+        {"macos", block("\"/var/www/html\"", "None"), block("\"/var/www/html\"", "None") + "\n", false},
+        {"debian", block("\"/var/www/html\"", "None"), block("\"/var/www/html\"", "All") + "\n", true},
+        {"debian", block("\"/home/bob/public_html/\"", "None"), block("\"/home/bob/public_html/\"", "All") + "\n", true},
+        {"debian", block("\"/Users/ann/Sites/\"", "None"), block("\"/Users/ann/Sites/\"", "None") + "\n", false},
+        // Every unquoted block counts as the root's.
+        {"debian", block("/var/www/", "None") + "\n<DirectoryMatch \"x\">\nAllowOverride None\n",
+         block("/var/www/", "All") + "\n<DirectoryMatch \"x\">\nAllowOverride None\n\n", true},
+    };
+    const std::string outPath = dir.file("out");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.layout + ": " + c.input);
+        ::setenv("FENDREL_LAYOUT", c.layout.c_str(), 1);
+        int handle = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_GE(handle, 0);
+        EXPECT_EQ(make().grepFile(dir.write("repair.conf", c.input), handle), c.changed);
+        ::close(handle);
+        EXPECT_EQ(readFile(outPath), c.expected);
+    }
+}
+
+TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper)
+{
+    const std::string conf = dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
+    helper->result = 3;
+    KLApacheController& controller = make();
+    EXPECT_EQ(controller.repairConfFile(conf), 3);
+    ASSERT_EQ(helper->calls.size(), 1u);
+    const auto& args = helper->calls[0];
+    ASSERT_EQ(args.size(), 6u);
+    EXPECT_EQ(std::vector<std::string>(args.begin(), args.begin() + 5),
+              (std::vector<std::string>{"-operation", "webcheck", "-file", conf, "-data"}));
+    EXPECT_EQ(helper->replacements[0], "<Directory />\nAllowOverride All\n</Directory>\n\n");
+    EXPECT_FALSE(fileExists(args[5])) << "the temporary copy is removed";
+    EXPECT_EQ(readFile(conf), "<Directory />\nAllowOverride None\n</Directory>\n") << "only the helper replaces";
+
+    // Run even when nothing changes.
+    dir.write("plain.conf", "ServerName x\n");
+    EXPECT_EQ(controller.repairConfFile(dir.file("plain.conf")), 3);
+    EXPECT_EQ(helper->replacements.back(), "ServerName x\n\n");
+}
+
+TEST_F(ApacheConfigTest, RepairRefusesFilesItCannotUse)
+{
+    KLApacheController& controller = make();
+    EXPECT_EQ(controller.repairConfFile(dir.file("missing.conf")), 4);
+    EXPECT_EQ(controller.repairConfFile(dir.write("empty.conf", "")), 9);
+    // Something that exists and cannot be read as text must never be
+    // replaced by an empty copy.
+    EXPECT_EQ(controller.repairConfFile(dir.mkdir("folder.conf")), KLApacheController::kRepairUnreadable);
+    EXPECT_TRUE(helper->calls.empty());
+}
+
+TEST_F(ApacheConfigTest, CheckReportsTheUserFileAndChangesNothing)
+{
+    const std::string broken = "<Directory />\nAllowOverride None\n</Directory>\n";
+    const std::string conf = dir.write("httpd.conf", broken);
+    KLApacheController& controller = make();
+    // Only the second (user) file counts; it does not exist here.
+    EXPECT_FALSE(controller.webcheckCheck());
+    KLUserDefaults::standardUserDefaults().setObject(".", "Apache User Conf Directory");
+    dir.write(lastPathComponent(controller.userConfFile()), broken);
+    EXPECT_TRUE(controller.webcheckCheck());
+    EXPECT_EQ(readFile(conf), broken);
+    KLUserDefaults::standardUserDefaults().removeDefaultForKey("Apache User Conf Directory");
+}
+
+} // namespace
