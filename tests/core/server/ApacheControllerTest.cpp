@@ -231,36 +231,6 @@ TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
     EXPECT_TRUE(helper->calls.empty());
 }
 
-TEST_F(ApacheControlTest, ConfigurationTestShowsTheErrorOutput)
-{
-    KLApacheController& controller = makeAwake();
-    EXPECT_TRUE(configErrorView.isHidden());
-    const auto& colors = controller.colors();
-    // Only stderr is shown, without its very last line feed; a missing program shows no output.
-    const struct {
-        std::string program, status, color;
-        std::optional<std::string> errors;
-    } runs[] = {
-        {script("apachectl", "echo \"stdout is not shown\"\n[ \"$1\" = configtest ] || exit 3\n"
-                             "printf 'AH00526: Syntax error on line 3\\nInvalid command\\n\\n' >&2\nexit 1\n"),
-         "Syntax Errors Encountered!", colors.at("configError"), "AH00526: Syntax error on line 3\nInvalid command\n"},
-        {script("apachectl-ok", "echo 'Syntax OK' >&2\n"), "Syntax OK", colors.at("configSuccess"), ""},
-        {dir.file("missing-apachectl"), "Syntax Errors Encountered!", colors.at("configError"), std::nullopt},
-    };
-    for (const auto& run : runs) {
-        controller.setControlProgram(run.program);
-        controller.checkApacheConfig();
-        EXPECT_EQ(std::tuple(configCheckStatus.stringValue(), configCheckStatus.textColor()),
-                  std::tuple(run.status, run.color));
-        if (!run.errors)
-            continue;
-        EXPECT_EQ(std::tuple(configErrorView.isHidden(), controller.errorPanelIsVisible()),
-                  std::tuple(run.errors->empty(), !run.errors->empty()));
-        EXPECT_TRUE(run.errors->empty() || configErrorView.string() == *run.errors) << configErrorView.string();
-    }
-    EXPECT_TRUE(helper->calls.empty()) << "the test runs without the helper";
-}
-
 TEST_F(ApacheControlTest, PollingRunsWhileEnabledAndPendingRechecksDieWithTheController)
 {
     KLUserDefaults::standardUserDefaults().setDouble(0.02, "ApacheCheckInterval");
@@ -328,52 +298,6 @@ TEST_F(ApacheControlTest, RepairTurnsOnTheModulesThatAreOffReportsOnlySuccessAnd
     controller.setHelperPath(std::nullopt);
     controller.webcheck();
     EXPECT_EQ(std::pair(pane.errors, helper->calls.size()), std::pair(std::vector<int>{0, 1}, std::size_t{0}));
-}
-
-// At once, in the web server tab and the access tab's line: the first of
-// missing, stopped, ignoring access files, with the button that fixes it.
-TEST_F(ApacheControlTest, NoticeSaysWhatKeepsTheServerFromServingAndItsButtonFixesIt)
-{
-    const char* ignored = "<Directory />\nAllowOverride None\n</Directory>\n";
-    const struct {
-        bool installed, running;
-        const char* conf;
-        std::string text, button, operation; // the notice's start, the button, what it asks; empty: hidden, none
-    } rows[] = {
-        {false, false, ignored, "Apache is not installed", "", ""},
-        {true, false, ignored, "Apache is stopped", "Start Apache", "ctl"},
-        {true, true, ignored, "Apache ignores the access files", "Repair Configuration", "webcheck"},
-        {true, true, "<Directory />\nAllowOverride All\n</Directory>\n", "", "", ""},
-    };
-    FakeTextField serverNotice, accessNotice;
-    FakeButton accessButton;
-    outlets.serverNotice = &serverNotice;
-    outlets.accessNotice = &accessNotice;
-    outlets.accessNoticeButton = &accessButton;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        dir.write("httpd.conf", row.conf);
-        processes = row.running ? std::vector<std::string>{"httpd"} : std::vector<std::string>{};
-        KLApacheController& controller = makeAwake();
-        controller.setControlProgram(row.installed ? script("apachectl", "exit 0") : dir.path() + "/none");
-        controller.enable();
-        for (FakeTextField* field : {&serverNotice, &accessNotice}) {
-            EXPECT_EQ(field->isHidden(), row.text.empty());
-            EXPECT_TRUE(field->stringValue().starts_with(row.text)) << field->stringValue();
-        }
-        EXPECT_EQ(std::tuple(accessButton.isHidden(), accessButton.title()), std::tuple(row.button.empty(), row.button));
-        // With the lock closed the button asks for the rights and acts once they come.
-        helper->calls.clear();
-        authView.rightsRequests = 0;
-        controller.fixServerProblem();
-        EXPECT_TRUE(helper->calls.empty());
-        EXPECT_EQ(authView.rightsRequests, row.operation.empty() ? 0 : 1);
-        authView.setAuthorized(true);
-        EXPECT_EQ(helper->calls.empty() ? "" : helper->calls[0][1], row.operation);
-        authView.setAuthorized(false);
-        controller.disable();
-        EXPECT_TRUE(serverNotice.isHidden() && accessNotice.isHidden() && accessButton.isHidden());
-    }
 }
 
 TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -114,46 +112,4 @@ TEST(WebCheckClientTest, InstallsThenRunsWithPathArgumentsAndTokenUnlessRefused)
     ASSERT_EQ(2u, logged.size());
     EXPECT_EQ("Error 126: Authorization failed", logged[0]);
     EXPECT_NE(std::string::npos, logged[1].find("Authorization failed"));
-}
-
-TEST(WebCheckRightsTest, RightsComeFromPolkitForThisProcess)
-{
-    if (::geteuid() == 0) {
-        EXPECT_TRUE(KLAuthorization("/nonexistent/pkcheck").obtainRights(false)) << "root holds both rights";
-    }
-    // The rest as an ordinary user: nobody, in a child, when this test runs as root.
-    std::string folder = "/tmp/fendrel-pkcheck-XXXXXX";
-    ASSERT_TRUE(::mkdtemp(folder.data()));
-    ::chmod(folder.c_str(), 0777);
-    for (int code : {0, 1}) {
-        std::ofstream(folder + "/pkcheck" + std::to_string(code))
-            << "#!/bin/sh\necho \"$*\" >> '" << folder << "/log'\nexit " << code << "\n";
-        ::chmod((folder + "/pkcheck" + std::to_string(code)).c_str(), 0755);
-    }
-    pid_t child = ::fork();
-    if (child == 0) {
-        if (::geteuid() == 0 && (::setresgid(65534, 65534, 65534) != 0 || ::setresuid(65534, 65534, 65534) != 0))
-            ::_exit(10);
-        KLAuthorization granted(folder + "/pkcheck0"), refused(folder + "/pkcheck1");
-        if (!granted.obtainRights(true) || !granted.holdsRights())
-            ::_exit(11);
-        granted.releaseRights();
-        if (granted.holdsRights() || refused.obtainRights(true) || refused.holdsRights())
-            ::_exit(12);
-        std::ofstream(folder + "/subject") << ::getpid() << "," << *KLAuthorization::processStartTime(::getpid())
-                                             << "," << ::getuid();
-        ::_exit(0);
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    std::string subject = readFile(folder + "/subject");
-    std::string asked = readFile(folder + "/log");
-    std::filesystem::remove_all(folder);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    // Both rights asked; a refusal stops at the first; a release or a refusal revokes polkit's kept authorization.
-    const std::string webcheck = "--action-id com.quillmoor.fendrel.webcheck --process " + subject +
-                                 " --allow-user-interaction\n";
-    EXPECT_EQ(webcheck + "--action-id com.quillmoor.fendrel.apachectl --process " + subject +
-                  " --allow-user-interaction\n--revoke-temp\n" + webcheck + "--revoke-temp\n",
-              asked);
 }
