@@ -30,25 +30,10 @@ protected:
     }
     ~AccessVerifierTest() override { KLRunLoop::setMain(nullptr); }
 
-    KLAccessVerifier::Result verify(const std::vector<std::shared_ptr<KLFSItem>>& kept, std::uint16_t port,
-                                    const std::vector<std::string>& logs = {}) {
-        std::vector<KLFSItem*> items;
-        for (const auto& item : kept)
-            items.push_back(item.get());
-        KLAccessVerifier::Result result;
-        bool done = false;
-        verifier.verify(items, *root, KLAccessVerifier::Site{port, "127.0.0.1", "/"}, logs,
-                        [&](const KLAccessVerifier::Result& r) { result = r, done = true; });
-        EXPECT_TRUE(loop->runUntil([&] { return done; }, 30));
-        EXPECT_FALSE(verifier.isVerifying());
-        return result;
-    }
-
     TempDir dir;
     FakePaneContext pane;
     std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
     std::shared_ptr<KLFSItem> root;
-    KLAccessVerifier verifier;
 };
 
 TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
@@ -79,7 +64,8 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
         {7, true, {"10.0.0.1"}, {}, 403, 403, Verdict::Enforced, "keeps this machine's address out"},
     };
     std::map<std::string, int> answers;
-    std::vector<std::shared_ptr<KLFSItem>> items;
+    std::vector<std::shared_ptr<KLFSItem>> kept;
+    std::vector<KLFSItem*> items;
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         const auto& row = rows[i];
         auto item = KLFSItem::create(dir.mkdir("f" + std::to_string(i)), root);
@@ -88,7 +74,8 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
         item->authDict()[KLFSItem::kAllowOrDeny] = row.allowMode;
         item->setAuthStatus(row.status, false);
         answers["/f" + std::to_string(i) + "/"] = row.answered;
-        items.push_back(item);
+        kept.push_back(item);
+        items.push_back(item.get());
     }
     std::string log = dir.write("error.log", "[core:alert] " + items[1]->accessPath() +
                                                  ": Invalid command 'Frobnicate'\n[core:error] another line\n");
@@ -96,12 +83,17 @@ TEST_F(AccessVerifierTest, VerdictOfEachModeAndAnswer)
         connection.writeString("HTTP/1.1 " + std::to_string(answers.at(LoopbackHTTPServer::requestPath(request))) +
                                " X\r\n\r\n");
     });
-    KLAccessVerifier::Result result = verify(items, server.port(), {dir.file("missing.log"), log});
+    KLAccessVerifier verifier;
+    std::optional<KLAccessVerifier::Result> result;
+    verifier.verify(items, *root, KLAccessVerifier::Site{server.port(), "127.0.0.1", "/"}, {dir.file("missing.log"), log},
+                    [&](const KLAccessVerifier::Result& r) { result = r; });
+    ASSERT_TRUE(loop->runUntil([&] { return result.has_value(); }, 30));
+    EXPECT_FALSE(verifier.isVerifying());
 
-    EXPECT_TRUE(result.serverAnswered);
-    ASSERT_EQ(result.checks.size(), std::size(rows));
+    EXPECT_TRUE(result->serverAnswered);
+    ASSERT_EQ(result->checks.size(), std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const KLAccessCheck& check = result.checks[i];
+        const KLAccessCheck& check = result->checks[i];
         EXPECT_EQ(std::tuple(check.expected, check.status, check.verdict),
                   std::tuple(rows[i].expected, rows[i].answered, rows[i].verdict)) << i;
         EXPECT_NE(check.reason.find(rows[i].reasonPart), std::string::npos) << i << ": " << check.reason;
