@@ -172,19 +172,12 @@ TEST_F(ConfParserTest, FilesAreReadWithTheirEncodingAndHitsArriveInOrderWithTheF
     ASSERT_TRUE(p);
     EXPECT_EQ(p->conf(), "Include \"/x\"\n");
 
-    std::string conf;
-    for (int i = 1; i <= 2000; ++i)
-        conf += (i % 2 ? "Include " : "ErrorLog ") + std::to_string(i) + "\n";
-    const std::string path = dir.write("big.conf", conf);
+    const std::string path = dir.write("two.conf", "Include 1\nErrorLog 2\n");
     p = KLConfParser::initWithFile(path);
     ASSERT_TRUE(p);
     p->setTokens({"ErrorLog", "Include"});
     p->setDelegate(recorder);
-    Hits hits = scan(p);
-    ASSERT_EQ(hits.size(), 2000u);
-    for (int i = 1; i <= 2000; ++i)
-        EXPECT_EQ(hits[static_cast<std::size_t>(i - 1)],
-                  (Hit{i % 2 ? "Include" : "ErrorLog", (i % 2 ? "Include " : "ErrorLog ") + std::to_string(i), i, path}));
+    EXPECT_EQ(scan(p), (Hits{{"Include", "Include 1", 1, path}, {"ErrorLog", "ErrorLog 2", 2, path}}));
 }
 
 TEST_F(ConfParserTest, ParseNeedsDelegateAndKeywords)
