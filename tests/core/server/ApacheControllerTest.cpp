@@ -76,9 +76,8 @@ protected:
         d.setBool(true, "Graceful Restart");
         d.setDouble(2.0, "ApacheCheckInterval");
         outlets = {.toggleButton = &toggleButton, .restartButton = &restartButton, .gracefulSwitch = &gracefulSwitch,
-                   .configCheckButton = &configCheckButton, .configCheckStatus = &configCheckStatus,
-                   .configErrorView = &configErrorView, .logPicker = &logPicker, .logDisplayButton = &logDisplayButton,
-                   .webcheckButton = &webcheckButton, .authView = &authView, .workspace = &workspace};
+                   .logPicker = &logPicker, .logDisplayButton = &logDisplayButton, .webcheckButton = &webcheckButton,
+                   .authView = &authView, .workspace = &workspace};
     }
     void TearDown() override
     {
@@ -100,12 +99,6 @@ protected:
         EXPECT_TRUE(loop->runUntil([this] { return !controller->isFindingLogs(); }, 60));
         return *controller;
     }
-    std::string script(const std::string& name, const std::string& body)
-    {
-        std::string path = dir.write(name, "#!/bin/sh\n" + body);
-        ::chmod(path.c_str(), 0755);
-        return path;
-    }
 
     TempDir dir;
     std::shared_ptr<RecordingRunLoop> loop = std::make_shared<RecordingRunLoop>();
@@ -113,18 +106,14 @@ protected:
     FakePaneContext pane;
     std::vector<std::string> processes;
     int listings = 0;
-    FakeButton toggleButton, restartButton, gracefulSwitch, configCheckButton, logDisplayButton, webcheckButton;
-    FakeTextField configCheckStatus, status;
-    FakeTextView configErrorView;
+    FakeButton toggleButton, restartButton, gracefulSwitch, logDisplayButton, webcheckButton;
+    FakeTextField status;
     FakePopUpButton logPicker;
     FakeAuthorizationView authView;
     FakeWorkspace workspace;
     KLApacheControllerOutlets outlets;
     std::unique_ptr<KLApacheController> controller;
 };
-
-using ApacheControlTest = ApacheControllerTest;
-using ApacheConfigTest = ApacheControllerTest;
 
 using Names = std::multiset<std::string>;
 
@@ -138,7 +127,7 @@ long loggedLines(const std::string& start, const std::function<void()>& fn)
     return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.starts_with(start); });
 }
 
-TEST_F(ApacheControlTest, StateAndLockShowInTitlesStatusColoursAndEnabledActions)
+TEST_F(ApacheControllerTest, StateAndLockShowInTitlesStatusColoursAndEnabledActions)
 {
     helper->setUID = false;
     KLApacheController& controller = makeAwake();
@@ -166,14 +155,14 @@ TEST_F(ApacheControlTest, StateAndLockShowInTitlesStatusColoursAndEnabledActions
         {true, 1, {"Stop Apache", true, true, true, true, running, colors.at("statusFine")}},
         {false, 1, {"Stop Apache", false, false, false, false, running, colors.at("statusFine")}},
         {true, 0, {"Start Apache", true, false, false, true, stopped, colors.at("apacheNotRunning")}},
-        {true, 2, {"Start Apache", true, false, false, true, stopped, colors.at("apacheNotRunning")}},
+        {true, 2, {"Start Apache", true, false, false, true, stopped, colors.at("apacheNotRunning")}}, // only stored
     };
     for (const auto& step : steps) {
         authView.setAuthorized(step.authorized);
         controller.setApacheState(step.state);
         EXPECT_EQ(shown(), step.expected) << step.authorized << " " << step.state;
     }
-    EXPECT_TRUE(controller.isApacheRunning()) << "other states are only stored";
+    EXPECT_TRUE(controller.isApacheRunning());
     controller.setApacheState(0);
     EXPECT_FALSE(controller.isApacheRunning());
     helper->setUID = true;
@@ -181,7 +170,7 @@ TEST_F(ApacheControlTest, StateAndLockShowInTitlesStatusColoursAndEnabledActions
     EXPECT_EQ(authView.rights.size(), 2u);
 }
 
-TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning)
+TEST_F(ApacheControllerTest, OnlyTheExactProcessNameCountsAsRunning)
 {
     for (auto [layout, name] : {std::pair{"macos", "httpd"}, std::pair{"debian", "apache2"}}) {
         ::setenv("FENDREL_LAYOUT", layout, 1);
@@ -195,7 +184,7 @@ TEST_F(ApacheControlTest, OnlyTheExactProcessNameCountsAsRunning)
     }
 }
 
-TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater)
+TEST_F(ApacheControllerTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLater)
 {
     KLApacheController& controller = makeAwake();
     controller.setApacheState(1);
@@ -214,7 +203,7 @@ TEST_F(ApacheControlTest, CommandsGoThroughTheHelperAndAreRecheckedTwoSecondsLat
     EXPECT_EQ(gracefulSwitch.state(), 0);
 }
 
-TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
+TEST_F(ApacheControllerTest, UnknownCommandsAreProgrammingErrors)
 {
     KLApacheController& controller = make();
     for (const char* command : {"graceful;id", "-k", "Stop", ""}) {
@@ -228,7 +217,7 @@ TEST_F(ApacheControlTest, UnknownCommandsAreProgrammingErrors)
     EXPECT_TRUE(helper->calls.empty());
 }
 
-TEST_F(ApacheControlTest, PollingRunsWhileEnabledAndPendingRechecksDieWithTheController)
+TEST_F(ApacheControllerTest, PollingRunsWhileEnabledAndPendingRechecksDieWithTheController)
 {
     KLUserDefaults::standardUserDefaults().setDouble(0.02, "ApacheCheckInterval");
     KLApacheController& controller = makeAwake();
@@ -251,7 +240,7 @@ TEST_F(ApacheControlTest, PollingRunsWhileEnabledAndPendingRechecksDieWithTheCon
     EXPECT_EQ(listings, seen);
 }
 
-TEST_F(ApacheControlTest, RepairReportsOnlySuccessAndRestartsAfterIt)
+TEST_F(ApacheControllerTest, RepairReportsOnlySuccessAndRestartsAfterIt)
 {
     dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
     KLApacheController& controller = makeAwake();
@@ -271,7 +260,7 @@ TEST_F(ApacheControlTest, RepairReportsOnlySuccessAndRestartsAfterIt)
     EXPECT_EQ(pane.errors, (std::vector<int>{0, 1}));
 }
 
-TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
+TEST_F(ApacheControllerTest, ConfigurationLocationComesFromTheServerBinary)
 {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(false, "Override Conf Directory Location");
@@ -286,7 +275,8 @@ TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
         {"Server version: nothing else\n", "", ""},
     };
     for (const auto& c : cases) { // the report only answers "-V"
-        std::string binary = script("httpd", "[ \"$1\" = -V ] && printf '%s' '" + c.report + "'\necho noise >&2\n");
+        std::string binary = dir.write("httpd", "#!/bin/sh\n[ \"$1\" = -V ] && printf '%s' '" + c.report + "'\necho noise >&2\n");
+        ::chmod(binary.c_str(), 0755);
         d.setObject(binary, "ApacheBinaryLocation");
         KLApacheController& controller = make();
         EXPECT_EQ(std::pair(controller.confFileDir(), controller.confFileName()), std::pair(c.dir, c.name)) << c.report;
@@ -298,7 +288,7 @@ TEST_F(ApacheConfigTest, ConfigurationLocationComesFromTheServerBinary)
     EXPECT_EQ(make().httpdConfFile(), "/etc/httpd/httpd.conf");
 }
 
-TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOfAConfiguration)
+TEST_F(ApacheControllerTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOfAConfiguration)
 {
     EXPECT_TRUE(makeAwake().logs().empty());
     EXPECT_FALSE(logPicker.isEnabled() || logDisplayButton.isEnabled());
@@ -336,7 +326,7 @@ TEST_F(ApacheConfigTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOfACon
                   std::pair(lastPathComponent(controller.logs()[i]), controller.logs()[i]));
 }
 
-TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged)
+TEST_F(ApacheControllerTest, IncludeExplosionIsBoundedAndLogged)
 {
     // Each file includes the next one twice: 2^30 scans unless bounded.
     dir.write("logs/l", "x");
@@ -349,7 +339,7 @@ TEST_F(ApacheConfigTest, IncludeExplosionIsBoundedAndLogged)
     EXPECT_EQ(loggedLines("Include limit reached at ", [&] { makeAwake(); }), 1);
 }
 
-TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs)
+TEST_F(ApacheControllerTest, OverriddenLogDirectoryListsAllButCompressedLogs)
 {
     KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
     d.setBool(true, "Override Log Directory");
@@ -371,7 +361,7 @@ TEST_F(ApacheConfigTest, OverriddenLogDirectoryListsAllButCompressedLogs)
     EXPECT_EQ(workspace.files, std::vector<std::string>{controller.logs()[1]});
 }
 
-TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
+TEST_F(ApacheControllerTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
 {
     auto block = [](const std::string& folder, const char* value) {
         return "<Directory " + folder + ">\nAllowOverride " + value + "\n</Directory>";
@@ -406,7 +396,7 @@ TEST_F(ApacheConfigTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
     }
 }
 
-TEST_F(ApacheConfigTest, RepairHandsTheRewrittenCopyToTheHelper)
+TEST_F(ApacheControllerTest, RepairHandsTheRewrittenCopyToTheHelper)
 {
     const std::string conf = dir.write("httpd.conf", "<Directory />\nAllowOverride None\n</Directory>\n");
     helper->result = 3;
