@@ -288,7 +288,7 @@ TEST_F(ApacheControllerTest, ConfigurationLocationComesFromTheServerBinary)
     EXPECT_EQ(make().httpdConfFile(), "/etc/httpd/httpd.conf");
 }
 
-TEST_F(ApacheControllerTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOfAConfiguration)
+TEST_F(ApacheControllerTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOrFromTheOverriddenFolder)
 {
     EXPECT_TRUE(makeAwake().logs().empty());
     EXPECT_FALSE(logPicker.isEnabled() || logDisplayButton.isEnabled());
@@ -324,6 +324,23 @@ TEST_F(ApacheControllerTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOf
     for (std::size_t i = 0; i < logPicker.items.size(); ++i)
         EXPECT_EQ(std::pair(logPicker.items[i].title, logPicker.items[i].icon),
                   std::pair(lastPathComponent(controller.logs()[i]), controller.logs()[i]));
+
+    // An overridden folder lists all its files but compressed ones, in place of the picker's old items.
+    KLUserDefaults::standardUserDefaults().setBool(true, "Override Log Directory");
+    for (const char* name : {"access_log.gz", "oldgz", ".hidden"})
+        dir.write(std::string("conf.d/") + name, "x");
+    KLUserDefaults::standardUserDefaults().setObject(dir.file("conf.d/"), "Apache Log Directory");
+    KLApacheController& listed = makeAwake();
+    EXPECT_EQ(Names(listed.logs().begin(), listed.logs().end()),
+              Names({dir.file("conf.d/a.conf"), dir.file("conf.d/relative.conf"), dir.file("conf.d/.hidden")}));
+    EXPECT_EQ(logPicker.numberOfItems(), 3);
+    // Opening goes through the desktop; out of range does nothing.
+    listed.openLogAtIndex(-1);
+    listed.openLogAtIndex(3);
+    EXPECT_TRUE(workspace.files.empty());
+    logPicker.selectItemAtIndex(1);
+    listed.displayLog();
+    EXPECT_EQ(workspace.files, std::vector<std::string>{listed.logs()[1]});
 }
 
 TEST_F(ApacheControllerTest, IncludeExplosionIsBoundedAndLogged)
@@ -337,28 +354,6 @@ TEST_F(ApacheControllerTest, IncludeExplosionIsBoundedAndLogged)
     }
     dir.write("f30.conf", "ErrorLog \"" + dir.path() + "/logs/l\"\n");
     EXPECT_EQ(loggedLines("Include limit reached at ", [&] { makeAwake(); }), 1);
-}
-
-TEST_F(ApacheControllerTest, OverriddenLogDirectoryListsAllButCompressedLogs)
-{
-    KLUserDefaults& d = KLUserDefaults::standardUserDefaults();
-    d.setBool(true, "Override Log Directory");
-    const std::string logs = dir.mkdir("logs");
-    for (const char* name : {"error_log", "access_log.gz", "oldgz", ".hidden"})
-        dir.write(std::string("logs/") + name, "x");
-    d.setObject(logs + "/", "Apache Log Directory");
-    logPicker.items.push_back({"stale", "", false});
-    KLApacheController& controller = makeAwake();
-    EXPECT_EQ(Names(controller.logs().begin(), controller.logs().end()), Names({logs + "/error_log", logs + "/.hidden"}));
-    EXPECT_EQ(logPicker.numberOfItems(), 2);
-
-    // Opening goes through the desktop; out of range does nothing.
-    controller.openLogAtIndex(-1);
-    controller.openLogAtIndex(2);
-    EXPECT_TRUE(workspace.files.empty());
-    logPicker.selectItemAtIndex(1);
-    controller.displayLog();
-    EXPECT_EQ(workspace.files, std::vector<std::string>{controller.logs()[1]});
 }
 
 TEST_F(ApacheControllerTest, RepairRewritesOnlyInsideTheLayoutsBlocks)
