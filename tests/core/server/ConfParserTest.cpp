@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 #include <thread>
 
 namespace {
@@ -20,12 +19,7 @@ struct Hit {
 };
 using Hits = std::vector<Hit>;
 
-std::ostream& operator<<(std::ostream& out, const Hit& hit)
-{
-    return out << hit.token << " @" << hit.number << " [" << hit.line << "] " << hit.file.value_or("(null)");
-}
-
-// Records its hits, and counts them in a counter that outlives it.
+// Counts its hits in a counter that outlives it.
 class Recorder : public KLConfParserDelegate {
 public:
     void parsedToken(KLConfParser&, const std::string& token, const std::string& line, std::int32_t number,
@@ -169,62 +163,24 @@ TEST_F(ConfParserTest, HitsAreLinesWithContentBeginningWithTheKeyword)
 
 TEST_F(ConfParserTest, FilesAreReadWithTheirEncodingAndHitsArriveInOrderWithTheFile)
 {
+    using namespace std::string_literals; // UTF-16 with a byte order mark
     TempDir dir;
     EXPECT_EQ(KLConfParser::initWithFile(dir.file("missing.conf")), nullptr);
-    std::string utf16 = "\xFF\xFE"; // UTF-16 with a byte order mark
-    for (char c : std::string("Include \"/x\"\n"))
-        utf16 += std::string{c, '\0'};
-    auto p = KLConfParser::initWithFile(dir.write("utf16.conf", utf16));
-    ASSERT_TRUE(p);
-    EXPECT_EQ(p->conf(), "Include \"/x\"\n");
-
-    std::string conf;
-    for (int i = 1; i <= 2000; ++i)
-        conf += (i % 2 ? "Include " : "ErrorLog ") + std::to_string(i) + "\n";
-    const std::string path = dir.write("big.conf", conf);
-    p = KLConfParser::initWithFile(path);
+    const std::string path = dir.write("two.conf", "\xFF\xFEI\0n\0c\0l\0u\0d\0e\0 \0" "1\0\n\0E\0r\0r\0o\0r\0L\0o\0g\0 \0" "2\0\n\0"s);
+    auto p = KLConfParser::initWithFile(path);
     ASSERT_TRUE(p);
     p->setTokens({"ErrorLog", "Include"});
     p->setDelegate(recorder);
-    Hits hits = scan(p);
-    ASSERT_EQ(hits.size(), 2000u);
-    for (int i = 1; i <= 2000; ++i)
-        EXPECT_EQ(hits[static_cast<std::size_t>(i - 1)],
-                  (Hit{i % 2 ? "Include" : "ErrorLog", (i % 2 ? "Include " : "ErrorLog ") + std::to_string(i), i, path}));
+    EXPECT_EQ(scan(p), (Hits{{"Include", "Include 1", 1, path}, {"ErrorLog", "ErrorLog 2", 2, path}}));
 }
 
 TEST_F(ConfParserTest, ParseNeedsDelegateAndKeywords)
 {
     auto noTokens = parser("Include x", {}), noDelegate = KLConfParser::initWithString("Include x");
     noDelegate->setTokens({"Include"});
-    noTokens->parse(), noDelegate->parse();
+    noTokens->parse();
+    noDelegate->parse();
     EXPECT_FALSE(noTokens->isParsing() || noDelegate->isParsing());
-}
-
-TEST_F(ConfParserTest, ObjectSettersAndSecondScansAreRefusedWhileParsing)
-{
-    std::string conf;
-    for (int i = 0; i < 300000; ++i)
-        conf += "Include /etc/some/long/enough/path/to/scan/" + std::to_string(i) + ".conf # note\n";
-    auto p = parser(conf);
-    auto other = std::make_shared<Recorder>();
-    p->parse();
-    ASSERT_TRUE(p->isParsing());
-    p->parse();
-    p->setConf("Include replaced");
-    p->setTokens({"ErrorLog"});
-    p->setPath("/elsewhere");
-    p->setDelegate(other);
-    p->setCaseSensitive(true); // the plain settings are always taken
-    EXPECT_TRUE(p->caseSensitive());
-    p->setCaseSensitive(false);
-    EXPECT_EQ(std::tuple(p->conf() == conf, p->tokens(), p->path(), p->delegate().lock() == recorder),
-              std::tuple(true, std::vector<std::string>{"Include"}, std::nullopt, true));
-    ASSERT_TRUE(loop->runUntil([&] { return !p->isParsing(); }, 60));
-    loop->runPending();
-    EXPECT_EQ(std::pair(recorder->hits.size(), other->hits.size()), std::pair(std::size_t{300000}, std::size_t{0}));
-    p->setConf("Include again\n"); // idle again: setters work and a new scan runs
-    EXPECT_EQ(scan(p).size(), 1u);
 }
 
 TEST_F(ConfParserTest, QueuedHitsKeepTheirScansSettingsAndDieWithTheirDelegate)
@@ -248,25 +204,6 @@ TEST_F(ConfParserTest, QueuedHitsKeepTheirScansSettingsAndDieWithTheirDelegate)
     EXPECT_TRUE(watch.expired()) << "the queued hits keep the delegate alive";
     loop->runPending();
     EXPECT_EQ(std::pair(*calls, p->hasUndeliveredHits()), std::pair(0, false));
-}
-
-TEST_F(ConfParserTest, GarbageNeverBreaksTheScan)
-{
-    std::mt19937 random(7);
-    const std::string alphabet = std::string("#;-/*()'\"`\\ \t\r\nInclude\xC3\xA9\xFF\x80") + '\0';
-    std::string conf;
-    for (int i = 0; i < 200000; ++i)
-        conf += alphabet[random() % alphabet.size()];
-    auto p = parser(conf, {"Include", "#", "*"});
-    p->setCommentType(0xFFFFFFFF);
-    p->setQuoteType(0xFFFFFFFF);
-    std::int32_t last = 0;
-    for (const Hit& hit : scan(p)) {
-        EXPECT_GE(hit.number, last);
-        last = hit.number;
-        EXPECT_FALSE(hit.line.empty());
-        EXPECT_LE(hit.line.size(), conf.size());
-    }
 }
 
 } // namespace
