@@ -5,7 +5,6 @@
 #include "FakePaneContext.h"
 #include "KLFSItem.h"
 
-#include <crypt.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -26,13 +25,8 @@ protected:
         pane.groupNames = std::vector<std::string>{"staff"};
         pane.addressList = {KLPlist(kLoopback), KLPlist(kOther)};
         pane.discover = false;
-        std::ofstream users(pane.root + "/.htusers");
-        for (const char* name : {"alice", "bob", "carol"}) {
-            crypt_data data{};
-            const char* hash = ::crypt_r((std::string(name) + "-pw").c_str(), name, &data);
-            ASSERT_TRUE(hash && std::string(hash).size() == 13) << "no DES crypt";
-            users << name << ":" << hash << "\n";
-        }
+        // DES hashes of each name followed by "-pw", as htpasswd -d makes them.
+        std::ofstream(pane.root + "/.htusers") << "alice:1v0CrP9dOOdmE\nbob:Yfd4VHCQ.0IbE\ncarol:LVWmqZrueS3UA\n";
         std::ofstream(pane.root + "/.htgroups") << "staff: carol\n";
         ASSERT_TRUE(apache.start()) << apache.error();
     }

@@ -29,13 +29,6 @@ protected:
             std::filesystem::create_directories(root + "/" + folder), std::ofstream(file(folder) + "/index.html") << "hi\n";
         ASSERT_TRUE(apache.start()) << apache.error();
     }
-    // Runs that must all succeed.
-    void judge(const std::vector<std::vector<std::string>>& runs, const std::string& input = "secret\n")
-    {
-        for (const auto& args : runs)
-            run({{args, 0, std::nullopt, std::nullopt, input}});
-    }
-
     ApacheSandbox apache;
 };
 
@@ -55,10 +48,10 @@ TEST_F(ApacheJudgesTest, UsersOfEveryHashKindAreKept)
     }
     std::ofstream(file(".htusers"), std::ios::app) << "olga:{SSHA}b2xnYQ==\n";
     const std::string original = text(".htusers");
-    judge({{"user", "add", "carl"}}, "carl-long-password\n");
-    judge({{"user", "add", "--hash", "bcrypt", "erin"}}, "correct horse battery\n");
-    judge({{"user", "passwd", "--hash", "bcrypt", "carl"}}, "carl-long-password\n");
-    judge({{"--yes", "user", "delete", "erin"}, {"protect", "private", "password"}, {"allow", "private", "--any-user"}});
+    run({{{"user", "add", "carl"}, 0, std::nullopt, std::nullopt, "carl-long-password\n"},
+         {{"user", "add", "--hash", "bcrypt", "erin"}, 0, std::nullopt, std::nullopt, "correct horse battery\n"},
+         {{"user", "passwd", "--hash", "bcrypt", "carl"}, 0, std::nullopt, std::nullopt, "carl-long-password\n"},
+         {{"--yes", "user", "delete", "erin"}}, {{"protect", "private", "password"}}, {{"allow", "private", "--any-user"}}});
     const std::string now = text(".htusers");
     EXPECT_EQ(now.substr(0, original.size()), original);
     EXPECT_EQ(now.substr(original.size()).rfind("carl:$2b$10$", 0), 0u) << now;
@@ -79,8 +72,8 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
         for (int i = 0; i < 20000; ++i)
             users << "filler" << i << ":abJnggxhB/yWI\n";
     }
-    judge({{"user", "add", "alice"}}, "wonder\n");
-    judge({{"group", "add", "staff"}, {"protect", "private", "password"}, {"allow", "private", "--user", "alice"}});
+    run({{{"user", "add", "alice"}, 0, std::nullopt, std::nullopt, "wonder\n"}, {{"group", "add", "staff"}},
+         {{"protect", "private", "password"}}, {{"allow", "private", "--user", "alice"}}});
     // Each file with what makes a version of it whole: users and groups files line by line (a cut line is
     // caught), the others by their end; the managed block ends with its Satisfy line, switched on or off.
     auto lines = [](std::function<bool(std::string_view)> whole) {
@@ -143,8 +136,8 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
     }
     EXPECT_GT(kills, 100);
     EXPECT_GT(midWrite, 10); // runs killed between a temporary file's creation and its rename
-    judge({{"user", "add", "last"}, {"group", "add-member", "staff", "last"}, {"allow", "private", "--user", "last"},
-           {"settings", "set", "Sort Users", "false"}});
+    run({{{"user", "add", "last"}, 0, std::nullopt, std::nullopt, "secret\n"}, {{"group", "add-member", "staff", "last"}},
+         {{"allow", "private", "--user", "last"}}, {{"settings", "set", "Sort Users", "false"}}});
     EXPECT_EQ(apache.status("/private/", "last", "secret"), 200);
     for (const auto& [path, whole] : files)
         EXPECT_EQ(temporaries(path), 0) << path;
@@ -156,10 +149,10 @@ TEST_F(ApacheJudgesTest, VerifyReportsApachesOwnAnswer)
 {
     const std::string site = "127.0.0.1:" + std::to_string(apache.port());
     const std::string logs = apache.errorLogPath().substr(0, apache.errorLogPath().rfind('/'));
-    judge({{"settings", "set", "Apache Site Address", site}, {"settings", "set", "Override Log Directory", "true"},
-           {"settings", "set", "Apache Log Directory", logs}, {"protect", "private", "password"},
-           {"protect", "team", "password"}, {"protect", "outside", "password"}, {"protect", "lan", "all"},
-           {"allow", "lan", "--address", "10.1.2.3"}});
+    run({{{"settings", "set", "Apache Site Address", site}}, {{"settings", "set", "Override Log Directory", "true"}},
+         {{"settings", "set", "Apache Log Directory", logs}}, {{"protect", "private", "password"}},
+         {{"protect", "team", "password"}}, {{"protect", "outside", "password"}}, {{"protect", "lan", "all"}},
+         {{"allow", "lan", "--address", "10.1.2.3"}}});
     std::ofstream(file("team/.htaccess"), std::ios::app) << "Frobnicate on\n";
     apache.setExtraConfig("<Directory \"" + root + "/outside\">\n  AllowOverride None\n</Directory>\n");
     apache.stop();

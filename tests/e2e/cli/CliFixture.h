@@ -8,8 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
-#include <string>
-#include <vector>
 
 inline std::string settingsFile()
 {
@@ -53,14 +51,11 @@ protected:
     void run(const std::vector<Step>& steps)
     {
         for (const Step& step : steps) {
+            SCOPED_TRACE(::testing::PrintToString(step.args));
             CliResult result = ctl(step.args, step.input);
-            std::string command;
-            for (const std::string& arg : step.args)
-                command += arg + " ";
-            EXPECT_EQ(result.status, step.status) << command << "\n" << result.err;
-            EXPECT_EQ(result.err, !step.err ? result.err : step.err->empty() ? "" : "fendrelctl: " + *step.err + "\n")
-                << command;
-            EXPECT_EQ(result.out, step.out.value_or(result.out)) << command;
+            EXPECT_EQ(result.status, step.status) << result.err;
+            EXPECT_EQ(result.err, !step.err ? result.err : step.err->empty() ? "" : "fendrelctl: " + *step.err + "\n");
+            EXPECT_EQ(result.out, step.out.value_or(result.out));
         }
     }
     void addUser(const std::string& name, const std::string& password = "secret")

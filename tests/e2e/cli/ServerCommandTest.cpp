@@ -3,30 +3,17 @@
 #include <pwd.h>
 #include <unistd.h>
 
-namespace {
-
-class ServerCommandTest : public CliFixture
-{
-protected:
-    void SetUp() override
-    {
-        CliFixture::SetUp();
-        conf.write("apache2.conf", "ServerName localhost\n<Directory />\n  AllowOverride None\n</Directory>\n");
-        run({{{"settings", "set", "Override Conf Directory Location", "true"}},
-             {{"settings", "set", "Apache Conf Directory", conf.path()}},
-             {{"settings", "set", "Apache Conf File", "apache2.conf"}}});
-    }
-
-    TempDir conf;
-};
-
-} // namespace
+using ServerCommandTest = CliFixture;
 
 TEST_F(ServerCommandTest, StatusNamesTheConfigurationAndWhetherItNeedsRepair)
 {
-    const passwd* entry = ::getpwuid(::getuid());
+    TempDir conf;
+    conf.write("apache2.conf", "ServerName localhost\n<Directory />\n  AllowOverride None\n</Directory>\n");
+    run({{{"settings", "set", "Override Conf Directory Location", "true"}},
+         {{"settings", "set", "Apache Conf Directory", conf.path()}},
+         {{"settings", "set", "Apache Conf File", "apache2.conf"}}});
     // As in the pane, the user's own configuration file is what decides.
-    const std::string userConf = "users/" + std::string(entry ? entry->pw_name : "") + ".conf";
+    const std::string userConf = "users/" + std::string(::getpwuid(::getuid())->pw_name) + ".conf";
     nlohmann::json status = json({"server", "status"});
     EXPECT_TRUE(status["running"].is_boolean());
     EXPECT_EQ(status["configFile"], conf.file("apache2.conf"));

@@ -10,7 +10,6 @@ TEST_F(SettingsCommandTest, ValuesKeepTheirKind)
         {"ApacheCheckInterval", "5", 5.0},
         {"Apache Site Port", "8080", "8080"}, // a string setting stays a string
         {"Address Array", R"(["10.0.0.1","127.0.0.1"])", nlohmann::json::array({"10.0.0.1", "127.0.0.1"})},
-        {"Case Sensitive Compare", "true", true},
         {"Some Count", "12", 12},
         {"Some Ratio", "0.25", 0.25},
         {"Some Name", "hello world", "hello world"},
@@ -33,22 +32,6 @@ TEST_F(SettingsCommandTest, ValuesKeepTheirKind)
         EXPECT_NE(stored.find(typed), std::string::npos) << stored;
 }
 
-TEST_F(SettingsCommandTest, ResetBringsBackTheDefault)
-{
-    run({{{"settings", "set", "Show Delete Dialog", "false"}},
-         {{"settings", "get", "Show Delete Dialog"}, 0, "", "false\n"},
-         {{"settings", "reset", "Show Delete Dialog"}},
-         {{"settings", "get", "Show Delete Dialog"}, 0, "", "true\n"},
-         {{"settings", "set", "Scratch", "1"}},
-         {{"settings", "reset", "Scratch"}},
-         {{"settings", "get", "Scratch"}, 4, "No setting \"Scratch\""}});
-    EXPECT_EQ(readFile(settingsFile()).find("Show Delete Dialog"), std::string::npos);
-    // Nothing stored and no default: there is nothing to reset.
-    const std::string before = readFile(settingsFile());
-    run({{{"settings", "reset", "Scratch"}, 4, "No setting \"Scratch\""}});
-    EXPECT_EQ(readFile(settingsFile()), before);
-}
-
 // Addresses are settings: they need no protected folder root, so a stored root that is not there does not stop them.
 TEST_F(SettingsCommandTest, KnownAddressesNeedNoRoot)
 {
@@ -65,11 +48,22 @@ TEST_F(SettingsCommandTest, KnownAddressesNeedNoRoot)
     EXPECT_EQ(json({"settings", "get", "Address Array"}), nlohmann::json::array({"127.0.0.1", "example.org", "10.4.0.1"}));
 }
 
-TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndStoreNothing)
+// A refused value stores nothing; reset brings back the default, and with nothing stored and no default there is
+// nothing to reset.
+TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndResetBringsBackTheDefault)
 {
-    ASSERT_EQ(ctl({"settings", "set", "Sort Users", "true"}).status, 0);
+    run({{{"settings", "set", "Show Delete Dialog", "false"}},
+         {{"settings", "get", "Show Delete Dialog"}, 0, "", "false\n"},
+         {{"settings", "reset", "Show Delete Dialog"}},
+         {{"settings", "get", "Show Delete Dialog"}, 0, "", "true\n"},
+         {{"settings", "set", "Scratch", "1"}},
+         {{"settings", "reset", "Scratch"}},
+         {{"settings", "set", "Sort Users", "true"}}});
     const std::string before = readFile(settingsFile());
-    run({{{"settings", "set", "Sort Users", "yes"}, 3, "Setting \"Sort Users\" takes true or false", ""},
+    EXPECT_EQ(before.find("Show Delete Dialog"), std::string::npos);
+    run({{{"settings", "get", "Scratch"}, 4, "No setting \"Scratch\""},
+         {{"settings", "reset", "Scratch"}, 4, "No setting \"Scratch\""},
+         {{"settings", "set", "Sort Users", "yes"}, 3, "Setting \"Sort Users\" takes true or false", ""},
          {{"settings", "set", "Fendrel Protected Folder", "two"}, 3,
           "Setting \"Fendrel Protected Folder\" takes an integer", ""},
          {{"settings", "set", "ApacheCheckInterval", "soon"}, 3, "Setting \"ApacheCheckInterval\" takes a number", ""},
@@ -81,29 +75,26 @@ TEST_F(SettingsCommandTest, WrongKindsAreRefusedAndStoreNothing)
     EXPECT_EQ(readFile(settingsFile()), before);
 }
 
+// Usage errors print nothing on standard output; help and version print what they name there.
 TEST_F(SettingsCommandTest, UsageErrorsHelpAndVersion)
 {
-    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-             {}, {"frobnicate"}, {"settings"}, {"settings", "get"}, {"settings", "set", "Sort Users"},
-             {"--bogus", "settings", "list"}, {"server", "frobnicate"}, {"update"}, {"update", "fetch"}}) {
-        CliResult result = runCli(args);
-        EXPECT_EQ(result.status, 2) << (args.empty() ? "(none)" : args.back());
-        EXPECT_EQ(result.err.rfind("fendrelctl: ", 0), 0u) << result.err;
-        EXPECT_TRUE(result.out.empty());
-    }
-    const std::pair<std::vector<std::string>, std::vector<const char*>> helps[] = {
+    const std::pair<std::vector<std::string>, std::vector<const char*>> cases[] = {
+        {{}, {}}, {{"frobnicate"}, {}}, {{"settings"}, {}}, {{"settings", "get"}, {}},
+        {{"settings", "set", "Sort Users"}, {}}, {{"--bogus", "settings", "list"}, {}}, {{"server", "frobnicate"}, {}},
+        {{"update"}, {}}, {{"update", "fetch"}, {}},
         {{"--help"}, {"--root", "--json", "--yes", "--version", "settings", "update"}},
         {{"settings", "set", "--help"}, {"VALUE"}},
         {{"update", "--help"}, {"check"}},
         {{"update", "check", "--help"}, {"--timeout"}},
+        {{"--version"}, {"fendrelctl "}},
     };
-    for (const auto& [args, names] : helps) {
-        CliResult help = runCli(args);
-        EXPECT_EQ(help.status, 0) << args[0];
-        for (const char* name : names)
-            EXPECT_NE(help.out.find(name), std::string::npos) << name;
+    for (const auto& [args, shown] : cases) {
+        SCOPED_TRACE(::testing::PrintToString(args));
+        CliResult result = runCli(args);
+        EXPECT_EQ(result.status, shown.empty() ? 2 : 0);
+        EXPECT_EQ(result.err.rfind("fendrelctl: ", 0), shown.empty() ? 0u : std::string::npos) << result.err;
+        EXPECT_EQ(result.out.empty(), shown.empty());
+        for (const char* name : shown)
+            EXPECT_NE(result.out.find(name), std::string::npos) << name;
     }
-    CliResult version = runCli({"--version"});
-    EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(version.out.rfind("fendrelctl ", 0), 0u);
 }
