@@ -1,9 +1,10 @@
 #include "WebCheckFixture.h"
 
+#include <csignal>
 #include <regex>
+#include <sys/wait.h>
 
-// polkit is asked about the calling process as the kernel sees it, only a
-// zero exit of pkcheck authorizes, and root always holds both rights.
+// Only pkcheck's zero exit about the caller authorizes; root needs no polkit.
 using WebCheckAuthorizationTest = WebCheckFixture;
 
 TEST_F(WebCheckAuthorizationTest, PkcheckRunsAsTheCallerAboutTheCallerAndRootNeedsNoPolkit)
@@ -23,6 +24,7 @@ TEST_F(WebCheckAuthorizationTest, PkcheckRunsAsTheCallerAboutTheCallerAndRootNee
         EXPECT_EQ(m[2].str(), m[4].str()) << "the subject is the tool's parent";
         EXPECT_EQ("65534", m[3].str()) << "pkcheck runs as the caller";
     }
+    EXPECT_EQ("userdir\n", read(box->a2enmodLog()));
 
     std::string asked = read(box->pkcheckLog());
     box->setPkcheckExit(1);
@@ -34,9 +36,7 @@ TEST_F(WebCheckAuthorizationTest, PkcheckRunsAsTheCallerAboutTheCallerAndRootNee
 
 TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefusesAndARefusedCallerCannotStallTheTool)
 {
-    // A caller at its process limit whose error output is a full pipe that
-    // nobody reads: pkcheck runs as the caller, so it cannot be started, and
-    // the refusal is dropped instead of blocking.
+    // At the caller's process limit pkcheck cannot start; the refusal to a full pipe must not block.
     int full[2];
     ASSERT_EQ(0, ::pipe2(full, O_CLOEXEC | O_NONBLOCK));
     char block[4096] = {};
@@ -49,13 +49,6 @@ TEST_F(WebCheckAuthorizationTest, EveryPkcheckFailureRefusesAndARefusedCallerCan
     ::close(full[1]);
     EXPECT_EQ(kNotAuthorized, result.status);
     EXPECT_FALSE(fs::exists(box->pkcheckLog())) << "pkcheck ran past the caller's process limit";
-
-    // With no polkit daemon pkcheck fails; with one, nobody has no agent to
-    // authenticate through. Either way: refused.
-    box->realPkcheck();
-    result = ctl(kNobody, "start");
-    EXPECT_EQ(kNotAuthorized, result.status) << result.err;
-    EXPECT_TRUE(fs::exists(box->pkcheckLog()));
 
     std::string before = read(box->mainConf()), data = repairData(box->mainConf());
     for (int code : {1, 2, 3, 126, 127}) {
@@ -75,9 +68,8 @@ TEST_F(WebCheckAuthorizationTest, WithoutTheSetUIDBitNothingRunsAndOnlyRootRepai
     EXPECT_EQ(kNoRootRights, ctl(kNobody, "start").status);
     EXPECT_FALSE(controlRan());
 
-    WebCheckSandbox::Options nobody, root;
-    nobody.uid = kNobody;
-    EXPECT_EQ(kNoRootRights, box->run({"-selfRepair", "YES", "-mypath", box->tool()}, nobody).status);
+    WebCheckSandbox::Options root;
+    EXPECT_EQ(kNoRootRights, box->run({"-selfRepair", "YES", "-mypath", box->tool()}, {.uid = kNobody}).status);
     std::string other = box->callerFile("other", "#!/bin/sh\n");
     ::chmod(other.c_str(), 0755);
     EXPECT_EQ(kNoRootRights, box->run({"-selfRepair", "YES", "-mypath", other}, root).status);
@@ -89,4 +81,40 @@ TEST_F(WebCheckAuthorizationTest, WithoutTheSetUIDBitNothingRunsAndOnlyRootRepai
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_GT(std::stoi(result.out), 0);
     expectStat(box->tool(), 0, 0, 04755);
+}
+
+TEST_F(WebCheckAuthorizationTest, TheSandboxIsClosedToOthersAndGoesWithItsTest)
+{
+    auto inChild = [](const std::function<int()>& body) {
+        pid_t pid = ::fork();
+        if (pid == 0)
+            ::_exit(body());
+        int status = -1;
+        ::waitpid(pid, &status, 0);
+        return status;
+    };
+    int reached = inChild([&] {
+        if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0)
+            return 2;
+        return ::access(box->tool().c_str(), F_OK) == 0 || errno != EACCES ? 1 : 0;
+    });
+    EXPECT_EQ(0, reached) << "another process of nobody's reaches the set-user-ID copy";
+    std::string pkcheck = box->path() + "/pkcheck --action-id x --process ";
+    EXPECT_EQ(0, std::system((pkcheck + std::to_string(::getpid()) + ",1,0").c_str()));
+    EXPECT_NE(0, std::system((pkcheck + "1,1,0").c_str())) << "pkcheck says yes outside the test";
+
+    // One test process killed, the next ended by a signal: neither leaves its sandbox.
+    std::string record = box->path() + "/doomed";
+    for (int signal : {SIGKILL, SIGTERM}) {
+        inChild([&] {
+            WebCheckSandbox doomed;
+            std::ofstream(record, std::ios::app) << doomed.path() << std::endl;
+            return ::raise(signal);
+        });
+    }
+    std::istringstream lines(read(record));
+    int count = 0;
+    for (std::string path; std::getline(lines, path); ++count)
+        EXPECT_FALSE(fs::exists(path)) << path;
+    EXPECT_EQ(2, count);
 }

@@ -1,8 +1,6 @@
 #include "WebCheckFixture.h"
 
-// -file names the main configuration file or users/<login>.conf of the
-// caller's own login in the configuration folder, reached without symbolic
-// links; nothing else, for an authorized caller and for root alike.
+// Only the main file or users/<caller's login>.conf, not through links, for root too.
 using WebCheckFileTest = WebCheckFixture;
 
 TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritableAndNotThroughLinks)
@@ -68,13 +66,10 @@ TEST_F(WebCheckFileTest, OnlyTheMainFileAndUsersConfAreWritableAndNotThroughLink
     EXPECT_TRUE(fs::is_symlink(box->mainConf()));
 }
 
-// -data is read as the caller: a regular file of the caller's, not through a
-// symbolic link, at most 1 MiB, without NUL bytes.
 TEST_F(WebCheckFileTest, DataIsAFileOfTheCallersOfAtMostOneMebibyte)
 {
     std::string before = read(box->mainConf()), dir = box->callerDir();
     std::string link = dir + "/link", fifo = dir + "/fifo", folder = dir + "/folder";
-    // The caller's own file, in a folder only root may enter.
     std::string rootOnly = box->path() + "/rootonly", hidden = rootOnly + "/data";
     ASSERT_EQ(0, ::mkdir(rootOnly.c_str(), 0700));
     std::ofstream(hidden) << before << "\n";
@@ -104,7 +99,7 @@ TEST_F(WebCheckFileTest, DataIsAFileOfTheCallersOfAtMostOneMebibyte)
     EXPECT_EQ(before, read(box->mainConf()));
     EXPECT_EQ(Names{}, strays());
 
-    // The same file is taken from root, who may enter the folder; and exactly 1 MiB is accepted.
+    // Root may enter the folder; exactly 1 MiB is accepted.
     ASSERT_EQ(0, ::chown(hidden.c_str(), 0, 0));
     auto result = webcheck(0, box->mainConf(), hidden);
     EXPECT_EQ(0, result.status) << result.err;
@@ -117,27 +112,32 @@ TEST_F(WebCheckFileTest, DataIsAFileOfTheCallersOfAtMostOneMebibyte)
     EXPECT_EQ(current + "\n", read(box->mainConf()));
 }
 
-TEST_F(WebCheckFileTest, OnlyTheRepairOfTheCurrentContentIsWritten)
+TEST_F(WebCheckFileTest, OnlyTheRepairOfTheCurrentContentIsWrittenKeepingOwnerAndMode)
 {
     std::string debian = read("/etc/apache2/apache2.conf");
     if (debian.find("AllowOverride None") == std::string::npos)
         GTEST_SKIP() << "no Debian apache2.conf";
-    // Accepted: the core's own repair of Debian's main file and of a users
-    // file of the caller's.
     std::string users = "<Directory \"/home/ann/public_html/\">\n    AllowOverride None\n</Directory>\n";
     for (uid_t uid : kCallers) {
         std::string own = box->confDir() + "/users/" + (uid == 0 ? "root" : "nobody") + ".conf";
         for (const auto& [file, text] : {std::pair{box->mainConf(), debian}, std::pair{own, users}}) {
             std::ofstream(file) << text;
+            // Owner, group and mode are kept, whoever they are.
+            uid_t owner = uid == 0 ? 1000 : 0;
+            gid_t group = uid == 0 ? 1000 : 4;
+            mode_t mode = uid == 0 ? 0604 : 0640;
+            ASSERT_EQ(0, ::chown(file.c_str(), owner, group));
+            ASSERT_EQ(0, ::chmod(file.c_str(), mode));
             std::string data = repairData(file, uid);
             auto result = webcheck(uid, file, data);
             EXPECT_EQ(0, result.status) << "uid " << uid << " " << file << ": " << result.err;
             EXPECT_EQ(read(data), read(file));
             EXPECT_NE(text + "\n", read(file)) << "nothing was repaired";
+            expectStat(file, owner, group, mode);
         }
     }
+    EXPECT_EQ(Names{}, strays(box->confDir() + "/users", {"root.conf", "nobody.conf"}));
 
-    // Refused: anything else, the file untouched.
     std::ofstream(box->mainConf()) << debian;
     std::string repaired = read(repairData(box->mainConf()));
     auto replaced = [&](const std::string& what, const std::string& with) {
