@@ -15,6 +15,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <regex>
 #include <stdexcept>
@@ -76,6 +77,18 @@ int generations(const std::string& log)
     return count;
 }
 
+// Polls until done() or the time is up; whether it got done.
+bool pollFor(double seconds, const std::function<bool()>& done)
+{
+    auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
+    while (!done()) {
+        if (Clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
+}
+
 } // namespace
 
 ApacheSandbox::ApacheSandbox(Setup setup)
@@ -107,7 +120,6 @@ ApacheSandbox::ApacheSandbox(Setup setup)
         vars += std::string("export APACHE_RUN_USER=") + (pw ? pw->pw_name : "nobody") + "\n" +
                 "export APACHE_RUN_GROUP=" + (gr ? gr->gr_name : "nogroup") + "\n";
     } else if (const passwd* pw = ::getpwnam("www-data")) {
-        // apachectl hands the lock folder to the server's account the same way.
         [[maybe_unused]] int ignored = ::chown((root_ + "/lock").c_str(), pw->pw_uid, pw->pw_gid);
     }
     std::ofstream(conf_ + "/envvars", std::ios::app) << vars;
@@ -135,9 +147,7 @@ ApacheSandbox::~ApacheSandbox()
     // One started through controlProgram(), not a process that reused its number.
     if (std::optional<pid_t> server = pid(); server && readAll("/proc/" + std::to_string(*server) + "/comm") == processName_ + "\n") {
         ::kill(*server, SIGTERM);
-        for (int i = 0; i < 200 && ::kill(*server, 0) == 0; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        if (::kill(*server, 0) == 0)
+        if (!pollFor(10, [&] { return ::kill(*server, 0) != 0; }))
             ::kill(*server, SIGKILL);
     }
     std::error_code ec;
@@ -203,12 +213,10 @@ void ApacheSandbox::makeReadable() const
     if (::geteuid() != 0)
         return;
     // Folders above the sandbox must let the server's account pass.
-    for (fs::path p = fs::path(root_); p.has_relative_path(); p = p.parent_path()) {
-        struct stat st{};
-        std::error_code ec;
-        if (::stat(p.c_str(), &st) == 0 && st.st_uid == 0)
+    std::error_code ec;
+    for (fs::path p = fs::path(root_); p.has_relative_path(); p = p.parent_path())
+        if (struct stat st{}; ::stat(p.c_str(), &st) == 0 && st.st_uid == 0)
             fs::permissions(p, fs::perms::others_exec, fs::perm_options::add, ec);
-    }
     KLChildProcess::run("/bin/chmod", {"-R", "o+rX", root_ + "/www", root_ + "/home"}, KLChildProcess::Output::Discard,
                         KLChildProcess::Output::Discard);
 }
@@ -246,7 +254,6 @@ bool ApacheSandbox::launch()
         ::dup2(log, STDOUT_FILENO);
         ::dup2(log, STDERR_FILENO);
         ::setenv("APACHE_CONFDIR", conf_.c_str(), 1);
-        // As apachectl starts it: Debian's envvars, then the binary on the folder.
         ::execl("/bin/sh", "sh", "-c", ". \"$APACHE_CONFDIR/envvars\" && exec \"$APACHE_HTTPD\" -d \"$APACHE_CONFDIR\" -DFOREGROUND",
                 static_cast<char*>(nullptr));
         ::_exit(127);
@@ -260,12 +267,7 @@ bool ApacheSandbox::launch()
 
 bool ApacheSandbox::waitUntil(double seconds, int generation)
 {
-    for (auto deadline = Clock::now() + std::chrono::duration<double>(seconds); Clock::now() < deadline && isRunning();) {
-        if (generations(errorLog()) > generation && pid())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    return pollFor(seconds, [&] { return !isRunning() || (generations(errorLog()) > generation && pid()); }) && isRunning();
 }
 
 bool ApacheSandbox::gracefulRestart()
@@ -297,9 +299,7 @@ void ApacheSandbox::stop()
     if (child_ <= 0)
         return;
     ::kill(child_, SIGTERM);
-    for (auto deadline = Clock::now() + std::chrono::seconds(10); isRunning() && Clock::now() < deadline;)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    if (isRunning()) {
+    if (!pollFor(10, [&] { return !isRunning(); })) {
         ::kill(child_, SIGKILL);
         ::waitpid(child_, nullptr, 0);
         child_ = -1;
@@ -330,11 +330,5 @@ int ApacheSandbox::status(const std::string& path, const std::optional<std::stri
 
 bool ApacheSandbox::waitForStatus(const std::string& path, int expected, double seconds) const
 {
-    for (auto deadline = Clock::now() + std::chrono::duration<double>(seconds);;) {
-        if (status(path) == expected)
-            return true;
-        if (Clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
+    return pollFor(seconds, [&] { return status(path) == expected; });
 }

@@ -4,12 +4,9 @@
 #include <string>
 #include <sys/types.h>
 
-// A private Apache: the machine's /etc/apache2 copied with only Listen, the
-// virtual host, the run, lock and log folders, the document root and the
-// UserDir base moved into the sandbox. Stock is the server as installed;
-// Repaired is what Fendrel's repair leaves. The server is this process's
-// child, gone with it; one started through controlProgram() is stopped by
-// the destructor too.
+// The machine's /etc/apache2 with only its places moved into a sandbox, as
+// installed (Stock) or as repaired; the server and one started through
+// controlProgram() end with the object.
 class ApacheSandbox
 {
 public:
@@ -33,7 +30,6 @@ public:
     std::string errorLogPath() const { return root_ + "/logs/error.log"; }
     int port() const { return port_; }
     void setPort(int port);
-    // This sandbox's server's process name, unlike any other.
     const std::string& processName() const { return processName_; }
     // Debian's apachectl and a2enmod on this configuration.
     std::string controlProgram() const;
@@ -50,14 +46,12 @@ public:
     void stop(); // SIGTERM; SIGKILL after 10 s
     bool isRunning();
     std::optional<pid_t> pid() const;
-    // Why the last start or restart failed, with the error log.
     const std::string& error() const { return error_; }
     std::string errorLog() const;
 
     // Of GET http://127.0.0.1:<port><path> through curl; 0 without answer.
     int status(const std::string& path, const std::optional<std::string>& user = std::nullopt,
                const std::optional<std::string>& password = std::nullopt) const;
-    // Polls until the path answers with this status.
     bool waitForStatus(const std::string& path, int status, double seconds) const;
 
 private:

@@ -36,9 +36,7 @@ void writeFile(const std::string& path, const std::string& contents, mode_t mode
 
 std::string quoted(const std::string& path) { return "'" + path + "'"; }
 
-// Sandboxes hold a set-user-ID root program: this process's go also on exit()
-// and on a fatal signal, and those of test processes that died anyway go when
-// the next one makes its first.
+// Sandboxes hold a set-user-ID root program, so they go even when their test dies.
 constexpr const char* kPrefix = "/tmp/fendrel-webcheck-";
 char liveSandboxes[8][64];
 pid_t sandboxOwner;
@@ -73,8 +71,7 @@ void removeAndDie(int signal)
 void track(const std::string& folder)
 {
     if (sandboxOwner != ::getpid()) {
-        // This process's first (a forked child's slots are its parent's): stale
-        // ones of this user whose process is gone are removed.
+        // This process's first (a forked child's slots are its parent's): stale ones go.
         std::memset(liveSandboxes, 0, sizeof liveSandboxes);
         sandboxOwner = ::getpid();
         std::error_code ec;
@@ -223,7 +220,6 @@ std::string WebCheckSandbox::callerFile(const std::string& name, const std::stri
 WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, const Options& options,
                                           bool rawArgv) const
 {
-    // Runs may go on in parallel: each has its own output files.
     std::string outPath = path_ + "/.run-XXXXXX", errPath = outPath;
     int out = ::mkostemp(outPath.data(), O_CLOEXEC), err = ::mkostemp(errPath.data(), O_CLOEXEC);
     if (out < 0 || err < 0)

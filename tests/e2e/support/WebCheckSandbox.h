@@ -63,9 +63,8 @@ public:
         bool callerToken = false; // the caller writes the token the tool expects instead of input
         std::optional<uid_t> tokenUid; // with callerToken: the uid it names, when not the caller's
     };
-    // Runs the tool from a caller process with the caller's ids that reaps
-    // everything handed to it: the last status, within 60 s. rawArgv: args is
-    // argv exactly (empty: argc 0).
+    // From a caller process with the caller's ids that reaps all handed to it:
+    // the last status, within 60 s. rawArgv: args is argv exactly (empty: argc 0).
     Run run(const std::vector<std::string>& args, const Options& options, bool rawArgv = false) const;
 
     static std::string token(std::uint32_t pid, std::uint32_t uid, std::uint64_t start, std::uint32_t version = 1);
