@@ -15,9 +15,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -29,7 +29,6 @@ namespace {
 
 constexpr const char* kControlProgram = "/usr/sbin/apachectl";
 constexpr const char* kA2enmod = "/usr/sbin/a2enmod";
-// What Fendrel's access files need.
 constexpr const char* kAccessModules[] = {"auth_basic", "authn_core",      "authn_file", "authz_core",
                                           "authz_user", "authz_groupfile", "authz_host", "access_compat"};
 
@@ -49,27 +48,18 @@ void rewrite(const std::string& file, const std::string& from, const std::string
     put(file, replaceAll(readAll(file), from, to));
 }
 
-// With connect: whether the loopback port answers; otherwise a free one.
-int loopback(int port, bool connect)
+int freePort()
 {
     int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* any = reinterpret_cast<sockaddr*>(&address);
+    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
     socklen_t length = sizeof address;
-    int result = 0;
-    if (fd >= 0 && connect)
-        result = ::connect(fd, any, length) == 0;
-    else if (fd >= 0 && ::bind(fd, any, length) == 0 && ::getsockname(fd, any, &length) == 0)
-        result = ntohs(address.sin_port);
+    auto* any = reinterpret_cast<sockaddr*>(&address);
+    int port = fd >= 0 && ::bind(fd, any, length) == 0 && ::getsockname(fd, any, &length) == 0 ? ntohs(address.sin_port) : 0;
     ::close(fd);
-    return result;
+    return port;
 }
 
-// Debian's a2enmod on the configuration folder; it keeps records of what it
-// enabled in the sandbox, not in /var/lib/apache2.
+// Its records go in the sandbox, not in /var/lib/apache2.
 bool a2enmod(const std::string& conf, const std::string& root, const std::vector<std::string>& names)
 {
     std::vector<std::string> args{"APACHE_CONFDIR=" + conf, "APACHE_STATE_DIRECTORY=" + root + "/state", kA2enmod, "-q"};
@@ -78,7 +68,7 @@ bool a2enmod(const std::string& conf, const std::string& root, const std::vector
                .status == 0;
 }
 
-// The configuration generations the server has read, by the notice it logs.
+// Configurations read, by the notice the server logs for each.
 int generations(const std::string& log)
 {
     int count = 0;
@@ -87,20 +77,19 @@ int generations(const std::string& log)
     return count;
 }
 
-} // namespace
-
-int httpStatus(int port, const std::string& path, const std::optional<std::string>& user,
-               const std::optional<std::string>& password)
+// Polls until done() or the time is up; whether it got done.
+bool pollFor(double seconds, const std::function<bool()>& done)
 {
-    std::vector<std::string> args = {"--silent", "--output", "/dev/null", "--write-out", "%{http_code}",
-                                     "--max-time", "10",     "--noproxy", "*"};
-    if (user)
-        args.insert(args.end(), {"--user", *user + ":" + password.value_or("")});
-    args.push_back("http://127.0.0.1:" + std::to_string(port) + path);
-    auto result = KLChildProcess::run("/usr/bin/curl", args, KLChildProcess::Output::Capture,
-                                      KLChildProcess::Output::Discard);
-    return result.status == 0 ? std::atoi(result.output.c_str()) : 0;
+    auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
+    while (!done()) {
+        if (Clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
 }
+
+} // namespace
 
 ApacheSandbox::ApacheSandbox(Setup setup)
 {
@@ -110,7 +99,7 @@ ApacheSandbox::ApacheSandbox(Setup setup)
         throw std::runtime_error("cannot create the Apache sandbox folder");
     root_ = base;
     conf_ = root_ + "/conf";
-    port_ = loopback(0, false);
+    port_ = freePort();
     static int sandboxes = 0;
     processName_ = "fdl" + std::to_string(::getpid()) + static_cast<char>('a' + sandboxes++ % 26);
     for (const char* folder : {"run", "lock", "logs", "www/html", "home"})
@@ -120,7 +109,7 @@ ApacheSandbox::ApacheSandbox(Setup setup)
     fs::copy(kInstalledConf, conf_, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     fs::create_symlink(kBinary, root_ + "/" + processName_);
 
-    // Only the places move; the account too when the tests cannot switch to it.
+    // Only the places move; the account too without root.
     std::string vars;
     for (auto [name, value] : {std::pair{"PID_FILE", "run/apache2.pid"}, {"RUN_DIR", "run"}, {"LOCK_DIR", "lock"},
                                {"LOG_DIR", "logs"}, {"HTTPD", processName_.c_str()}})
@@ -131,22 +120,11 @@ ApacheSandbox::ApacheSandbox(Setup setup)
         vars += std::string("export APACHE_RUN_USER=") + (pw ? pw->pw_name : "nobody") + "\n" +
                 "export APACHE_RUN_GROUP=" + (gr ? gr->gr_name : "nogroup") + "\n";
     } else if (const passwd* pw = ::getpwnam("www-data")) {
-        // apachectl hands the lock folder to the server's account the same way.
         [[maybe_unused]] int ignored = ::chown((root_ + "/lock").c_str(), pw->pw_uid, pw->pw_gid);
     }
     std::ofstream(conf_ + "/envvars", std::ios::app) << vars;
 
-    std::string ports;
-    std::istringstream lines(readAll(conf_ + "/ports.conf"));
-    bool listening = false;
-    for (std::string line; std::getline(lines, line); ports += line + "\n") {
-        std::size_t word = line.find_first_not_of(" \t");
-        if (word != std::string::npos && line.compare(word, 7, "Listen ") == 0) {
-            line = listening ? "# " + line : "Listen 127.0.0.1:" + std::to_string(port_);
-            listening = true;
-        }
-    }
-    put(conf_ + "/ports.conf", ports);
+    put(conf_ + "/ports.conf", "Listen 127.0.0.1:" + std::to_string(port_) + "\n");
     const std::string host = "<VirtualHost 127.0.0.1:" + std::to_string(port_) + ">";
     for (const auto& site : fs::directory_iterator(conf_ + "/sites-enabled")) {
         std::string text = std::regex_replace(readAll(site.path()), std::regex("<VirtualHost [^>]*>"), host);
@@ -166,13 +144,10 @@ ApacheSandbox::ApacheSandbox(Setup setup)
 ApacheSandbox::~ApacheSandbox()
 {
     stop();
-    // A server started through controlProgram(): only this sandbox's, never
-    // a process that reused the number.
+    // One started through controlProgram(), not a process that reused its number.
     if (std::optional<pid_t> server = pid(); server && readAll("/proc/" + std::to_string(*server) + "/comm") == processName_ + "\n") {
         ::kill(*server, SIGTERM);
-        for (int i = 0; i < 200 && ::kill(*server, 0) == 0; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        if (::kill(*server, 0) == 0)
+        if (!pollFor(10, [&] { return ::kill(*server, 0) != 0; }))
             ::kill(*server, SIGKILL);
     }
     std::error_code ec;
@@ -237,14 +212,11 @@ void ApacheSandbox::makeReadable() const
 {
     if (::geteuid() != 0)
         return;
-    // The folders above the sandbox (the test's private temporary folder is
-    // 0700) must let the server's account pass.
-    for (fs::path p = fs::path(root_); p.has_relative_path(); p = p.parent_path()) {
-        struct stat st{};
-        std::error_code ec;
-        if (::stat(p.c_str(), &st) == 0 && st.st_uid == 0)
+    // Folders above the sandbox must let the server's account pass.
+    std::error_code ec;
+    for (fs::path p = fs::path(root_); p.has_relative_path(); p = p.parent_path())
+        if (struct stat st{}; ::stat(p.c_str(), &st) == 0 && st.st_uid == 0)
             fs::permissions(p, fs::perms::others_exec, fs::perm_options::add, ec);
-    }
     KLChildProcess::run("/bin/chmod", {"-R", "o+rX", root_ + "/www", root_ + "/home"}, KLChildProcess::Output::Discard,
                         KLChildProcess::Output::Discard);
 }
@@ -264,29 +236,24 @@ bool ApacheSandbox::start()
             return true;
         if (errorLog().find("Address already in use") == std::string::npos)
             return false;
-        setPort(loopback(0, false));
+        setPort(freePort());
     }
     return false;
 }
 
 bool ApacheSandbox::launch()
 {
-    if (!writeConfig()) {
-        error_ = "cannot write " + configPath();
-        return false;
-    }
+    writeConfig();
     makeReadable();
     child_ = ::fork();
     if (child_ == 0) {
-        // Gone with the test process, whatever happens to it; its own
-        // process group, as on shutdown it signals its whole group.
+        // Gone with the test; its own group, as on shutdown it signals it.
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);
         ::setpgid(0, 0);
         int log = ::open(errorLogPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
         ::dup2(log, STDOUT_FILENO);
         ::dup2(log, STDERR_FILENO);
         ::setenv("APACHE_CONFDIR", conf_.c_str(), 1);
-        // As apachectl starts it: Debian's envvars, then the binary on the folder.
         ::execl("/bin/sh", "sh", "-c", ". \"$APACHE_CONFDIR/envvars\" && exec \"$APACHE_HTTPD\" -d \"$APACHE_CONFDIR\" -DFOREGROUND",
                 static_cast<char*>(nullptr));
         ::_exit(127);
@@ -300,12 +267,7 @@ bool ApacheSandbox::launch()
 
 bool ApacheSandbox::waitUntil(double seconds, int generation)
 {
-    for (auto deadline = Clock::now() + std::chrono::duration<double>(seconds); Clock::now() < deadline && isRunning();) {
-        if (generations(errorLog()) > generation && loopback(port_, true) && pid())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    return pollFor(seconds, [&] { return !isRunning() || (generations(errorLog()) > generation && pid()); }) && isRunning();
 }
 
 bool ApacheSandbox::gracefulRestart()
@@ -337,9 +299,7 @@ void ApacheSandbox::stop()
     if (child_ <= 0)
         return;
     ::kill(child_, SIGTERM);
-    for (auto deadline = Clock::now() + std::chrono::seconds(10); isRunning() && Clock::now() < deadline;)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    if (isRunning()) {
+    if (!pollFor(10, [&] { return !isRunning(); })) {
         ::kill(child_, SIGKILL);
         ::waitpid(child_, nullptr, 0);
         child_ = -1;
@@ -358,16 +318,17 @@ int ApacheSandbox::status(const std::string& path, const std::optional<std::stri
                           const std::optional<std::string>& password) const
 {
     makeReadable();
-    return httpStatus(port_, path, user, password);
+    std::vector<std::string> args = {"--silent", "--output", "/dev/null", "--write-out", "%{http_code}",
+                                     "--max-time", "10",     "--noproxy", "*"};
+    if (user)
+        args.insert(args.end(), {"--user", *user + ":" + password.value_or("")});
+    args.push_back("http://127.0.0.1:" + std::to_string(port_) + path);
+    auto result = KLChildProcess::run("/usr/bin/curl", args, KLChildProcess::Output::Capture,
+                                      KLChildProcess::Output::Discard);
+    return result.status == 0 ? std::atoi(result.output.c_str()) : 0;
 }
 
 bool ApacheSandbox::waitForStatus(const std::string& path, int expected, double seconds) const
 {
-    for (auto deadline = Clock::now() + std::chrono::duration<double>(seconds);;) {
-        if (status(path) == expected)
-            return true;
-        if (Clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
+    return pollFor(seconds, [&] { return status(path) == expected; });
 }

@@ -3,8 +3,9 @@
 #include "KLAuthorization.h"
 #include "TempDir.h"
 
-#include <chrono>
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -15,7 +16,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 #ifndef FENDREL_WEBCHECK_TEST
@@ -36,6 +36,66 @@ void writeFile(const std::string& path, const std::string& contents, mode_t mode
 
 std::string quoted(const std::string& path) { return "'" + path + "'"; }
 
+// Sandboxes hold a set-user-ID root program, so they go even when their test dies.
+constexpr const char* kPrefix = "/tmp/fendrel-webcheck-";
+char liveSandboxes[8][64];
+pid_t sandboxOwner;
+
+// Async-signal-safe: fork, execve and waitpid only.
+void removeLiveSandboxes()
+{
+    if (::getpid() != sandboxOwner) // a child of the test's keeps its parent's
+        return;
+    for (char* folder : liveSandboxes) {
+        pid_t pid = folder[0] ? ::fork() : -1;
+        if (pid == 0) {
+            char rm[] = "rm", rf[] = "-rf", end[] = "--";
+            char* argv[] = {rm, rf, end, folder, nullptr};
+            char* env[] = {nullptr};
+            ::execve("/bin/rm", argv, env);
+            ::_exit(127);
+        }
+        if (pid > 0)
+            ::waitpid(pid, nullptr, 0);
+        folder[0] = '\0';
+    }
+}
+
+void removeAndDie(int signal)
+{
+    removeLiveSandboxes();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+void track(const std::string& folder)
+{
+    if (sandboxOwner != ::getpid()) {
+        // This process's first (a forked child's slots are its parent's): stale ones go.
+        std::memset(liveSandboxes, 0, sizeof liveSandboxes);
+        sandboxOwner = ::getpid();
+        std::error_code ec;
+        for (const auto& entry : fs::directory_iterator("/tmp", ec)) {
+            std::string path = entry.path().string();
+            pid_t owner = path.starts_with(kPrefix) ? std::atoi(path.c_str() + std::strlen(kPrefix)) : 0;
+            struct stat st{};
+            if (owner > 0 && ::lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::geteuid() &&
+                ::kill(owner, 0) != 0 && errno == ESRCH)
+                fs::remove_all(path, ec);
+        }
+        std::atexit(removeLiveSandboxes);
+        for (int signal : {SIGINT, SIGTERM, SIGABRT, SIGSEGV})
+            std::signal(signal, removeAndDie);
+    }
+    for (char* slot : liveSandboxes) {
+        if (!slot[0] && folder.size() < sizeof liveSandboxes[0]) {
+            std::strcpy(slot, folder.c_str());
+            return;
+        }
+    }
+    throw std::runtime_error("too many sandboxes at once");
+}
+
 } // namespace
 
 void WebCheckSandbox::exitUnlessRoot()
@@ -55,10 +115,12 @@ std::string WebCheckSandbox::mainConfName() { return FENDREL_WEBCHECK_CONF_FILE;
 
 WebCheckSandbox::WebCheckSandbox()
 {
-    std::string base = "/tmp/fendrel-webcheck-" + std::to_string(::getpid()) + "-XXXXXX";
+    // Named after this process, so that a later one knows whose it was.
+    std::string base = kPrefix + std::to_string(::getpid()) + "-XXXXXX";
     if (!::mkdtemp(base.data()))
         throw std::runtime_error("cannot create a sandbox folder");
     root_ = base;
+    track(root_);
     path_ = root_ + "/box";
     fs::create_directories(confDir() + "/users");
     ::chmod(path_.c_str(), 0755);
@@ -76,6 +138,9 @@ WebCheckSandbox::~WebCheckSandbox()
 {
     std::error_code ec;
     fs::remove_all(root_, ec);
+    for (char* slot : liveSandboxes)
+        if (root_ == slot)
+            slot[0] = '\0';
 }
 
 void WebCheckSandbox::shareWithCaller() const
@@ -118,7 +183,6 @@ void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::stri
     fs::remove_all(confDir());
     fs::create_directory_symlink(serverRoot, confDir());
     setControlProgram("echo \"args: $*\" >> " + quoted(controlLog()) + "\nexec " + quoted(controlProgram) + " \"$@\"\n");
-    // a2enmod keeps its own records beside the configuration, not in the machine's.
     writeFile(path_ + "/a2enmod",
               "#!/bin/sh\nAPACHE_CONFDIR=" + quoted(serverRoot) + " APACHE_STATE_DIRECTORY=" + quoted(serverRoot + "/state") +
                   " exec /usr/sbin/a2enmod \"$@\"\n");
@@ -126,8 +190,7 @@ void WebCheckSandbox::driveApache(const std::string& serverRoot, const std::stri
 
 void WebCheckSandbox::setPkcheckExit(int code) const
 {
-    // Logs who runs it and the tool's parent as pid,start-time; a subject
-    // that is not this test process or one of its descendants is refused.
+    // Logs who asks about whom; refuses subjects not of this test process.
     writeFile(path_ + "/pkcheck",
               "#!/bin/sh\nparent=$(cut -d' ' -f4 /proc/$PPID/stat)\n"
               "echo \"$* by $(id -u) for $parent,$(cut -d' ' -f22 /proc/$parent/stat)\" >> " +
@@ -140,27 +203,10 @@ void WebCheckSandbox::setPkcheckExit(int code) const
                   "done\nexit " + std::to_string(code) + "\n");
 }
 
-void WebCheckSandbox::realA2enmod() const
-{
-    for (const char* folder : {"mods-available", "mods-enabled"})
-        fs::copy(std::string("/etc/apache2/") + folder, confDir() + "/" + folder,
-                              fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-    fs::create_directories(path_ + "/state");
-    // The tool clears the environment, so the stub names the copy itself.
-    writeFile(path_ + "/a2enmod",
-              "#!/bin/sh\necho \"$*\" >> " + quoted(a2enmodLog()) + "\nAPACHE_CONFDIR=" + quoted(confDir()) +
-                  " APACHE_STATE_DIRECTORY=" + quoted(path_ + "/state") + " exec /usr/sbin/a2enmod \"$@\"\n");
-}
-
 void WebCheckSandbox::pretendSystemd() const
 {
     fs::create_directories(path_ + "/run-systemd-system");
     writeFile(path_ + "/systemctl", "#!/bin/sh\necho \"systemctl: $*\" >> " + quoted(controlLog()) + "\n");
-}
-
-void WebCheckSandbox::realPkcheck() const
-{
-    writeFile(path_ + "/pkcheck", "#!/bin/sh\necho \"$*\" >> " + quoted(pkcheckLog()) + "\nexec /usr/bin/pkcheck \"$@\"\n");
 }
 
 std::string WebCheckSandbox::callerFile(const std::string& name, const std::string& contents, uid_t uid) const
@@ -174,7 +220,6 @@ std::string WebCheckSandbox::callerFile(const std::string& name, const std::stri
 WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, const Options& options,
                                           bool rawArgv) const
 {
-    // Runs may go on in parallel: each has its own output files.
     std::string outPath = path_ + "/.run-XXXXXX", errPath = outPath;
     int out = ::mkostemp(outPath.data(), O_CLOEXEC), err = ::mkostemp(errPath.data(), O_CLOEXEC);
     if (out < 0 || err < 0)
@@ -197,7 +242,8 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
 
     pid_t pid = ::fork();
     if (pid == 0) {
-        // The caller process.
+        // The caller process, ended by SIGALRM when the run is stalled.
+        ::alarm(60);
         if (options.inCaller)
             options.inCaller();
         if (::geteuid() == 0)
@@ -228,13 +274,7 @@ WebCheckSandbox::Run WebCheckSandbox::run(const std::vector<std::string>& args, 
     ::close(out);
     ::close(err);
     int status = 0;
-    for (auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-         ::waitpid(pid, &status, WNOHANG) == 0; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            ::kill(pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
-        }
-    }
+    ::waitpid(pid, &status, 0);
     Run result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(outPath), readFile(errPath)};
     ::unlink(outPath.c_str());
     ::unlink(errPath.c_str());

@@ -7,21 +7,18 @@
 #include <sys/types.h>
 #include <vector>
 
-// A private copy of the test build of WebCheck in box/ of a fresh 0700
-// folder in /tmp, removed with the object. Beside it in box/, where the test
-// build looks: stubs of apachectl (logs its arguments, ids, umask,
-// descriptors, signals, limits, process state and environment to
-// controlLog()), pkcheck (logs "<args> by <uid> for <tool's parent
-// pid>,<start>" and exits with setPkcheckExit()'s code, 0 at first, for a
-// subject of this test's, else 1), a2enmod and systemctl (log their
-// arguments; systemctl is used only after pretendSystemd()); conf/ with the
-// main file and users/; caller/, a folder of nobody's for caller files.
+// A copy of the test build of WebCheck in box/ of a fresh 0700 folder
+// /tmp/fendrel-webcheck-<pid>-XXXXXX, removed with the object, on exit() and
+// on SIGINT, SIGTERM, SIGABRT or SIGSEGV; those of killed test processes go
+// when the next makes its first. Beside it, logging stubs of apachectl,
+// pkcheck (exit setPkcheckExit(), 0 at first, for this test's subjects, else
+// 1), a2enmod and systemctl (after pretendSystemd()); conf/; caller/ of nobody's.
 class WebCheckSandbox
 {
 public:
     static constexpr uid_t kNobody = 65534;
 
-    // Without root: reports a skip and ends the process with 77 (CTest's SKIP).
+    // Without root: a skip, exit 77.
     static void exitUnlessRoot();
     static std::string testBuild();
     static std::string mainConfName();
@@ -41,22 +38,15 @@ public:
     std::string pkcheckLog() const { return callerDir() + "/pkcheck.log"; } // pkcheck runs as the caller
     std::string a2enmodLog() const { return path_ + "/a2enmod.log"; }
 
-    // Makes the copy root:root 04755.
-    void installSetUID() const;
-    // For a private Apache (ApacheSandbox): conf/ becomes a link to its
-    // configuration folder, and the control program and a2enmod work on it.
+    void installSetUID() const; // root:root 04755
+    // conf/ links to an ApacheSandbox's, which the control program and a2enmod drive.
     void driveApache(const std::string& serverRoot, const std::string& controlProgram) const;
     void setPkcheckExit(int code) const;
-    // pkcheck hands the question to polkit itself; a2enmod is Debian's, on a
-    // copy of the machine's mods-available and mods-enabled in conf/.
-    void realPkcheck() const;
-    void realA2enmod() const;
     void pretendSystemd() const;
-    // In a child running as root, before it takes a caller's ids: a mount
-    // namespace where the 0700 folder is a 0755 tmpfs holding box/, so only
-    // the caller reaches the sandbox. Ends the process with 119 on failure.
+    // In a child as root, before it takes a caller's ids: a mount namespace
+    // where only box/ is reachable (else _exit(119)).
     void shareWithCaller() const;
-    // A file of the caller's (owned by uid, mode 0644) in callerDir().
+    // Owned by uid, mode 0644, in callerDir().
     std::string callerFile(const std::string& name, const std::string& contents, uid_t uid = kNobody) const;
 
     struct Run {
@@ -73,17 +63,15 @@ public:
         bool callerToken = false; // the caller writes the token the tool expects instead of input
         std::optional<uid_t> tokenUid; // with callerToken: the uid it names, when not the caller's
     };
-    // Runs the tool (through the wrapper) from a caller process with the
-    // caller's ids, which reaps it and anything handed to it: the status of
-    // the last to end, within 60 s. argv excludes argv[0] unless rawArgv,
-    // which passes it exactly (empty: argc 0).
+    // From a caller process with the caller's ids that reaps all handed to it:
+    // the last status, within 60 s. rawArgv: args is argv exactly (empty: argc 0).
     Run run(const std::vector<std::string>& args, const Options& options, bool rawArgv = false) const;
 
     static std::string token(std::uint32_t pid, std::uint32_t uid, std::uint64_t start, std::uint32_t version = 1);
     static std::uint64_t startTime(pid_t pid);
 
 private:
-    // A shell script body (after "#!/bin/sh") as the control program; empty: the logging stub.
+    // A script body after "#!/bin/sh"; empty: the logging stub.
     void setControlProgram(const std::string& body) const;
 
     std::string root_, path_;

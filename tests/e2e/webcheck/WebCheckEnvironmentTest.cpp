@@ -9,13 +9,10 @@
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 
-// The control program sees root, umask 022, the standard descriptors, only
-// PATH and LANG, no blocked or ignored signal and no limit of the caller's,
-// whatever the caller's environment held.
+// The control program gets nothing of the caller's environment or process state.
 using WebCheckEnvironmentTest = WebCheckFixture;
 
 namespace {
-// Lines of text that begin with prefix, without it.
 std::vector<std::string> linesOf(const std::string& text, const std::string& prefix)
 {
     std::vector<std::string> found;
@@ -26,9 +23,7 @@ std::vector<std::string> linesOf(const std::string& text, const std::string& pre
     return found;
 }
 
-// In the caller's child: close_range fails with ENOSYS from here on, as on
-// kernels before 5.9. Root may install the filter without no_new_privs,
-// which would switch set-user-ID off.
+// close_range fails with ENOSYS from here on, as before Linux 5.9 (root needs no no_new_privs).
 void withoutCloseRange()
 {
 #if defined(__x86_64__)
@@ -61,13 +56,10 @@ TEST_F(WebCheckEnvironmentTest, NothingOfTheCallersReachesTheControlProgram)
         std::ofstream(evil + "/" + name) << "#!/bin/sh\ntouch '" << marker << "'\n";
         ::chmod((evil + "/" + name).c_str(), 0755);
     }
-    // Inherited unless the tool closes it; above the descriptor limit the
-    // caller sets, so that without close_range only a look at every open
-    // descriptor finds it.
+    // Above the caller's descriptor limit: without close_range only /proc finds it.
     int leaked = ::open(box->callerFile("secret", "secret\n").c_str(), O_RDONLY);
     ASSERT_EQ(1000, ::dup2(leaked, 1000));
     ::close(leaked);
-    // Blocked here, so the tool's process starts with them blocked.
     sigset_t blocked, old;
     ::sigemptyset(&blocked);
     ::sigaddset(&blocked, SIGINT);
@@ -75,9 +67,7 @@ TEST_F(WebCheckEnvironmentTest, NothingOfTheCallersReachesTheControlProgram)
     ASSERT_EQ(0, ::pthread_sigmask(SIG_BLOCK, &blocked, &old));
     mode_t mask = ::umask(0);
     for (uid_t uid : kCallers) {
-        WebCheckSandbox::Options options;
-        options.uid = uid;
-        options.callerToken = true;
+        WebCheckSandbox::Options options{.uid = uid, .callerToken = true};
         options.env = {"PATH=" + evil + ":/usr/bin:/bin", "APACHE_ENVVARS=" + evil + "/envvars",
                        "APACHE_CONFDIR=" + evil, "IFS=/", "LD_PRELOAD=/nonexistent/evil.so",
                        "BASH_ENV=" + evil + "/sh", "ENV=" + evil + "/sh", "LANG=de_DE.UTF-8", "SHELLOPTS=xtrace"};
@@ -104,14 +94,12 @@ TEST_F(WebCheckEnvironmentTest, NothingOfTheCallersReachesTheControlProgram)
     EXPECT_EQ(Names(2, "\t0\t0\t0\t0"), linesOf(log, "Uid:")) << log;
     EXPECT_EQ(Names(2, " 0022"), linesOf(log, "umask:")) << log;
     EXPECT_FALSE(fs::exists(marker)) << "a hostile program ran";
-    // Everything as a server started at boot has it.
     EXPECT_EQ(Names(2, "nice 0 policy 0 oom 0 io none: prio 0 cwd /"), linesOf(log, "state: "));
     EXPECT_EQ(Names(2, linesOf(read("/proc/1/status"), "Cpus_allowed_list:").at(0)), linesOf(log, "Cpus_allowed_list:"));
     // pid 1's limits, but for a hard limit this session cannot raise.
     EXPECT_EQ(Names(2, linesOf(read("/proc/1/limits"), "Max file size").at(0)), linesOf(log, "limits: Max file size"));
     EXPECT_EQ(Names(2, "\t0000000000000000"), linesOf(log, "SigBlk:"));
-    // Signals 32 and 33 belong to the C library: no program can set them,
-    // and each program's library takes them over at start.
+    // Signals 32 and 33 belong to the C library.
     constexpr unsigned long long kLibrarySignals = (1ULL << 31) | (1ULL << 32);
     Names ignored = linesOf(log, "SigIgn:");
     ASSERT_EQ(ignored.size(), 2u);
@@ -119,18 +107,7 @@ TEST_F(WebCheckEnvironmentTest, NothingOfTheCallersReachesTheControlProgram)
         EXPECT_EQ(std::stoull(mask, nullptr, 16) & ~kLibrarySignals, 0u) << mask;
 }
 
-TEST_F(WebCheckEnvironmentTest, UnderSystemdStartStopAndRestartGoToTheServersUnit)
-{
-    box->pretendSystemd();
-    for (const char* command : {"start", "stop", "restart", "graceful"})
-        EXPECT_EQ(0, ctl(kNobody, command).status) << command;
-    std::string unit = WebCheckSandbox::mainConfName() == "apache2.conf" ? "apache2.service" : "httpd.service";
-    std::string log = read(box->controlLog());
-    EXPECT_EQ((Names{"start " + unit, "stop " + unit, "restart " + unit}), linesOf(log, "systemctl: "));
-    EXPECT_EQ((Names{"graceful"}), linesOf(log, "args: "));
-}
-
-TEST_F(WebCheckEnvironmentTest, LoweredHardLimitsAreRaisedOrRefused)
+TEST_F(WebCheckEnvironmentTest, LoweredHardLimitsAreRaisedOrRefusedAndSystemdGetsTheServersUnit)
 {
     auto result = ctl(kNobody, "graceful", {"/usr/bin/prlimit", "--fsize=1000", "--nofile=40"});
     if (::prctl(PR_CAPBSET_READ, CAP_SYS_RESOURCE) == 1) {
@@ -138,9 +115,16 @@ TEST_F(WebCheckEnvironmentTest, LoweredHardLimitsAreRaisedOrRefused)
         EXPECT_EQ(linesOf(read("/proc/1/limits"), "Max file size"),
                   linesOf(read(box->controlLog()), "limits: Max file size"));
     } else {
-        // Root without CAP_SYS_RESOURCE cannot undo them: nothing runs.
         EXPECT_EQ(kNoRootRights, result.status) << result.err;
         EXPECT_NE(std::string::npos, result.err.find("resource limit")) << result.err;
         EXPECT_FALSE(controlRan());
     }
+    fs::remove(box->controlLog());
+    box->pretendSystemd();
+    for (const char* command : {"start", "stop", "restart", "graceful"})
+        EXPECT_EQ(0, ctl(kNobody, command).status) << command;
+    std::string unit = WebCheckSandbox::mainConfName() == "apache2.conf" ? "apache2.service" : "httpd.service";
+    std::string log = read(box->controlLog());
+    EXPECT_EQ((Names{"start " + unit, "stop " + unit, "restart " + unit}), linesOf(log, "systemctl: "));
+    EXPECT_EQ((Names{"graceful"}), linesOf(log, "args: "));
 }

@@ -10,12 +10,14 @@
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+// Run options are given by designated initializers; the members left out keep their defaults.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
-// A set-user-ID root copy of the test build with stubs, attacked as nobody
-// (65534) and as root. Needs root; without it the test reports a skip (77).
+// The set-user-ID tool attacked as nobody and as root (skipped without root).
 class WebCheckFixture : public ::testing::Test
 {
 protected:
@@ -34,15 +36,9 @@ protected:
         box->installSetUID();
     }
 
-    // The tool run by uid with the token it expects, through the wrapper if any.
     Run run(uid_t uid, const Names& args, const Names& wrapper = {}, const std::function<void()>& inChild = {})
     {
-        WebCheckSandbox::Options options;
-        options.uid = uid;
-        options.callerToken = true;
-        options.wrapper = wrapper;
-        options.inChild = inChild;
-        return box->run(args, options);
+        return box->run(args, {.uid = uid, .wrapper = wrapper, .inChild = inChild, .callerToken = true});
     }
     Names ctlArgs(const std::string& command) const { return {"-mypath", box->tool(), "-operation", "ctl", "-data", command}; }
     Run ctl(uid_t uid, const std::string& command, const Names& wrapper = {}) { return run(uid, ctlArgs(command), wrapper); }
@@ -67,12 +63,9 @@ protected:
     {
         struct stat st{};
         ASSERT_EQ(0, ::stat(path.c_str(), &st)) << path;
-        EXPECT_EQ(uid, st.st_uid) << path;
-        EXPECT_EQ(gid, st.st_gid) << path;
-        EXPECT_EQ(mode, st.st_mode & 07777) << path;
+        EXPECT_EQ(std::tuple(uid, gid, mode), std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777)) << path;
     }
-    // Everything in a folder but the named entries; by default the
-    // configuration folder's own, so that no temporary file was left.
+    // Entries but the named ones; by default temporary files left in conf/.
     Names strays(std::string folder = {}, Names expected = {}) const
     {
         if (folder.empty())
