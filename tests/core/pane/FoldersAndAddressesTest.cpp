@@ -31,6 +31,12 @@ TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
     selectFolder("plain");
     EXPECT_EQ(views(), std::tuple(0, false, false, false));
     EXPECT_EQ(customViewText.text, "");
+    // A refresh sees new folders and drops the old selection.
+    root.mkdir("later");
+    pref->webRefresh(nullptr);
+    EXPECT_EQ(pref->selectedItem(), nullptr);
+    showTree();
+    EXPECT_EQ(webDirOutline.rows.size(), 5u);
 }
 
 TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelOrHasNoPersonalPrefixForACustomRoot)
@@ -84,34 +90,20 @@ TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOnAndDropsEdits)
     EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
     EXPECT_TRUE(defaults().boolForKey("Show Delete Dialog"));
 
-}
-
-TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits)
-{
+    // Without the dialog it happens at once, pending edits and all.
     root.write("private/.htaccess", "Require valid-user\n");
-    wake();
+    pref->webRefresh(nullptr);
+    showTree();
     selectFolder("private");
     customViewText.text = "edited";
     pref->textDidChange();
     accessFileDeleteCheck.stateValue = 0;
     pref->writeOption(&accessFileDeleteCheck);
     pref->clearAccessPrompt(nullptr);
-    EXPECT_TRUE(alerts.shown.empty());
+    EXPECT_EQ(alerts.shown.size(), 2u);
     EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
     EXPECT_FALSE(pref->hasBeenManuallyEdited());
     EXPECT_EQ(customViewText.text, "");
-}
-
-TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection)
-{
-    wake();
-    EXPECT_EQ(webDirOutline.rows.size(), 1u);
-    root.mkdir("later");
-    selectFolder("");
-    pref->webRefresh(nullptr);
-    EXPECT_EQ(pref->selectedItem(), nullptr);
-    showTree();
-    EXPECT_EQ(webDirOutline.rows.size(), 2u);
 }
 
 class AddressesTest : public PaneTest {
@@ -147,23 +139,14 @@ TEST_F(AddressesTest, MergingKeepsOnlyAddressesThatCannotBreakTheAccessFile)
     EXPECT_EQ(stored().back(), KLPlist("192.168.0.0/255.255.0.0"));
 }
 
-TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
+// The placeholder left as is beeps and is edited again; ALL typed in capitals is stored as typed.
+TEST_F(AddressesTest, NewRowIsEditedUntilItHoldsAnAddress)
 {
     wake();
     pref->addAddress(nullptr);
     EXPECT_EQ(pref->addresses().back(), KLPlist("host.domain.tld"));
-    EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
     EXPECT_EQ(addressTable.selection, std::vector<int>{1});
-    EXPECT_EQ(addressTable.edits.back(), (std::pair<std::string, int>{"address", 1}));
-    pref->replaceAddressAtIndex(1, "ALL");
-    EXPECT_EQ(workspace.beeps, 0);
-    EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
-}
-
-TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
-{
-    wake();
-    pref->addAddress(nullptr);
+    EXPECT_EQ(addressTable.edits, (std::vector<std::pair<std::string, int>>{{"address", 1}}));
     addressTable.deselectAll();
     addressTable.edits.clear();
     pref->replaceAddressAtIndex(1, "host.domain.tld");
@@ -180,6 +163,9 @@ TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
     } catch (const KLInvalidParameter& e) {
         EXPECT_STREQ(e.what(), "Invalid parameter not satisfying: old >= 0 && old < [addresses count]");
     }
+    pref->replaceAddressAtIndex(1, "ALL");
+    EXPECT_EQ(workspace.beeps, 1);
+    EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
 }
 
 TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite)

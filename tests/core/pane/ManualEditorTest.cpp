@@ -38,6 +38,7 @@ TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection)
     edit("Require valid-user\n");
     EXPECT_EQ(std::tuple(pref->hasBeenManuallyEdited(), customSaveButton.enabled, customRevertButton.enabled),
               std::tuple(true, true, true));
+    EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users") && alerts.shown.empty()); // tabs never ask
 
     // A folder opened now reads its access file and announces it; the edit stays pending.
     root.write("late/.htaccess", "Require user alice\n");
@@ -50,8 +51,10 @@ TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection)
     EXPECT_EQ(customViewText.text, "Require valid-user\n");
 }
 
-TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit)
+// Reverting once keeps the text and forgets the edit; a second revert reads the file again.
+TEST_F(ManualEditorTest, RevertingAndSavingEndTheEdit)
 {
+    KLFSItem* item = pref->selectedItem();
     std::string original = customViewText.text;
     edit("Deny from all\n");
     pref->revertCustomEdit(nullptr);
@@ -59,17 +62,12 @@ TEST_F(ManualEditorTest, RevertingOnceKeepsTheTextAndForgetsTheEdit)
     EXPECT_FALSE(pref->hasBeenManuallyEdited() || customSaveButton.enabled || customRevertButton.enabled);
     pref->revertCustomEdit(nullptr);
     EXPECT_EQ(customViewText.text, original);
-}
 
-TEST_F(ManualEditorTest, SavingWritesTheFileThroughTheItem)
-{
-    KLFSItem* item = pref->selectedItem();
     edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
     pref->saveCustomEdit(nullptr);
     EXPECT_FALSE(pref->hasBeenManuallyEdited());
     EXPECT_TRUE(saved("Options -Indexes") && saved("Require user alice"));
-    EXPECT_EQ(customViewText.text, file());
-    EXPECT_EQ(pref->selectedItem(), item);
+    EXPECT_EQ(std::pair(customViewText.text, pref->selectedItem()), std::pair(file(), item));
     EXPECT_TRUE(item->isPasswordProtected());
 }
 
@@ -100,81 +98,63 @@ TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
     }
 }
 
-TEST_F(ManualEditorTest, RootChangeHeldBackThenCancelledChangesNothing)
+// The root change waits for the question; Cancel, Don't Save and Save each end it their way.
+TEST_F(ManualEditorTest, RootChangeWaitsForTheAnswer)
 {
-    edit("Require valid-user\n");
-    pref->setWebDirRoot(KLState(0));
-    EXPECT_EQ(webDirFolder.selected, 2);
-    ASSERT_EQ(alerts.pending.size(), 1u);
-    const KLAlert& a = alerts.shown[0];
-    EXPECT_EQ(std::tuple(a.title, a.message, a.defaultButton, a.alternateButton, a.otherButton),
-              std::tuple(kQuestion,
-                         "If you do not save your manual editor changes, they will be lost when performing this action",
-                         "Save", "Don't Save", "Cancel"));
-
-    alerts.answer(-1);
-    EXPECT_EQ(std::tuple(defaults().integerForKey("Fendrel Protected Folder"), webDirFolder.selected,
-                         pref->files()->rootPath(), pref->hasBeenManuallyEdited(), file()),
-              std::tuple(2, 2, root.path(), true, "Require user alice\nAuthType Basic\n"));
-}
-
-TEST_F(ManualEditorTest, RootChangeNotSavedTakesTheNewRootAndDropsTheEdit)
-{
-    edit("Require valid-user\n");
-    pref->setWebDirRoot(KLState(0));
-    alerts.answer(0);
-    EXPECT_EQ(std::tuple(defaults().integerForKey("Fendrel Protected Folder"), webDirFolder.selected,
-                         pref->files()->rootPath(), pref->hasBeenManuallyEdited(), file()),
-              std::tuple(0, 0, sites, false, "Require user alice\nAuthType Basic\n"));
-    EXPECT_TRUE(userNames().empty()); // the new root's users file
-
+    const struct {
+        int code, stored;
+        bool moved;
+    } answers[] = {{-1, 2, false}, {0, 0, true}, {1, 0, true}};
+    for (const auto& a : answers) {
+        SCOPED_TRACE(a.code);
+        root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
+        defaults().setInteger(2, "Fendrel Protected Folder");
+        webDirOutline.selection.clear();
+        wake();
+        selectFolder("private");
+        edit("Require user alice\nAuthType Basic\n# kept\n");
+        alerts.shown.clear();
+        pref->setWebDirRoot(KLState(0));
+        EXPECT_EQ(webDirFolder.selected, 2);
+        ASSERT_EQ(alerts.pending.size(), 1u);
+        const KLAlert& q = alerts.shown[0];
+        EXPECT_EQ(std::tuple(q.title, q.message, q.defaultButton, q.alternateButton, q.otherButton),
+                  std::tuple(kQuestion,
+                             "If you do not save your manual editor changes, they will be lost when performing this "
+                             "action",
+                             "Save", "Don't Save", "Cancel"));
+        alerts.answer(a.code);
+        EXPECT_EQ(std::tuple(defaults().integerForKey("Fendrel Protected Folder"), webDirFolder.selected,
+                             pref->files()->rootPath(), pref->hasBeenManuallyEdited(), saved("# kept")),
+                  std::tuple(a.stored, a.stored, a.moved ? sites : root.path(), !a.moved, a.code == 1));
+        EXPECT_EQ(userNames().empty(), a.moved); // the new root's users file
+    }
     showTree();
     webDirOutline.selectRow(0, false);
     pref->webOutlineClick(nullptr);
     EXPECT_EQ(customViewText.text, "# the personal folder\n");
 }
 
-TEST_F(ManualEditorTest, RootChangeSavedWritesFirstThenMoves)
-{
-    edit("Require user alice\nAuthType Basic\n# kept\n");
-    pref->setWebDirRoot(KLState(0));
-    alerts.answer(1);
-    EXPECT_TRUE(saved("# kept"));
-    EXPECT_EQ(defaults().integerForKey("Fendrel Protected Folder"), 0);
-    EXPECT_FALSE(pref->hasBeenManuallyEdited());
-}
-
+// The host hears the answer; the error return and codes no button gives run nothing.
 TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer)
 {
     std::vector<bool> replies;
     pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
     edit("Require user alice\nAuthType Basic\n# leaving\n");
-
-    EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Later);
-    alerts.answer(-1);
-    EXPECT_EQ(replies, std::vector<bool>{false});
-    EXPECT_TRUE(pref->hasBeenManuallyEdited());
-    EXPECT_FALSE(saved("# leaving"));
-
-    EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Later);
-    alerts.answer(1);
-    EXPECT_EQ(replies, (std::vector<bool>{false, true}));
-    EXPECT_TRUE(saved("# leaving"));
+    const struct {
+        int code;
+        std::vector<bool> replies;
+        bool edited;
+    } steps[] = {{-1, {false}, true}, {-2, {false}, true}, {5, {false}, true}, {1, {false, true}, false}};
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.code);
+        EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Later);
+        alerts.answer(step.code);
+        EXPECT_EQ(replies, step.replies);
+        EXPECT_EQ(std::pair(pref->hasBeenManuallyEdited(), saved("# leaving")), std::pair(step.edited, !step.edited));
+    }
+    EXPECT_EQ(std::count(log.begin(), log.end(), "An error occurred in 'manualEditorSheetDidEnd:returnCode:contextInfo:'"), 1);
     EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
-}
-
-TEST_F(ManualEditorTest, ErrorReturnAndOddCodesRunNothing)
-{
-    std::vector<bool> replies;
-    pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
-    edit("x\n");
-    pref->shouldUnselect();
-    alerts.answer(-2);
-    EXPECT_EQ(log.back(), "An error occurred in 'manualEditorSheetDidEnd:returnCode:contextInfo:'");
-    pref->shouldUnselect();
-    alerts.answer(5);
-    EXPECT_TRUE(replies.empty());
-    EXPECT_TRUE(pref->hasBeenManuallyEdited());
 }
 
 TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack)
@@ -203,12 +183,6 @@ TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack)
     EXPECT_EQ(file(), "Require user alice\nAuthType Basic\n");
     alerts.answer(0); // custom folders off
     EXPECT_FALSE(defaults().boolForKey("Allow Custom Web Dir"));
-}
-
-TEST_F(ManualEditorTest, TabSwitchingNeverAsks)
-{
-    edit("x\n");
-    EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users") && alerts.shown.empty());
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 #include "KLUsersDataSource.h"
 #include "TempDir.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstdlib>
 #include <filesystem>
