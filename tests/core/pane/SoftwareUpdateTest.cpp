@@ -9,37 +9,24 @@ namespace {
 // 2023-06-15 21:05:30 in New York (EDT), in seconds since 2001-01-01 UTC.
 constexpr double kNow = 708570330.0;
 
-class SoftwareUpdateTest : public PaneTest {
-protected:
-    void SetUp() override
-    {
-        PaneTest::SetUp();
-        loop = std::make_shared<KLPlainRunLoop>();
-        KLRunLoop::setMain(loop);
-        // Nothing listens there: the check ends at once without a reply.
-        defaults().setObject(KLPlist("127.0.0.1:1"), "Update Server");
-        swu = {.swuPanel = &swuPanel, .alerts = &alerts, .workspace = &workspace};
-    }
-
-    std::shared_ptr<KLPlainRunLoop> loop;
-    KLSUControllerOutlets swu;
-    FakeWindow swuPanel;
-};
-
-TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds)
+TEST_F(PaneTest, CheckShowsProgressUntilItEndsAndTellsWhenItLastGotAReply)
 {
+    auto loop = std::make_shared<KLPlainRunLoop>();
+    KLRunLoop::setMain(loop);
+    defaults().setObject(KLPlist("127.0.0.1:1"), "Update Server"); // nothing listens: no reply
+    FakeWindow swuPanel;
+    KLSUControllerOutlets swu{.swuPanel = &swuPanel, .alerts = &alerts, .workspace = &workspace};
     o.swu = &swu;
     wake();
-    versionCheckButton.titleText = "Check Now";
     pref->beginSWUCheck(nullptr);
     ASSERT_NE(pref->SWUController(), nullptr);
     EXPECT_EQ(std::pair(versionCheckProgress.animating, versionCheckButton.titleText), std::pair(true, std::string("Cancel")));
-
     ASSERT_TRUE(loop->runUntil([&] { return !versionCheckProgress.animating; }, 30));
-    EXPECT_EQ(versionCheckButton.titleText, "Check Now");
-    EXPECT_EQ(lastCheckText.value, "Last Check: never"); // no reply, no new time
+    EXPECT_EQ(std::tuple(versionCheckButton.titleText, lastCheckText.value), std::tuple("Check Now", "Last Check: never"));
+    int sender = 0; // notices of other senders are not the pane's
+    KLNotificationCenter::defaultCenter().post(KLSUController::kStarted, &sender);
+    EXPECT_FALSE(versionCheckProgress.animating);
 
-    // A check that got a reply reports its time: today, yesterday, the date or last year's date.
     const char* tz = std::getenv("TZ");
     const std::optional<std::string> savedTZ = tz ? std::optional<std::string>(tz) : std::nullopt;
     ::setenv("TZ", "America/New_York", 1);
@@ -66,27 +53,22 @@ TEST_F(SoftwareUpdateTest, CheckShowsProgressUntilItEnds)
     }
     savedTZ ? ::setenv("TZ", savedTZ->c_str(), 1) : ::unsetenv("TZ");
     ::tzset();
-
-    // Notices of other senders are not the pane's.
-    int sender = 0;
-    KLNotificationCenter::defaultCenter().post(KLSUController::kStarted, &sender);
-    EXPECT_FALSE(versionCheckProgress.animating);
 }
 
-TEST_F(SoftwareUpdateTest, WithoutTheUpdatePanelTheCheckIsUnavailable)
+TEST_F(PaneTest, WithoutTheUpdatePanelTheCheckIsUnavailable)
 {
     wake();
+    const std::string unavailable = "Bundle 'SWU' could not be loaded. Software Update unavailable";
     try {
         pref->beginSWUCheck(nullptr);
         ADD_FAILURE() << "a check without the update panel started";
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "Bundle 'SWU' could not be loaded. Software Update unavailable");
+        EXPECT_EQ(e.what(), unavailable);
     }
     EXPECT_EQ(pref->SWUController(), nullptr);
-
-    // Selecting the pane still works; its automatic check runs once at most.
-    pref->didSelect(), pref->didSelect();
-    EXPECT_LE(std::count(log.begin(), log.end(), "Bundle 'SWU' could not be loaded. Software Update unavailable"), 1);
+    pref->didSelect(); // its automatic check runs once at most
+    pref->didSelect();
+    EXPECT_LE(std::count(log.begin(), log.end(), unavailable), 1);
 }
 
 } // namespace
