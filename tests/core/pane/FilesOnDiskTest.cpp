@@ -1,77 +1,19 @@
-// Files other programs change while the pane is shown, and files it must
-// leave alone: too large, no text, or no file at all.
-#include "KLPlainRunLoop.h"
 #include "PaneFixture.h"
 
 #include <sys/stat.h>
 
 namespace {
 
-class FilesOnDiskTest : public PaneTest {
-protected:
-    void SetUp() override
-    {
-        PaneTest::SetUp();
-        KLRunLoop::setMain(loop);
-        writeFiles();
-        root.mkdir("open");
-    }
-    void writeFiles()
-    {
+// Files no users, groups or access file can be (too large, no text, no file) are never written over; the
+// change that would write them is told in one alert.
+TEST_F(PaneTest, UnusableFilesAreLeftAsTheyAre)
+{
+    auto writeFiles = [&] {
         root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\n");
         root.write(".htgroups", "staff: alice \n");
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
-    }
-    void TearDown() override
-    {
-        PaneTest::TearDown();
-        KLRunLoop::setMain(nullptr);
-    }
-    std::shared_ptr<KLPlainRunLoop> loop = std::make_shared<KLPlainRunLoop>();
-};
-
-TEST_F(FilesOnDiskTest, OutsideChangesShowSoonKeepingTheSelection)
-{
-    wake();
-    pref->startWatchingFiles();
-    KLFSItem* open = selectFolder("open");
-    KLFSItem* selected = selectFolder("private");
-    userTable.selectRow(2, false); // bob
-    const struct {
-        const char* file;
-        const char* text; // nullptr removes the file
-        std::function<bool()> shown;
-    } steps[] = {
-        {".htusers", "zoe:abcdefghijklm\nalice:abcdefghijklm\nbob:abcdefghijklm\n",
-         [&] { return userNames().size() == 3 && userTable.selection == std::vector<int>{3}; }},
-        {".htgroups", "staff: alice \nteam: bob \n", [&] { return pref->groupArray()->size() == 2; }},
-        {"private/.htaccess", "Deny from 10.0.0.9\n",
-         [&] { return selected->isAddressProtected() && customViewText.text == "Deny from 10.0.0.9\n"; }},
-        {"open/.htaccess", "Require valid-user\n", [&] { return open->isPasswordProtected(); }},
-        {"open/.htaccess", nullptr, [&] { return !open->isPasswordProtected() && !open->hasAccessFile(); }},
     };
-    for (const auto& step : steps) {
-        step.text ? void(root.write(step.file, step.text)) : void(std::filesystem::remove(root.file(step.file)));
-        // Well within the watcher's period, but a loaded machine is slow.
-        EXPECT_TRUE(loop->runUntil(step.shown, 10)) << step.file;
-    }
-    EXPECT_EQ(pref->selectedItem(), selected);
-    EXPECT_TRUE(alerts.shown.empty());
-
-    std::filesystem::remove_all(root.path());
-    ASSERT_TRUE(loop->runUntil([&] { return !alerts.shown.empty(); }, 10));
-    EXPECT_EQ(alerts.shown[0].title, "The protected folder is gone");
-    pref->addUser(nullptr);
-    userField.value = "carol", passField.value = confirmField.value = "pw";
-    pref->endNewUser(nullptr);
-    EXPECT_EQ(alerts.shown.size(), 1u);
-    EXPECT_FALSE(std::filesystem::exists(root.path()));
-}
-
-// Files no users, groups or access file can be are never written over; the
-// change that would write them is told in one alert.
-TEST_F(FilesOnDiskTest, UnusableFilesAreLeftAsTheyAre)
-{
+    writeFiles();
     const std::string binary("\x7f" "ELF\x02\x01\x01\0\0\0\x03\0>\0", 16);
     const std::uintmax_t huge = (std::uintmax_t{64} << 20) + 1;
     const std::string kinds[] = {"binary", "huge", "pipe"};

@@ -157,32 +157,4 @@ TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer)
     EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
 }
 
-TEST_F(ManualEditorTest, OtherActionsHoldThemselvesBack)
-{
-    edit("x\n");
-    pref->setManualEditVisible(KLState(0));
-    EXPECT_EQ(manualEditCheck.stateValue, 1);
-    pref->webRefresh(nullptr);
-    ASSERT_FALSE(pref->selectedItem()->isAllowSet());
-    addressMode.selectedRowValue = 0;
-    pref->changeAddressMode(&addressMode);
-    // A custom root in use: turning custom folders off waits as well.
-    pref->setCustomWebDirAllowed(KLState(0));
-    EXPECT_EQ(customDirCheck.stateValue, 1);
-    ASSERT_EQ(alerts.pending.size(), 4u);
-    EXPECT_EQ(addressMode.selectedRowValue, 0); // left as the user set it
-    EXPECT_TRUE(defaults().boolForKey("Allow Custom Web Dir"));
-
-    // The mode change waits as "hide the editor", not as itself.
-    defaults().setBool(true, "Show Manual Editor");
-    alerts.answer(-1); // hide: dropped
-    alerts.answer(-1); // refresh: dropped
-    alerts.answer(0);  // mode change: the editor is hidden
-    EXPECT_FALSE(defaults().boolForKey("Show Manual Editor"));
-    EXPECT_FALSE(pref->selectedItem()->isAllowSet());
-    EXPECT_EQ(file(), "Require user alice\nAuthType Basic\n");
-    alerts.answer(0); // custom folders off
-    EXPECT_FALSE(defaults().boolForKey("Allow Custom Web Dir"));
-}
-
 } // namespace

@@ -1,5 +1,3 @@
-#include "KLApacheController.h"
-#include "KLPlainRunLoop.h"
 #include "PaneFixture.h"
 
 namespace {
@@ -159,29 +157,6 @@ TEST_F(StartupTest, DisallowingCustomFoldersFallsBackAndTurnsRemoteApacheOff)
     EXPECT_EQ(std::pair(remoteApacheCheck.stateValue, remoteApacheCheck.enabled), std::pair(0, false));
     EXPECT_EQ(std::tuple(webDirFolder.numberOfItems(), webDirFolder.selected, defaults().integerForKey("Fendrel Protected Folder")),
               std::tuple(2, 1, 1));
-}
-
-TEST_F(StartupTest, RemoteServerRemovesTheWebServerTabAndStopsPolling)
-{
-    KLRunLoop::setMain(std::make_shared<KLPlainRunLoop>());
-    defaults().setBool(true, "Override Conf Directory Location"); // no server binary asked
-    tabs.ids = {"access", "options", "about"};
-    pref = std::make_unique<FendrelPref>();
-    pref->initWithBundle(KLBundle::main());
-    pref->setApacheFactory([] { return std::make_shared<KLApacheController>(nullptr); });
-    pref->setOutlets(o);
-    pref->awakeFromNib();
-    ASSERT_NE(pref->apache(), nullptr);
-    auto state = [&] { return std::pair(tabs.indexOfItemWithIdentifier("apache"), pref->apache()->isEnabled()); };
-    EXPECT_EQ(state(), std::pair(2, true));
-    pref->setUsesRemoteApache(KLState(1));
-    EXPECT_EQ(state(), std::pair(-1, false));
-    pref->setUsesRemoteApache(KLState(0));
-    EXPECT_EQ(state(), std::pair(2, true));
-    pref->didUnselect();
-    EXPECT_FALSE(pref->apache()->isEnabled());
-    pref->didSelect();
-    EXPECT_TRUE(pref->apache()->isEnabled());
 }
 
 // Groups read against users that could not be read have lost their members
