@@ -13,7 +13,6 @@ protected:
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
         sites = std::string(std::getenv("HOME")) + "/Sites";
         std::filesystem::create_directories(sites);
-        writeFile(sites + "/.htaccess", "# the personal folder\n");
         wake();
         selectFolder("private");
     }
@@ -29,27 +28,6 @@ protected:
 
     std::string sites;
 };
-
-TEST_F(ManualEditorTest, SelectingShowsTheFileAndAPendingEditHoldsTheSelection)
-{
-    EXPECT_EQ(customViewText.text, file());
-    EXPECT_EQ(customViewText.selection, (std::pair<std::size_t, std::size_t>{0, 0}));
-    EXPECT_FALSE(customSaveButton.enabled);
-    edit("Require valid-user\n");
-    EXPECT_EQ(std::tuple(pref->hasBeenManuallyEdited(), customSaveButton.enabled, customRevertButton.enabled),
-              std::tuple(true, true, true));
-    EXPECT_TRUE(pref->shouldSelectTabViewItem(&userAddressTabs, "users") && alerts.shown.empty()); // tabs never ask
-
-    // A folder opened now reads its access file and announces it; the edit stays pending.
-    root.write("late/.htaccess", "Require user alice\n");
-    std::shared_ptr<KLFSItem> late = KLFSItem::create(root.file("late"));
-    EXPECT_TRUE(pref->hasBeenManuallyEdited() && customSaveButton.enabled);
-    // Selection is frozen while the edit is pending.
-    KLFSItem* chosen = pref->selectedItem();
-    selectFolder("");
-    EXPECT_EQ(pref->selectedItem(), chosen);
-    EXPECT_EQ(customViewText.text, "Require valid-user\n");
-}
 
 // Reverting once keeps the text and forgets the edit; a second revert reads the file again.
 TEST_F(ManualEditorTest, RevertingAndSavingEndTheEdit)
@@ -129,32 +107,6 @@ TEST_F(ManualEditorTest, RootChangeWaitsForTheAnswer)
                   std::tuple(a.stored, a.stored, a.moved ? sites : root.path(), !a.moved, a.code == 1));
         EXPECT_EQ(userNames().empty(), a.moved); // the new root's users file
     }
-    showTree();
-    webDirOutline.selectRow(0, false);
-    pref->webOutlineClick(nullptr);
-    EXPECT_EQ(customViewText.text, "# the personal folder\n");
-}
-
-// The host hears the answer; the error return and codes no button gives run nothing.
-TEST_F(ManualEditorTest, LeavingWithEditsAsksAndTheHostHearsTheAnswer)
-{
-    std::vector<bool> replies;
-    pref->setUnselectReplyHandler([&](bool leave) { replies.push_back(leave); });
-    edit("Require user alice\nAuthType Basic\n# leaving\n");
-    const struct {
-        int code;
-        std::vector<bool> replies;
-        bool edited;
-    } steps[] = {{-1, {false}, true}, {-2, {false}, true}, {5, {false}, true}, {1, {false, true}, false}};
-    for (const auto& step : steps) {
-        SCOPED_TRACE(step.code);
-        EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Later);
-        alerts.answer(step.code);
-        EXPECT_EQ(replies, step.replies);
-        EXPECT_EQ(std::pair(pref->hasBeenManuallyEdited(), saved("# leaving")), std::pair(step.edited, !step.edited));
-    }
-    EXPECT_EQ(std::count(log.begin(), log.end(), "An error occurred in 'manualEditorSheetDidEnd:returnCode:contextInfo:'"), 1);
-    EXPECT_EQ(pref->shouldUnselect(), KLUnselectReply::Now);
 }
 
 } // namespace

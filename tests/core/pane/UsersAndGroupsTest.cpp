@@ -122,42 +122,11 @@ TEST_F(UsersTest, TheChosenHashIsMadeAndDESWarnsOfTheIgnoredPart)
     EXPECT_EQ(std::tuple(userNames().size(), users(), window.sheets.size()), std::tuple(2u, file, 1u));
 }
 
-TEST_F(UsersTest, PasswordChangeWithSortUsersKeepsOneRecordAndTheOrder)
-{
-    root.write(".htusers", "bob:abcdefghijklm\ncarol:abcdefghijklm\nalice:abcdefghijklm\n");
-    root.write(".htgroups", "staff: alice bob\n");
-    defaults().setBool(true, "Sort Users");
-    wake(); // read as stored, not yet sorted
-    editUser(3);
-    EXPECT_EQ(std::tuple(userField.enabled, userField.value, errorField.value, userAddPanel.firstResponder),
-              std::tuple(false, "alice", "Please enter a new password for alice", "passField"));
-    EXPECT_EQ(submit("alice", "new-pw", "new-pw"), "");
-    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob", "carol"}));
-    EXPECT_TRUE(verifies("alice", "new-pw"));
-    EXPECT_EQ(hashOf("bob"), "abcdefghijklm");
-    EXPECT_EQ(groups(), "staff: alice bob\n"); // memberships stay
-
-    // Sorted already: the same edit again leaves the others where they are.
-    editUser(2);
-    EXPECT_EQ(submit("bob", "pw2", "pw2"), "");
-    EXPECT_EQ(userNames(), (std::vector<std::string>{"alice", "bob", "carol"}));
-    EXPECT_TRUE(verifies("bob", "pw2") && verifies("alice", "new-pw"));
-}
-
-// The "any valid user" row cannot be edited or deleted; Don't Ask deletes and turns the dialog off.
 TEST_F(UsersTest, DontAskDeletesAndTurnsTheDialogOff)
 {
     root.write(".htusers", "alice:abcdefghijklm\nbob:abcdefghijklm\ncarol:abcdefghijklm\n");
     root.write(".htgroups", "staff: alice bob\n");
     wake();
-    for (bool userRow : {true, false}) {
-        userTable.selectRow(userRow ? 1 : 0, false);
-        pref->userClick(&userTable);
-        EXPECT_EQ(std::pair(userEditButton.enabled, userDeleteButton.enabled), std::pair(userRow, userRow));
-    }
-    pref->editUser(nullptr);
-    EXPECT_TRUE(window.sheets.empty());
-
     userTable.selectRow(1, false);
     pref->deleteRow(&userTable, 1);
     ASSERT_EQ(alerts.shown.size(), 1u);
@@ -210,18 +179,6 @@ TEST_F(UsersTest, GroupButtonAndDeleteTextsNameTheNode)
     groupOutline.deselectAll();
     pref->groupClick(&groupOutline);
     EXPECT_EQ(std::pair(groupDeleteButton.enabled, groupDeleteButton.tip), std::pair(false, std::string()));
-}
-
-TEST_F(UsersTest, NewGroupTakesTheFirstFreeNumberAndIsEdited)
-{
-    root.write(".htgroups", "Group 1:\nGroup 3:\n");
-    wake();
-    pref->addGroup(nullptr);
-    EXPECT_EQ(pref->groups()->list(), (std::vector<std::string>{"Group 1", "Group 3", "Group 2"}));
-    showGroups();
-    ASSERT_EQ(groupOutline.edits.size(), 1u);
-    EXPECT_EQ(groupOutline.edits[0].first, "group");
-    EXPECT_EQ(groupOutline.selection, std::vector<int>{groupOutline.edits[0].second});
 }
 
 } // namespace
