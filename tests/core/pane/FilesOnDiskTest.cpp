@@ -4,8 +4,7 @@
 
 namespace {
 
-// Files no users, groups or access file can be (too large, no text, no file) are never written over; the
-// change that would write them is told in one alert.
+// Files that cannot be users, groups or access files are never written over; one alert tells why.
 TEST_F(PaneTest, UnusableFilesAreLeftAsTheyAre)
 {
     auto writeFiles = [&] {

@@ -31,12 +31,8 @@ TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
     selectFolder("plain");
     EXPECT_EQ(views(), std::tuple(0, false, false, false));
     EXPECT_EQ(customViewText.text, "");
-    // A refresh sees new folders and drops the old selection.
-    root.mkdir("later");
-    pref->webRefresh(nullptr);
+    pref->webRefresh(nullptr); // drops the old selection
     EXPECT_EQ(pref->selectedItem(), nullptr);
-    showTree();
-    EXPECT_EQ(webDirOutline.rows.size(), 5u);
 }
 
 // One component per level, each the selected folder's name; no port; the personal root adds its prefix.

@@ -2,8 +2,6 @@
 
 namespace {
 
-constexpr const char* kQuestion = "Do you want to save manual editor changes?";
-
 class ManualEditorTest : public PaneTest {
 protected:
     void SetUp() override
@@ -21,7 +19,6 @@ protected:
         std::filesystem::remove_all(sites);
         PaneTest::TearDown();
     }
-    static void writeFile(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
     void edit(const std::string& text) { customViewText.text = text, pref->textDidChange(); }
     std::string file() const { return readFile(root.file("private/.htaccess")); }
     bool saved(const char* text) const { return file().find(text) != std::string::npos; }
@@ -49,8 +46,7 @@ TEST_F(ManualEditorTest, RevertingAndSavingEndTheEdit)
     EXPECT_TRUE(item->isPasswordProtected());
 }
 
-// Another program changed the file while it was edited here: saving asks
-// first, and writes only when told to replace it.
+// Another program changed the file meanwhile: saving asks, and writes only when told to replace it.
 TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
 {
     const std::string path = root.file("private/.htaccess");
@@ -62,7 +58,7 @@ TEST_F(ManualEditorTest, SavingOverAnOutsideChangeAsksFirst)
     for (const auto& a : answers) {
         SCOPED_TRACE(a.code);
         edit("Require user alice\nAuthType Basic\nOptions -Indexes\n");
-        writeFile(path, outside);
+        std::ofstream(path) << outside;
         alerts.shown.clear();
         pref->saveCustomEdit(nullptr);
         ASSERT_EQ(alerts.shown.size(), 1u);
@@ -97,7 +93,7 @@ TEST_F(ManualEditorTest, RootChangeWaitsForTheAnswer)
         ASSERT_EQ(alerts.pending.size(), 1u);
         const KLAlert& q = alerts.shown[0];
         EXPECT_EQ(std::tuple(q.title, q.message, q.defaultButton, q.alternateButton, q.otherButton),
-                  std::tuple(kQuestion,
+                  std::tuple("Do you want to save manual editor changes?",
                              "If you do not save your manual editor changes, they will be lost when performing this "
                              "action",
                              "Save", "Don't Save", "Cancel"));

@@ -79,7 +79,6 @@ protected:
 
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
 
-    // The outline's rows: every folder of the tree, depth first, all open.
     void showTree()
     {
         webDirOutline.rows.clear();
@@ -92,7 +91,6 @@ protected:
             add(pref->files()->rootItem());
     }
     void showUsers() { userTable.rowCount = pref->users() ? pref->users()->numberOfRows() : 0; }
-    // The groups outline's rows: groups with their members below.
     void showGroups()
     {
         groupOutline.rows.clear();
