@@ -1,36 +1,14 @@
-#include "FakeOutlets.h"
-#include "FendrelPref.h"
-#include "KLBundle.h"
-#include "KLLog.h"
-
-#include <gtest/gtest.h>
+#include "PaneFixture.h"
 
 namespace {
 
-class ErrorsTest : public ::testing::Test {
-protected:
-    void SetUp() override { KLSetLogSink([this](const std::string& line) { log.push_back(line); }); }
-    void TearDown() override { KLSetLogSink(nullptr); }
-    void setUp(FendrelPref& pref)
-    {
-        pref.initWithBundle(KLBundle::main());
-        FendrelPrefOutlets outlets;
-        outlets.alerts = &alerts;
-        pref.setOutlets(outlets);
-    }
-    FakeAlerts alerts;
-    std::vector<std::string> log;
-};
-
-TEST_F(ErrorsTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown)
+TEST_F(PaneTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown)
 {
-    FendrelPref pref;
-    setUp(pref);
-    const std::vector<std::string>& errors = pref.errors();
+    wake();
+    log.clear();
+    const std::vector<std::string>& errors = pref->errors();
     ASSERT_GT(errors.size(), 3u);
-    EXPECT_EQ(errors[0], ""); // the table comes from the bundle, index zero unused
-    EXPECT_NE(errors[1].find("WebCheck"), std::string::npos);
-    EXPECT_EQ(FendrelPref::sharedInstance(), &pref);
+    EXPECT_EQ(FendrelPref::sharedInstance(), pref.get());
     const int count = static_cast<int>(errors.size());
     const std::string unknown = "An unknown error occured";
     const struct {
@@ -47,7 +25,7 @@ TEST_F(ErrorsTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown)
     for (const auto& c : cases) {
         log.clear();
         alerts.shown.clear();
-        pref.displayError(c.code);
+        pref->displayError(c.code);
         ASSERT_EQ(alerts.shown.size(), 1u) << c.code;
         const KLAlert& a = alerts.shown[0];
         EXPECT_EQ(std::tuple(a.title, a.defaultButton, a.context), std::tuple("An Error Occured", "OK", c.context));
@@ -58,19 +36,20 @@ TEST_F(ErrorsTest, KnownCodesAreLoggedAndShownWithTheirTextOthersAsUnknown)
         EXPECT_EQ(log.size(), 1u);
     }
     log.clear();
-    pref.displayError(0);
-    EXPECT_EQ(std::pair(log.size(), alerts.shown.size()), std::pair(std::size_t{0}, std::size_t{1}));
+    pref->displayError(0);
+    EXPECT_EQ(std::pair(log.size(), alerts.shown.size()), std::pair(std::size_t{0}, std::size_t{1})); // code zero shows nothing new
 
     // Without the resource every code is unknown.
     ::setenv("FENDREL_RESOURCES", "/nonexistent", 1);
     FendrelPref bare;
-    setUp(bare);
+    bare.initWithBundle(KLBundle::main());
     ::unsetenv("FENDREL_RESOURCES");
+    bare.setOutlets(o);
     EXPECT_TRUE(bare.errors().empty());
     bare.displayError(1);
     EXPECT_EQ(std::pair(log.back(), alerts.shown.back().message), std::pair(std::string("[Fendrel] Error 1: "), unknown));
     // The divider limits move the proposed coordinate.
-    EXPECT_EQ(std::pair(pref.constrainMinCoordinate(100, 0), pref.constrainMaxCoordinate(500, 1)), std::pair(170.0, 360.0));
+    EXPECT_EQ(std::pair(pref->constrainMinCoordinate(100, 0), pref->constrainMaxCoordinate(500, 1)), std::pair(170.0, 360.0));
 }
 
 } // namespace

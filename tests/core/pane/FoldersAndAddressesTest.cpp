@@ -31,87 +31,56 @@ TEST_F(FoldersTest, SelectingAFolderSetsTheAddressViews)
     selectFolder("plain");
     EXPECT_EQ(views(), std::tuple(0, false, false, false));
     EXPECT_EQ(customViewText.text, "");
+    pref->webRefresh(nullptr); // drops the old selection
+    EXPECT_EQ(pref->selectedItem(), nullptr);
 }
 
-TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelOrHasNoPersonalPrefixForACustomRoot)
+// One component per level, each the selected folder's name; no port; the personal root adds its prefix.
+TEST_F(FoldersTest, WebAddressRepeatsTheNameOncePerLevelAndTheLoginForThePersonalRoot)
 {
     const passwd* entry = getpwuid(getuid());
-    const std::string login = entry ? entry->pw_name : "";
-    defaults().setInteger(0, "Fendrel Protected Folder");
-    std::string sites = std::string(std::getenv("HOME")) + "/Sites";
-    std::filesystem::create_directories(sites + "/a/b");
-    wake();
-    EXPECT_EQ(webDirFolder.selected, 0);
-    ASSERT_EQ(webDirOutline.rows.size(), 3u);
-    webDirOutline.selectRow(2, false); // Sites/a/b
-    pref->webOutlineClick(nullptr);
-    pref->viewSelectionOnWeb(nullptr);
-    EXPECT_EQ(workspace.urls.back(), "http://127.0.0.1/~" + login + "/b/b");
-    webDirOutline.selectRow(0, false);
-    pref->webOutlineClick(nullptr);
-    EXPECT_EQ(pref->webAddressOfSelection(), "http://127.0.0.1/~" + login + "/");
-    std::filesystem::remove_all(sites);
-
-    pref.reset();
-    root.mkdir("docs");
-    defaults().setInteger(2, "Fendrel Protected Folder");
+    const std::string sites = std::string(std::getenv("HOME")) + "/Sites";
+    std::filesystem::create_directories(sites);
+    root.mkdir("docs/x");
     defaults().setObject(KLPlist("https"), "Apache Site Protocol");
     defaults().setObject(KLPlist("example.test"), "Apache Site Address");
     defaults().setObject(KLPlist("8080"), "Apache Site Port");
-    webDirOutline.selection.clear();
     wake();
-    selectFolder("docs");
-    EXPECT_EQ(pref->webAddressOfSelection(), "https://example.test/docs");
+    selectFolder("docs/x");
+    pref->viewSelectionOnWeb(nullptr);
+    EXPECT_EQ(workspace.urls, std::vector<std::string>{"https://example.test/x/x"});
+    pref->setWebDirRoot(KLState(0));
+    showTree();
+    webDirOutline.selectRow(0, false);
+    pref->webOutlineClick(nullptr);
+    EXPECT_EQ(pref->webAddressOfSelection(), "https://example.test/~" + std::string(entry ? entry->pw_name : "") + "/");
+    std::filesystem::remove_all(sites);
 }
 
 TEST_F(FoldersTest, ClearingAsksFirstWhenTheDialogIsOnAndDropsEdits)
 {
     root.write("private/.htaccess", "Require valid-user\n");
+    root.write("other/.htaccess", "Require valid-user\n");
     wake();
     selectFolder("private");
     pref->clearAccessPrompt(nullptr);
     ASSERT_EQ(alerts.shown.size(), 1u);
-    const KLAlert& a = alerts.shown[0];
-    EXPECT_EQ(std::tuple(a.title, a.message, a.defaultButton, a.alternateButton, a.otherButton),
-              std::tuple("Delete Access File",
-                         "Are you sure you want to permanently delete all access restrictions for \"private\"?\n\n"
-                         "This action cannot be undone.",
-                         "Delete", "", "Cancel"));
-    alerts.answer(-1);
-    EXPECT_TRUE(fileExists(root.file("private/.htaccess")));
-    pref->clearAccessPrompt(nullptr);
+    EXPECT_EQ(alerts.shown[0].message, "Are you sure you want to permanently delete all access restrictions for "
+                                       "\"private\"?\n\nThis action cannot be undone.");
     alerts.answer(1);
     EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
     EXPECT_TRUE(defaults().boolForKey("Show Delete Dialog"));
 
-}
-
-TEST_F(FoldersTest, ClearingWithoutTheDialogHappensAtOnceAndDropsEdits)
-{
-    root.write("private/.htaccess", "Require valid-user\n");
-    wake();
-    selectFolder("private");
+    // Without the dialog it happens at once, pending edits and all.
+    selectFolder("other");
     customViewText.text = "edited";
     pref->textDidChange();
     accessFileDeleteCheck.stateValue = 0;
     pref->writeOption(&accessFileDeleteCheck);
     pref->clearAccessPrompt(nullptr);
-    EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_FALSE(fileExists(root.file("private/.htaccess")));
-    EXPECT_FALSE(pref->hasBeenManuallyEdited());
-    EXPECT_EQ(customViewText.text, "");
-}
-
-TEST_F(FoldersTest, RefreshSeesNewFoldersAndDropsTheOldSelection)
-{
-    wake();
-    EXPECT_EQ(webDirOutline.rows.size(), 1u);
-    root.mkdir("later");
-    selectFolder("");
-    pref->webRefresh(nullptr);
-    EXPECT_EQ(pref->selectedItem(), nullptr);
-    showTree();
-    EXPECT_EQ(webDirOutline.rows.size(), 2u);
+    EXPECT_EQ(alerts.shown.size(), 1u);
+    EXPECT_EQ(std::tuple(fileExists(root.file("other/.htaccess")), pref->hasBeenManuallyEdited(), customViewText.text),
+              std::tuple(false, false, ""));
 }
 
 class AddressesTest : public PaneTest {
@@ -126,78 +95,43 @@ protected:
 };
 
 // Host names, IPv4 and IPv6 addresses and networks and env= forms are addresses, lowered and once each;
-// texts that would add or change lines of the access file are not.
-TEST_F(AddressesTest, MergingKeepsOnlyAddressesThatCannotBreakTheAccessFile)
+// texts that would add or change lines of the access file are not. A new row is edited until it holds one.
+TEST_F(AddressesTest, OnlyAddressesThatCannotBreakTheAccessFileAreKept)
 {
     wake();
     pref->addAddressesFromArray({"10.0.0.1", "10.0.0.1", "(null)", "ALL", "Host.Example", "fendreled", "10.0.0.0/8",
                                  "fe80::1%eth0", "env=let_me_in", "Host-1.example_net", "10.9.9.9\nAllow from all",
                                  "10.0.0.1 10.0.0.2", "10.0.0.3#", "\"q\"", "", "caf\u00e9.example"});
-    const KLPlist::Array usable = {"127.0.0.1",    "10.0.0.1",      "host.example",      "10.0.0.0/8",
-                                   "fe80::1%eth0", "env=let_me_in", "host-1.example_net"};
-    EXPECT_EQ(pref->addresses(), usable);
-    EXPECT_EQ(stored(), usable);
+    KLPlist::Array usable = {"127.0.0.1",    "10.0.0.1",      "host.example",      "10.0.0.0/8",
+                             "fe80::1%eth0", "env=let_me_in", "host-1.example_net"};
+    EXPECT_EQ(std::pair(pref->addresses(), stored()), std::pair(usable, usable));
 
-    pref->addAddress(nullptr);
-    for (const char* typed : {"10.0.0.1 10.0.0.2", "", "10.0.0.1\tx"})
-        pref->replaceAddressAtIndex(usable.size(), typed);
-    EXPECT_EQ(workspace.beeps, 3);
-    EXPECT_EQ(stored(), usable);
-    pref->replaceAddressAtIndex(usable.size(), "192.168.0.0/255.255.0.0");
-    EXPECT_EQ(stored().back(), KLPlist("192.168.0.0/255.255.0.0"));
-}
-
-TEST_F(AddressesTest, TypedAllInCapitalsIsStoredAsTyped)
-{
-    wake();
+    const int n = static_cast<int>(usable.size());
     pref->addAddress(nullptr);
     EXPECT_EQ(pref->addresses().back(), KLPlist("host.domain.tld"));
-    EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
-    EXPECT_EQ(addressTable.selection, std::vector<int>{1});
-    EXPECT_EQ(addressTable.edits.back(), (std::pair<std::string, int>{"address", 1}));
-    pref->replaceAddressAtIndex(1, "ALL");
-    EXPECT_EQ(workspace.beeps, 0);
-    EXPECT_EQ(stored(), (KLPlist::Array{"127.0.0.1", "ALL"}));
-}
-
-TEST_F(AddressesTest, PlaceholderLeftAsIsBeepsAndIsEditedAgain)
-{
-    wake();
-    pref->addAddress(nullptr);
+    EXPECT_EQ(addressTable.selection, std::vector<int>{n});
     addressTable.deselectAll();
     addressTable.edits.clear();
-    pref->replaceAddressAtIndex(1, "host.domain.tld");
-    EXPECT_EQ(workspace.beeps, 1);
+    pref->replaceAddressAtIndex(n, "host.domain.tld");
     EXPECT_TRUE(addressTable.edits.empty()); // only after the table's own end of editing
     loop->runPending();
-    EXPECT_EQ(addressTable.selection, std::vector<int>{1});
-    EXPECT_EQ(addressTable.edits, (std::vector<std::pair<std::string, int>>{{"address", 1}}));
-    EXPECT_EQ(stored(), KLPlist::Array{"127.0.0.1"});
-    EXPECT_EQ(pref->addresses().size(), 2u);
+    EXPECT_EQ(addressTable.selection, std::vector<int>{n});
+    EXPECT_EQ(addressTable.edits, (std::vector<std::pair<std::string, int>>{{"address", n}}));
+    for (const char* typed : {"10.0.0.1 10.0.0.2", "", "10.0.0.1\tx"})
+        pref->replaceAddressAtIndex(n, typed);
+    EXPECT_EQ(workspace.beeps, 4);
+    EXPECT_EQ(std::pair(stored(), pref->addresses().size()), std::pair(usable, usable.size() + 1));
     try {
-        pref->replaceAddressAtIndex(2, "10.0.0.9");
+        pref->replaceAddressAtIndex(n + 1, "10.0.0.9");
         ADD_FAILURE() << "an index past the end is accepted";
     } catch (const KLInvalidParameter& e) {
         EXPECT_STREQ(e.what(), "Invalid parameter not satisfying: old >= 0 && old < [addresses count]");
     }
-}
-
-TEST_F(AddressesTest, TheRootFoldersAddressesSurviveStartUpAndItsNextWrite)
-{
-    // 10.0.0.8 is known from an earlier run; 10.6.6.6 only stands in the file.
-    defaults().setObject(KLPlist(KLPlist::Array{"127.0.0.1", "10.0.0.8"}), "Address Array");
-    root.write(".htaccess", "Deny from 10.6.6.6 10.0.0.8\n");
-    wake();
-    EXPECT_NE(pref->indexOfAddress("10.6.6.6"), KLPaneContext::kNotFound);
-    KLFSItem* top = selectFolder("");
-    ASSERT_TRUE(top && top->addressArray());
-    EXPECT_EQ(top->addressArray()->size(), 2u);
-    // A tick in the address table rewrites the file with both addresses kept.
-    int row = static_cast<int>(pref->indexOfAddress("127.0.0.1"));
-    pref->addressSource()->setObjectValue(addressTable, KLPlist(true), "active", row);
-    std::string text = readFile(root.file(".htaccess"));
-    for (const char* address : {"10.6.6.6", "10.0.0.8", "127.0.0.1"})
-        EXPECT_NE(text.find(address), std::string::npos) << address << " lost from\n" << text;
+    pref->replaceAddressAtIndex(n, "ALL"); // typed in capitals, stored as typed
+    pref->addAddress(nullptr);
+    pref->replaceAddressAtIndex(n + 1, "192.168.0.0/255.255.0.0");
+    usable.insert(usable.end(), {"ALL", "192.168.0.0/255.255.0.0"});
+    EXPECT_EQ(std::pair(stored(), workspace.beeps), std::pair(usable, 4));
 }
 
 TEST_F(AddressesTest, RemovingSelectedRowsRewritesTheFolder)

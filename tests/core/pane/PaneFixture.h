@@ -11,22 +11,15 @@
 #include "KLLog.h"
 #include "KLStringExtensions.h"
 #include "KLUserDefaults.h"
-#include "KLUserItem.h"
 #include "KLUsersDataSource.h"
 #include "TempDir.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
-// A pane woken up over fake outlets, with a custom protected folder root in
-// a temporary folder (unless a test stores another root before wake()).
+// A pane woken up over fake outlets, its protected folder a temporary custom root.
 class PaneTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -72,7 +65,6 @@ protected:
         ::unsetenv("FENDREL_LAYOUT");
     }
 
-    // Creates the pane as the host does and wakes it over the outlets.
     void wake()
     {
         pref = std::make_unique<FendrelPref>();
@@ -87,7 +79,6 @@ protected:
 
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
 
-    // The outline's rows: every folder of the tree, depth first, all open.
     void showTree()
     {
         webDirOutline.rows.clear();
@@ -99,9 +90,7 @@ protected:
         if (pref->files() && pref->files()->rootItem())
             add(pref->files()->rootItem());
     }
-    // The users table shows the pseudo-row and one row per record.
     void showUsers() { userTable.rowCount = pref->users() ? pref->users()->numberOfRows() : 0; }
-    // The groups outline's rows: groups with their members below.
     void showGroups()
     {
         groupOutline.rows.clear();
@@ -113,8 +102,7 @@ protected:
                 groupOutline.rows.push_back(member.get());
         }
     }
-    // Selects a folder by its path below the root ("" for the root) and
-    // tells the pane, as a click does.
+    // Clicks a folder by its path below the root ("" for the root).
     KLFSItem* selectFolder(const std::string& relative)
     {
         std::string path = relative.empty() ? root.path() : root.path() + "/" + relative;
