@@ -16,21 +16,22 @@ protected:
         ::setenv("FENDREL_LAYOUT", GetParam(), 1);
         pref = std::make_unique<FendrelPref>();
         FendrelPref::setSharedInstance(pref.get());
-        home = std::getenv("HOME");
     }
     void TearDown() override
     {
         for (const char* key : {"Fendrel Protected Folder", "Web Dir", "stripVolumesFromFendrelFolder",
-                                "fendrelFolderPrefix", "Should Discover Addresses"})
+                                "fendrelFolderPrefix"})
             defaults().removeDefaultForKey(key);
         pref.reset();
         ::unsetenv("FENDREL_LAYOUT");
     }
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
-    std::string personal() const { return home + (GetParam() == std::string("macos") ? "/Sites" : "/public_html"); }
+    std::string personal() const
+    {
+        return std::getenv("HOME") + std::string(GetParam() == std::string("macos") ? "/Sites" : "/public_html");
+    }
 
     std::unique_ptr<FendrelPref> pref;
-    std::string home;
 };
 
 TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
@@ -41,8 +42,7 @@ TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
     // choice stored (0: none), which location, expected (empty: none)
     const std::tuple<int, int, std::string> cases[] = {
         {0, 4, personal()}, {0, 1, personal() + "/.htusers"}, {0, 3, personal() + "/.htgroups"}, {0, 2, ""},
-        {0, 0, ""},         {5, 4, personal()},               {1, 4, shared},                    {1, 1, shared + ".htusers"},
-        {2, 3, "/srv/custom/.htgroups"}};
+        {0, 0, ""}, {1, 1, shared + ".htusers"}, {2, 3, "/srv/custom/.htgroups"}};
     for (const auto& [choice, which, expected] : cases) {
         if (choice)
             defaults().setInteger(choice, "Fendrel Protected Folder");
@@ -71,15 +71,6 @@ TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
         change();
         EXPECT_EQ(pref->adjustedFendrelLocation(which), expected) << which;
     }
-    // Addresses and discovery.
-    pref->addresses().emplace_back("10.0.0.1");
-    pref->addresses().emplace_back("127.0.0.1");
-    EXPECT_EQ(pref->indexOfAddress("127.0.0.1"), 1u);
-    EXPECT_EQ(pref->indexOfAddress("10.0.0.2"), static_cast<std::size_t>(std::numeric_limits<long>::max()));
-    EXPECT_EQ(pref->addressAtIndex(0), "10.0.0.1");
-    EXPECT_TRUE(pref->shouldDiscoverAddresses());
-    pref->setShouldDiscoverAddresses(false);
-    EXPECT_FALSE(pref->shouldDiscoverAddresses() || pref->selectedItem() || pref->hasBeenManuallyEdited());
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, PaneContextTest, ::testing::Values("macos", "debian"));

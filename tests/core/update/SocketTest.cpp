@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <thread>
 
 namespace {
 
@@ -68,11 +67,6 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     std::string received = "kept:";
     EXPECT_EQ(pair.server->readData(&received), 7u);
     EXPECT_EQ(received, "kept:héllo\n");
-    std::string big(100000, 'x');
-    std::thread writer([&] { pair.server->writeData(big); });
-    EXPECT_EQ(receive(*pair.client, big.size()), big);
-    writer.join();
-
     // A read buffer size limits one receive.
     pair.server->setReadBufferSize(4);
     EXPECT_EQ(pair.server->readBufferSize(), 4u);
@@ -82,20 +76,9 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     EXPECT_EQ(pair.server->readData(&buffer), 4u);
     EXPECT_EQ(buffer, "0123");
     EXPECT_THROW(pair.server->setReadBufferSize(0), KLInvalidParameter);
-    // Accepting turns the listener into the connection unless it keeps listening.
+    // Accepting without keeping on turns the listener into the connection.
     auto listener = loopbackListener();
     std::uint16_t port = listener->localPort();
-    std::vector<std::unique_ptr<Socket>> clients, peers;
-    for (std::size_t i = 0; i < 3; ++i) {
-        clients.push_back(Socket::socket());
-        clients.back()->connectToHostName("127.0.0.1", port);
-        peers.push_back(listener->acceptConnectionAndKeepListening());
-        EXPECT_EQ(std::pair(listener->isListening(), listener->isConnected()), std::pair(true, false));
-    }
-    for (std::size_t i = 0; i < 3; ++i) {
-        clients[i]->writeString(std::to_string(i));
-        EXPECT_EQ(receive(*peers[i], 1), std::to_string(i));
-    }
     // A numeric short form: the client keeps the name it was given, the
     // accepting side sees the dotted address.
     Socket client;
