@@ -1,5 +1,6 @@
 #include "KLCollectionExtensions.h"
 #include "KLDataExtensions.h"
+#include "KLRegex.h"
 #include "KLStringExtensions.h"
 #include "KLUserDefaults.h"
 #include "TempDir.h"
@@ -38,8 +39,6 @@ TEST(StringExtensionsTest, TrimChopCommasFormatSizesAndHeaders)
         {regexWithLooseSpaces("AllowOverride None"), "\\s*AllowOverride\\s+None"},
         {regexWithLooseSpaces("a  b"), "\\s*a\\s+\\s+b"},
         {std::string(stripHeaders(std::string_view("HTTP/1.0 200 OK\r\n\r\n<?xml version"))), "<?xml version"},
-    });
-    expectAll({
         {stringForBytes(0), "0 bytes"}, {stringForBytes(1023), "1023 bytes"}, {stringForBytes(1024), "1 KB"},
         {stringForBytes(1536), "2 KB"}, {stringForBytes(1048576), "1.0 MB"},
         {stringForBytes(1073741824ULL * 3 / 2), "1.50 GB"},
@@ -97,11 +96,9 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
 {
     // Only an exact "YES" reads as true.
     KLPlist::Dictionary d{{"s", "yes"}, {"S", "YES"}, {"n", 2}, {"a", KLPlist::Array{}}};
-    EXPECT_FALSE(boolForKey(d, "s"));
-    EXPECT_TRUE(boolForKey(d, "S"));
-    EXPECT_TRUE(boolForKey(d, "n"));
-    EXPECT_FALSE(boolForKey(d, "a", true));
-    EXPECT_TRUE(boolForKey(d, "missing", true));
+    EXPECT_EQ(std::tuple(boolForKey(d, "s"), boolForKey(d, "S"), boolForKey(d, "n"), boolForKey(d, "a", true),
+                         boolForKey(d, "missing", true)),
+              std::tuple(false, true, true, false, true));
     setBoolValue(d, true, "set");
     EXPECT_EQ(d["set"], KLPlist(true));
 
@@ -139,6 +136,30 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
     EXPECT_EQ(sorted(before), ignoringCase);
     defaults.setBool(false, "Case Sensitive Compare");
     EXPECT_EQ(sorted(usernameOrder()), ignoringCase);
+}
+
+TEST(RegexTest, CapturesOffsetsReplacementsAndLooseSpaces)
+{
+    auto m = KLRegex("^#?\\s*(Require)\\s+user\\s+(.*)$", true).firstMatch("# require USER j\xC3\xBCrgen bob");
+    ASSERT_TRUE(m);
+    EXPECT_EQ((*m)[1], "require");
+    EXPECT_EQ((*m)[2], "j\xC3\xBCrgen bob");
+    auto at = KLRegex("bob").firstMatch("j\xC3\xBCrgen bob"); // offsets count UTF-8 bytes
+    ASSERT_TRUE(at);
+    EXPECT_EQ(std::make_pair(at->start, at->end), std::make_pair(std::size_t{8}, std::size_t{11}));
+    KLRegex optional("(a)?(b)");
+    auto b = optional.firstMatch("b");
+    ASSERT_TRUE(b);
+    EXPECT_FALSE(b->groups[1].has_value());
+    EXPECT_EQ((*b)[1], "");
+    EXPECT_EQ(optional.groupCount(), 2u);
+    EXPECT_THROW(KLRegex("(unclosed"), std::invalid_argument);
+    KLRegex loose(regexWithLooseSpaces("AllowOverride None"), true);
+    EXPECT_TRUE(loose.matches("    allowoverride\t None"));
+    EXPECT_FALSE(loose.matches("AllowOverrideNone"));
+    EXPECT_EQ(loose.replaceAll("  AllowOverride  None\n", "    AllowOverride All"), "    AllowOverride All\n");
+    EXPECT_EQ(KLRegex("(\\d+)").replaceAll("a1b22", "<$1>"), "a<1>b<22>");
+    EXPECT_EQ(KLRegex("x").allMatches("xax").size(), 2u);
 }
 
 } // namespace

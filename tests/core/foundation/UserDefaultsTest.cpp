@@ -1,5 +1,6 @@
 #include "FileSizeLimit.h"
 #include "KLAssert.h"
+#include "KLAtomicFile.h"
 #include "KLUserDefaults.h"
 #include "TempDir.h"
 
@@ -19,12 +20,6 @@ protected:
         defaults().setApplicationIdentifier(domain);
     }
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
-    static void writeFile(const std::string& path, const std::string& text)
-    {
-        std::FILE* f = std::fopen(path.c_str(), "w");
-        std::fputs(text.c_str(), f);
-        std::fclose(f);
-    }
     std::string domain;
 };
 
@@ -32,10 +27,9 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
 {
     defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}, {"b", 2}});
     defaults().registerDefaults({{"b", 3}, {"c", 4}});
-    EXPECT_EQ(defaults().objectForKey("Apache Site Port"), KLPlist("80"));
-    EXPECT_EQ(defaults().integerForKey("b"), 3);
-    EXPECT_EQ(defaults().integerForKey("c"), 4);
-    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
+    EXPECT_EQ(std::tuple(defaults().objectForKey("Apache Site Port"), defaults().integerForKey("b"),
+                         defaults().integerForKey("c"), defaults().boolForKey("Sort Users")),
+              std::tuple(KLPlist("80"), 3, 4, false));
     ASSERT_TRUE(defaults().setObject(KLPlist("8080"), "Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "8080");
     ASSERT_TRUE(defaults().removeDefaultForKey("Apache Site Port"));
@@ -45,8 +39,7 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
     // Another identifier hides this domain, registered and stored values alike.
     defaults().setObject(KLPlist("stored"), "stored");
     defaults().setApplicationIdentifier(domain + ".other");
-    EXPECT_TRUE(defaults().objectForKey("Apache Site Port").isNull());
-    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
+    EXPECT_TRUE(defaults().objectForKey("Apache Site Port").isNull() && defaults().objectForKey("stored").isNull());
     defaults().setApplicationIdentifier(domain);
     EXPECT_EQ(defaults().stringForKey("stored"), "stored");
     KLPlist::Dictionary stored{{"stored", "stored"}, {"bool", true}, {"int", -7}, {"data", KLPlist::Data{0, 1, 255}},
@@ -56,9 +49,8 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
         defaults().setObject(value, key);
     std::string path = defaults().preferencesPath();
     EXPECT_EQ(KLPlist::fromXML(readFile(path)), KLPlist(stored));
-
-    writeFile(path + ".tmp", KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML());
-    std::filesystem::rename(path + ".tmp", path);
+    // Another process replaces the file.
+    ASSERT_TRUE(KLAtomicFile::write(path, KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML()));
     EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
@@ -99,7 +91,7 @@ TEST_F(UserDefaultsTest, DamagedFilesAreKeptAsideAndFailedWritesKeepTheOldValue)
     std::filesystem::create_directories(folder);
     // A file cut short is kept aside and then replaced.
     const std::string damaged = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru";
-    writeFile(path, damaged);
+    ASSERT_TRUE(KLAtomicFile::write(path, damaged));
     EXPECT_FALSE(defaults().boolForKey("Sort Users"));
     int keptAside = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
