@@ -1,14 +1,8 @@
 #include "KLPlist.h"
-
 #include "KLPlistNesting.h"
 
 #include <gtest/gtest.h>
 #include <plist/plist.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -34,16 +28,14 @@ void appendBigEndian(std::string& out, std::uint64_t value, int size)
 std::string nestedBinary(int depth)
 {
     std::string bytes = "bplist00";
-    std::vector<std::uint64_t> offsets;
-    for (int i = 0; i < depth; ++i) {
-        offsets.push_back(bytes.size());
-        bytes += i + 1 < depth ? '\xA1' : '\xA0';
-        if (i + 1 < depth)
-            appendBigEndian(bytes, static_cast<std::uint64_t>(i + 1), 4);
+    for (int i = 0; i + 1 < depth; ++i) {
+        bytes += '\xA1';
+        appendBigEndian(bytes, static_cast<std::uint64_t>(i + 1), 4);
     }
+    bytes += '\xA0';
     std::uint64_t table = bytes.size();
-    for (std::uint64_t offset : offsets)
-        appendBigEndian(bytes, offset, 4);
+    for (int i = 0; i < depth; ++i)
+        appendBigEndian(bytes, static_cast<std::uint64_t>(8 + 5 * i), 4); // each array takes five bytes
     bytes += std::string(6, '\0') + "\x04\x04"; // offset and reference sizes
     appendBigEndian(bytes, static_cast<std::uint64_t>(depth), 8);
     appendBigEndian(bytes, 0, 8); // root

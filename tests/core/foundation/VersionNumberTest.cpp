@@ -18,8 +18,7 @@ TEST(VersionNumberTest, ParsingOrderingAndTokens)
     EXPECT_EQ(KLVersionNumber::versionWithString("1")->stringValue(), "1");
     std::vector<std::string> lines;
     KLSetLogSink([&](const std::string& l) { lines.push_back(l); });
-    EXPECT_EQ(KLVersionNumber("1.0 beta").numberOfTokens(), 0);
-    EXPECT_EQ(KLVersionNumber("1-2").numberOfTokens(), 0);
+    EXPECT_EQ(KLVersionNumber("1.0 beta").numberOfTokens() + KLVersionNumber("1-2").numberOfTokens(), 0);
     KLSetLogSink(nullptr);
     EXPECT_EQ(lines, (std::vector<std::string>{"Invalid characters 'beta' in version string",
                                                "Invalid value '-2' in version string"}));
@@ -34,11 +33,10 @@ TEST(VersionNumberTest, ParsingOrderingAndTokens)
     }
     // A second comparison reads on from where both cursors stopped.
     KLVersionNumber a("1.2"), b("1.3");
-    EXPECT_EQ(a.compare(b), -1);
-    EXPECT_NE(a.compare(b), -1);
+    int first = a.compare(b), second = a.compare(b);
     a.resetCursor();
     b.resetCursor();
-    EXPECT_EQ(a.compare(b), -1);
+    EXPECT_EQ(std::tuple(first, second, a.compare(b)), std::tuple(-1, 0, -1));
     // Asking for a token past the end advances and gives zero.
     KLVersionNumber v("3.1r");
     std::vector<int> tokens;
