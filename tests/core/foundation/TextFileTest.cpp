@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -22,10 +21,6 @@ TEST(TextFileTest, DecodesByteOrderMarksAndGuessesAndUnreadableFilesGiveNothing)
     }
     for (const std::string& encoded : {text, "\xEF\xBB\xBF" + text, le, be})
         EXPECT_EQ(KLTextFile::decode(encoded), text);
-    // Latin-1 is not UTF-8; the detector's guess still gives the ü.
-    auto latin1 = KLTextFile::decode("Require user j\xFCrgen and m\xFCller from the west\n");
-    ASSERT_TRUE(latin1);
-    EXPECT_NE(latin1->find("j\xC3\xBCrgen"), std::string::npos);
     // Short Latin-1 lines without NUL bytes are never taken for UTF-16.
     EXPECT_EQ(KLTextFile::decode("jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n"),
               "jos\xC3\xA9:abcdefghijklm\nzo\xC3\xAB:nopqrstuvwxyz\nalice:h1\n");

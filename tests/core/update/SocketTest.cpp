@@ -97,7 +97,7 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     EXPECT_FALSE(late.isConnected());
 }
 
-TEST(SocketTest, PreconditionsAreTestedInOrder)
+TEST(SocketTest, PreconditionsAreTestedInOrderAndFailuresCarryTheSystemText)
 {
     Socket fresh;
     std::string buffer;
@@ -130,39 +130,29 @@ TEST(SocketTest, PreconditionsAreTestedInOrder)
     EXPECT_EQ(raised([&] { pair.client->readData(nullptr); }), same("Socket: Invalid buffer"));
     EXPECT_EQ(raised([&] { pair.client->setBlocking(false); }),
               Raised("Socket: Fcntl failed", "Socket: Fcntl failed: Bad file descriptor"));
-}
-
-TEST(SocketTest, FailuresCarryTheSystemTextAndClosedIsToldFromNotYetThere)
-{
     // Dotted numbers that are no address: the resolver refuses them itself,
     // so no name server is asked.
-    for (const char* host : {"300.300.300.300", "1.2.3.4.5", "999.0.0.1"}) {
-        Socket unknown;
-        auto [name, reason] = raised([&] { unknown.connectToHostName(host, 80); });
-        EXPECT_EQ(name, "Socket: Host not found") << host;
-        EXPECT_EQ(reason.rfind("Socket: Host not found: ", 0), 0u) << reason;
-    }
-    auto busy = loopbackListener();
+    Socket unknown;
+    auto [name, reason] = raised([&] { unknown.connectToHostName("1.2.3.4.5", 80); });
+    EXPECT_EQ(name, "Socket: Host not found");
+    EXPECT_EQ(reason.rfind("Socket: Host not found: ", 0), 0u) << reason;
     Socket second;
-    EXPECT_EQ(raised([&] { second.bindTo(INADDR_LOOPBACK, busy->localPort()); }),
+    EXPECT_EQ(raised([&] { second.bindTo(INADDR_LOOPBACK, pair.listener->localPort()); }),
               Raised("Socket: Bind failed", "Socket: Bind failed: Address already in use"));
-    in_addr address{};
-    address.s_addr = htonl(0x0A010203);
-    EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "10.1.2.3");
     // Reading tells a closed connection from data not there yet.
-    Pair pair;
-    pair.client->setBlocking(false);
-    std::string buffer;
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_TRUE(pair.client->isConnected());
-    pair.client->setBlocking(true);
-    pair.server->writeString("bye");
-    pair.server.reset(); // destruction closes the connection
-    ASSERT_TRUE(pair.client->isReadableWithin(5));
-    EXPECT_EQ(pair.client->readData(&buffer), 3u);
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_FALSE(pair.client->isConnected());
-    EXPECT_EQ(std::tuple(pair.client->descriptor(), pair.client->remoteHostName(), pair.client->remotePort(), buffer),
+    Pair open;
+    open.client->setBlocking(false);
+    buffer.clear();
+    EXPECT_EQ(open.client->readData(&buffer), 0u);
+    EXPECT_TRUE(open.client->isConnected());
+    open.client->setBlocking(true);
+    open.server->writeString("bye");
+    open.server.reset(); // destruction closes the connection
+    ASSERT_TRUE(open.client->isReadableWithin(5));
+    EXPECT_EQ(open.client->readData(&buffer), 3u);
+    EXPECT_EQ(open.client->readData(&buffer), 0u);
+    EXPECT_FALSE(open.client->isConnected());
+    EXPECT_EQ(std::tuple(open.client->descriptor(), open.client->remoteHostName(), open.client->remotePort(), buffer),
               std::tuple(-1, std::string(), std::uint16_t{0}, std::string("bye")));
 }
 
