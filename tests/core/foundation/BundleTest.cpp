@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 TEST(BundleTest, ResourcesAndHelperComeFromTheOverrideOrTheTree)
 {
     const KLBundle& bundle = KLBundle::main();
@@ -24,5 +22,3 @@ TEST(BundleTest, ResourcesAndHelperComeFromTheOverrideOrTheTree)
     ::unsetenv("FENDREL_RESOURCES");
     ::unsetenv("FENDREL_WEBCHECK");
 }
-
-} // namespace

@@ -7,8 +7,6 @@
 #include <filesystem>
 #include <unistd.h>
 
-namespace {
-
 TEST(FileExtensionsTest, AcceptabilityLinksResetAndTempFiles)
 {
     TempDir dir;
@@ -61,5 +59,3 @@ TEST(FileExtensionsTest, AcceptabilityLinksResetAndTempFiles)
     EXPECT_EQ(st.st_size, 3);
     ::unlink(temp->path().c_str());
 }
-
-} // namespace

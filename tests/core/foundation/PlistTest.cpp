@@ -23,8 +23,7 @@ void appendBigEndian(std::string& out, std::uint64_t value, int size)
         out += static_cast<char>((value >> shift) & 0xFF);
 }
 
-// A binary property list of arrays each holding the next one; the last is
-// empty. Built by hand, since writing one with libplist recurses as well.
+// Binary arrays each holding the next, the last empty; by hand, as libplist's writer recurses too.
 std::string nestedBinary(int depth)
 {
     std::string bytes = "bplist00";
@@ -92,8 +91,7 @@ TEST(PlistTest, GarbageAndDeepNestingAreRefusedBeforeAnythingRecurses)
     for (std::size_t i = 0; i < 4096; ++i)
         binary += static_cast<char>((i * 7919) & 0xFF);
     EXPECT_FALSE(KLPlist::fromBytes(binary));
-    // Without the limit these overflow the stack (libplist's free and our
-    // conversion both recurse once per level).
+    // Without the limit these overflow the stack: libplist and our conversion recurse per level.
     const int max = KLPlistNesting::kMaxDepth;
     for (const std::string& refused : {nestedXML(100000), nestedXML(100000, "<dict><key>k</key>", "</dict>"),
                                        nestedBinary(100000), nestedXML(max + 1), nestedBinary(max + 1)})
@@ -106,8 +104,7 @@ TEST(PlistTest, GarbageAndDeepNestingAreRefusedBeforeAnythingRecurses)
 TEST(PlistTest, NestingLookCountsOnlyRealLevelsAndRefusesWhatItCannotFollow)
 {
     const int limit = 3;
-    // Empty containers, other elements, and tags inside comments, character
-    // data or attribute values add no level.
+    // Empty containers, other elements and tags in comments, character data or attributes add no level.
     EXPECT_TRUE(KLPlistNesting::xmlIsWithin(nestedXML(3), limit));
     EXPECT_TRUE(KLPlistNesting::xmlIsWithin("<plist><array><array/><array/><dict/><array/></array></plist>", 2));
     EXPECT_TRUE(KLPlistNesting::xmlIsWithin(nestedXML(3, "<array><string>x</string>", "</array>"), limit));
@@ -133,8 +130,7 @@ TEST(PlistTest, NestingLookCountsOnlyRealLevelsAndRefusesWhatItCannotFollow)
     std::string outside = nestedBinary(2);
     outside[outside.size() - 1] = '\x7F';
     EXPECT_FALSE(KLPlistNesting::binaryIsWithin(outside));
-    // Lists libplist writes itself pass, long arrays (a count of their own)
-    // and dictionaries included.
+    // Lists libplist writes pass, long arrays (a count of their own) and dictionaries included.
     KLPlist::Array many;
     for (int i = 0; i < 40; ++i)
         many.emplace_back(KLPlist::Dictionary{{"n", i}, {"inner", KLPlist::Array{KLPlist("x")}}});

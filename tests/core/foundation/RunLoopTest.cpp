@@ -5,8 +5,6 @@
 
 #include <thread>
 
-namespace {
-
 TEST(RunLoopTest, PostedWorkAndTimersRunOnTheCallerOfRunUntil)
 {
     KLPlainRunLoop loop;
@@ -59,5 +57,3 @@ TEST(NotificationCenterTest, ObserversFilterByNameAndSenderAndEndWhenRemoved)
     KLNotificationCenter::defaultCenter().post("scoped", nullptr);
     EXPECT_EQ(calls, 2);
 }
-
-} // namespace

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 TEST(VersionNumberTest, ParsingOrderingAndTokens)
 {
     const std::pair<const char*, const char*> descriptions[] = {
@@ -22,8 +20,7 @@ TEST(VersionNumberTest, ParsingOrderingAndTokens)
     KLSetLogSink(nullptr);
     EXPECT_EQ(lines, (std::vector<std::string>{"Invalid characters 'beta' in version string",
                                                "Invalid value '-2' in version string"}));
-    // A version that failed to parse has no tokens; by the tie rule the
-    // longer "0" is then the older one.
+    // A version that failed to parse has no tokens; by the tie rule the longer "0" is the older.
     const std::tuple<const char*, const char*, int> cases[] = {
         {"1.2", "1.10", -1}, {"1.0", "1.0.1", -1}, {"1.0.1", "1.0", 1},   {"1.0b1", "1.0", 1},  {"1d", "1", -1},
         {"1", "1d", 1},      {"2.1", "2.1", 0},    {"1.0a1", "1.0b1", -1}, {"junk!", "0", 1}};
@@ -44,5 +41,3 @@ TEST(VersionNumberTest, ParsingOrderingAndTokens)
         tokens.push_back(v.nextToken());
     EXPECT_EQ(tokens, (std::vector<int>{3, 7, 1, 6, 0, 0}));
 }
-
-} // namespace

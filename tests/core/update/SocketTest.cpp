@@ -79,8 +79,7 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     // Accepting without keeping on turns the listener into the connection.
     auto listener = loopbackListener();
     std::uint16_t port = listener->localPort();
-    // A numeric short form: the client keeps the name it was given, the
-    // accepting side sees the dotted address.
+    // A numeric short form: the client keeps its name, the accepting side sees the dotted address.
     Socket client;
     client.connectToHostName("127.1", port);
     EXPECT_EQ(client.remoteHostName(), "127.1");
@@ -103,14 +102,12 @@ TEST(SocketTest, PreconditionsAreTestedInOrderAndFailuresCarryTheSystemText)
     std::string buffer;
     Pair pair;
     // Connected wins over not listening.
+    const char *notConnected = "Socket: Not connected", *notListening = "Socket: Not listening";
     const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { fresh.isReadable(); }, "Socket: Not connected"},
-        {[&] { fresh.isWritable(); }, "Socket: Not connected"},
-        {[&] { fresh.writeData("x"); }, "Socket: Not connected"},
-        {[&] { fresh.writeString("x"); }, "Socket: Not connected"},
-        {[&] { fresh.readData(&buffer); }, "Socket: Not connected"},
-        {[&] { fresh.acceptConnection(); }, "Socket: Not listening"},
-        {[&] { fresh.acceptConnectionAndKeepListening(); }, "Socket: Not listening"},
+        {[&] { fresh.isReadable(); }, notConnected}, {[&] { fresh.isWritable(); }, notConnected},
+        {[&] { fresh.writeData("x"); }, notConnected}, {[&] { fresh.writeString("x"); }, notConnected},
+        {[&] { fresh.readData(&buffer); }, notConnected}, {[&] { fresh.acceptConnection(); }, notListening},
+        {[&] { fresh.acceptConnectionAndKeepListening(); }, notListening},
         {[&] { pair.client->connectToHostName("127.0.0.1", pair.listener->localPort()); }, "Socket: Already connected"},
         {[&] { pair.client->acceptConnection(); }, "Socket: Already connected"}};
     for (const auto& [op, expected] : cases)
@@ -130,8 +127,7 @@ TEST(SocketTest, PreconditionsAreTestedInOrderAndFailuresCarryTheSystemText)
     EXPECT_EQ(raised([&] { pair.client->readData(nullptr); }), same("Socket: Invalid buffer"));
     EXPECT_EQ(raised([&] { pair.client->setBlocking(false); }),
               Raised("Socket: Fcntl failed", "Socket: Fcntl failed: Bad file descriptor"));
-    // Dotted numbers that are no address: the resolver refuses them itself,
-    // so no name server is asked.
+    // Dotted numbers that are no address: the resolver refuses them without asking a name server.
     Socket unknown;
     auto [name, reason] = raised([&] { unknown.connectToHostName("1.2.3.4.5", 80); });
     EXPECT_EQ(name, "Socket: Host not found");
