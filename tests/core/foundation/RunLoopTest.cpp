@@ -23,16 +23,8 @@ TEST(RunLoopTest, PostedWorkAndTimersRunOnTheCallerOfRunUntil)
     EXPECT_EQ(posted, (std::vector<std::string>{"0", "1", "2"}));
     EXPECT_EQ(ranOn, std::this_thread::get_id());
     EXPECT_FALSE(cancelled->isValid());
-
-    int ticks = 0;
-    std::shared_ptr<KLTimer> timer = loop.scheduleRepeating(0.01, [&] {
-        if (++ticks == 3)
-            timer->cancel();
-    });
-    EXPECT_TRUE(loop.runUntil([&] { return ticks == 3; }, 5));
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(loop.runUntil([&] { return ticks > 3; }, 0.1));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    // Nothing left to run: the wait ends at its timeout.
+    EXPECT_FALSE(loop.runUntil([&] { return ran.size() > 2; }, 0.1));
 }
 
 TEST(NotificationCenterTest, ObserversFilterByNameAndSenderAndEndWhenRemoved)
