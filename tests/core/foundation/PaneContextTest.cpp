@@ -34,7 +34,7 @@ protected:
     std::unique_ptr<FendrelPref> pref;
 };
 
-TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
+TEST_P(PaneContextTest, LocationsFollowTheLayoutTheStoredChoiceAndTheWebServerView)
 {
     EXPECT_EQ(KLPaneContext::shared(), pref.get());
     std::string shared = GetParam() == std::string("macos") ? "/Library/WebServer/Documents/" : "/var/www/html/";
@@ -52,10 +52,6 @@ TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
     auto registered = FendrelPref::registeredDefaults();
     EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
     EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
-}
-
-TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
-{
     defaults().setInteger(2, "Fendrel Protected Folder");
     // setting changed before, location asked for, what the web server sees
     const std::tuple<std::function<void()>, int, std::optional<std::string>> steps[] = {
