@@ -60,10 +60,8 @@ TEST(StringExtensionsTest, TrimChopCommasSizesHeadersPathsAndGlob)
         std::string start = "HTTP/1.0 200 OK\r\nX: ";
         return start + std::string(length - start.size() - 4, 'a') + "\r\n\r\n";
     };
-    ASSERT_EQ(headerOf(511).size(), 511u);
     // The blank line ending on the last byte looked at is found, one byte later it is not.
     const StringCase cases[] = {
-        {"HTTP/1.0 200 OK\r\nServer: x\r\n\r\nbody", "body"},
         {headerOf(511) + "body", "body"},
         {headerOf(512) + "body", ""},
         {std::string("HTTP\0/1.0\r\n\r\nbody", 18), ""},
@@ -99,10 +97,6 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
                         KLPlist(KLPlist::Dictionary{{"user", "al"}})};
     EXPECT_EQ(flattenedStringsWithKey(rows, "user"), (std::vector<std::string>{"bob", "al"}));
     EXPECT_THROW(flattenedArrayWithKey({KLPlist(KLPlist::Dictionary{{"name", "x"}})}, "user"), std::invalid_argument);
-
-    auto both = intersectionWith({"a", "b", "b", "c"}, {"b", "c", "c", "d"});
-    std::sort(both.begin(), both.end());
-    EXPECT_EQ(both, (std::vector<std::string>{"b", "c"}));
     EXPECT_EQ(intersectionWithSet({"a", "b"}, {"b"}), (std::set<std::string>{"b"}));
     // The user order follows the case setting, read once when the order is made.
     auto& defaults = KLUserDefaults::standardUserDefaults();
@@ -121,23 +115,16 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
 
 TEST(RegexTest, CapturesOffsetsReplacementsAndLooseSpaces)
 {
-    auto m = KLRegex("^#?\\s*(Require)\\s+user\\s+(.*)$", true).firstMatch("# require USER j\xC3\xBCrgen bob");
-    ASSERT_TRUE(m);
-    EXPECT_EQ((*m)[1], "require");
-    EXPECT_EQ((*m)[2], "j\xC3\xBCrgen bob");
     auto at = KLRegex("bob").firstMatch("j\xC3\xBCrgen bob"); // offsets count UTF-8 bytes
     ASSERT_TRUE(at);
     EXPECT_EQ(std::make_pair(at->start, at->end), std::make_pair(std::size_t{8}, std::size_t{11}));
     KLRegex optional("(a)?(b)");
     auto b = optional.firstMatch("b");
     ASSERT_TRUE(b);
-    EXPECT_FALSE(b->groups[1].has_value());
-    EXPECT_EQ((*b)[1], "");
-    EXPECT_EQ(optional.groupCount(), 2u);
+    EXPECT_EQ(std::tuple(b->groups[1].has_value(), (*b)[1], optional.groupCount()), std::tuple(false, "", 2u));
     EXPECT_THROW(KLRegex("(unclosed"), std::invalid_argument);
     KLRegex loose(regexWithLooseSpaces("AllowOverride None"), true);
-    EXPECT_TRUE(loose.matches("    allowoverride\t None"));
-    EXPECT_FALSE(loose.matches("AllowOverrideNone"));
+    EXPECT_TRUE(loose.matches("    allowoverride\t None") && !loose.matches("AllowOverrideNone"));
     EXPECT_EQ(loose.replaceAll("  AllowOverride  None\n", "    AllowOverride All"), "    AllowOverride All\n");
     EXPECT_EQ(KLRegex("(\\d+)").replaceAll("a1b22", "<$1>"), "a<1>b<22>");
     EXPECT_EQ(KLRegex("x").allMatches("xax").size(), 2u);

@@ -36,12 +36,6 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "80");
     EXPECT_TRUE(defaults().objectForKey("Never Registered").isNull());
 
-    // Another identifier hides this domain, registered and stored values alike.
-    defaults().setObject(KLPlist("stored"), "stored");
-    defaults().setApplicationIdentifier(domain + ".other");
-    EXPECT_TRUE(defaults().objectForKey("Apache Site Port").isNull() && defaults().objectForKey("stored").isNull());
-    defaults().setApplicationIdentifier(domain);
-    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
     KLPlist::Dictionary stored{{"stored", "stored"}, {"int", -7}, {"array", KLPlist::stringArray({"x"})}};
     for (const auto& [key, value] : stored)
         defaults().setObject(value, key);
