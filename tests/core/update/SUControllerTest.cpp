@@ -192,27 +192,19 @@ TEST_F(SUControllerTest, ACancelOrAGoneControllerEndsACheck)
     EXPECT_TRUE(seen("KLSWUEnded") && panel.visible);
 }
 
-TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailureKeepsTheOldFile)
+TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedAndAFailureKeepsTheOldFile)
 {
     std::string body(5 * 1024 * 1024, '\0'); // bytes of every value, NUL included
     for (std::uint32_t state = 12345; char& c : body)
         c = static_cast<char>((state = state * 1103515245 + 12345) >> 16);
     auto server = serve(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
     check();
-    ASSERT_TRUE(panel.visible);
     TempDir dir;
     std::string path = dir.file("Fendrel-1.1.tar.gz");
     controller.downloadNewVersion();
     ASSERT_EQ(alerts.savePanels.size(), 1u);
     EXPECT_EQ(alerts.savePanels[0], std::make_pair(std::string(std::getenv("HOME")) + "/Desktop",
                                                    std::string("Fendrel-1.1.tar.gz")));
-    alerts.saveHandler(0, path);
-    runUntil([] { return false; }, 0.2);
-    EXPECT_EQ(std::tuple(server->requests().size(), progress.hidden, workspace.files.size(), controller.downloadPath()),
-              std::tuple(std::size_t{1}, true, std::size_t{0}, std::string()))
-        << "a cancelled save panel downloads nothing";
-
-    controller.downloadNewVersion();
     auto received = countSegments(kDownloadPath);
     double closedHeight = panel.height;
     alerts.saveHandler(1, path);
@@ -221,8 +213,7 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailu
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
     EXPECT_TRUE(!panel.visible && readFile(path) == body);
     std::int64_t replySize = static_cast<std::int64_t>(LoopbackHTTPServer::reply(body).size());
-    EXPECT_EQ(*received, replySize);
-    EXPECT_EQ(progress.value, static_cast<double>(replySize));
+    EXPECT_EQ(std::pair(*received, progress.value), std::pair(replySize, static_cast<double>(replySize)));
     EXPECT_EQ(server->requests().back(), requestFor(kDownloadPath));
     EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("SU Default Folder"), dir.path());
 
@@ -236,7 +227,7 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailu
     EXPECT_TRUE(readFile(path) == body);
 }
 
-TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndURLPathsDropTheRest)
+TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
 {
     // A port that is no port stays in the name, so the lookup names it.
     const std::pair<const char*, KLUpdateServer> cases[] = {
@@ -249,12 +240,6 @@ TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndURLPathsDropTheRest)
     FendrelPref::initialize(); // without a setting the registered default server is asked
     KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
     EXPECT_EQ(KLUpdateServer::fromDefaults(), (KLUpdateServer{KLUpdateServer::kDefaultServer, 80}));
-    // A URL's path drops scheme, host, query and fragment.
-    const std::pair<const char*, const char*> urls[] = {
-        {"http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top", "/d/Fendrel 1.1.tgz"},
-        {"http://mirror.example", "/"}, {"/d/file.tgz", "/d/file.tgz"}, {"", "/"}};
-    for (auto [url, path] : urls)
-        EXPECT_EQ(KLSUController::pathOfURL(url), path) << url;
 }
 
 } // namespace
