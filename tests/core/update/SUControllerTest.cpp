@@ -163,7 +163,7 @@ TEST_F(SUControllerTest, ACancelOrAGoneControllerEndsACheck)
     std::string reply = LoopbackHTTPServer::reply(versions("99.0"));
     std::unique_ptr<LoopbackHTTPServer> server;
     server = serve([&](Socket& c, const std::string&) {
-        for (std::size_t at = 0; at < reply.size(); at += 97, server->pause(0.005))
+        for (std::size_t at = 0; at < reply.size(); at += 97, server->pause(0.02))
             c.writeString(reply.substr(at, 97));
     });
     {
