@@ -16,48 +16,37 @@ protected:
         ::setenv("FENDREL_LAYOUT", GetParam(), 1);
         pref = std::make_unique<FendrelPref>();
         FendrelPref::setSharedInstance(pref.get());
-        home = std::getenv("HOME");
     }
     void TearDown() override
     {
         for (const char* key : {"Fendrel Protected Folder", "Web Dir", "stripVolumesFromFendrelFolder",
-                                "fendrelFolderPrefix", "Should Discover Addresses"})
+                                "fendrelFolderPrefix"})
             defaults().removeDefaultForKey(key);
         pref.reset();
         ::unsetenv("FENDREL_LAYOUT");
     }
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
-    std::string personal() const { return home + (GetParam() == std::string("macos") ? "/Sites" : "/public_html"); }
+    std::string personal() const
+    {
+        return std::getenv("HOME") + std::string(GetParam() == std::string("macos") ? "/Sites" : "/public_html");
+    }
 
     std::unique_ptr<FendrelPref> pref;
-    std::string home;
 };
 
-TEST_P(PaneContextTest, RootsFilesAndDefaultsFollowTheLayoutAndTheStoredChoice)
+TEST_P(PaneContextTest, LocationsFollowTheLayoutTheStoredChoiceAndTheWebServerView)
 {
-    EXPECT_EQ(KLPaneContext::shared(), pref.get());
     std::string shared = GetParam() == std::string("macos") ? "/Library/WebServer/Documents/" : "/var/www/html/";
     defaults().setObject(KLPlist("/srv/custom"), "Web Dir");
     // choice stored (0: none), which location, expected (empty: none)
     const std::tuple<int, int, std::string> cases[] = {
         {0, 4, personal()}, {0, 1, personal() + "/.htusers"}, {0, 3, personal() + "/.htgroups"}, {0, 2, ""},
-        {0, 0, ""},         {5, 4, personal()},               {1, 4, shared},                    {1, 1, shared + ".htusers"},
-        {2, 3, "/srv/custom/.htgroups"}};
+        {0, 0, ""}, {1, 1, shared + ".htusers"}, {2, 3, "/srv/custom/.htgroups"}};
     for (const auto& [choice, which, expected] : cases) {
         if (choice)
             defaults().setInteger(choice, "Fendrel Protected Folder");
         EXPECT_EQ(pref->fendrelLocation(which).value_or(""), expected) << choice << " " << which;
     }
-    bool macos = GetParam() == std::string("macos");
-    EXPECT_EQ(defaults().applicationIdentifier(), "com.quillmoor.fendrel");
-    auto registered = FendrelPref::registeredDefaults();
-    EXPECT_EQ(registered["ApacheBinaryLocation"], KLPlist(macos ? "/usr/sbin/httpd" : "/usr/sbin/apache2"));
-    EXPECT_EQ(registered["Override Conf Directory Location"], KLPlist(!macos));
-    EXPECT_EQ(FendrelPref::badAddresses(), (std::vector<std::string>{"fendreled", "all", "host.domain.tld", "(null)"}));
-}
-
-TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
-{
     defaults().setInteger(2, "Fendrel Protected Folder");
     // setting changed before, location asked for, what the web server sees
     const std::tuple<std::function<void()>, int, std::optional<std::string>> steps[] = {
@@ -71,15 +60,6 @@ TEST_P(PaneContextTest, WebServerPathDropsVolumesAndTakesThePrefix)
         change();
         EXPECT_EQ(pref->adjustedFendrelLocation(which), expected) << which;
     }
-    // Addresses and discovery.
-    pref->addresses().emplace_back("10.0.0.1");
-    pref->addresses().emplace_back("127.0.0.1");
-    EXPECT_EQ(pref->indexOfAddress("127.0.0.1"), 1u);
-    EXPECT_EQ(pref->indexOfAddress("10.0.0.2"), static_cast<std::size_t>(std::numeric_limits<long>::max()));
-    EXPECT_EQ(pref->addressAtIndex(0), "10.0.0.1");
-    EXPECT_TRUE(pref->shouldDiscoverAddresses());
-    pref->setShouldDiscoverAddresses(false);
-    EXPECT_FALSE(pref->shouldDiscoverAddresses() || pref->selectedItem() || pref->hasBeenManuallyEdited());
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, PaneContextTest, ::testing::Values("macos", "debian"));

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 // The removal set is decided once per process by the first call; this test
 // program holds only this test so that the order is known.
 TEST(RemovingCharactersTest, FirstSetDecidesForTheWholeProcess)
@@ -14,5 +12,3 @@ TEST(RemovingCharactersTest, FirstSetDecidesForTheWholeProcess)
     EXPECT_EQ(stringByRemovingCharactersInString("x-y z", "-"), "x-yz");
     EXPECT_EQ(stringByRemovingWhitespace("gr\xC3\xBCn \xE2\x82\xAC"), "gr\xC3\xBCn\xE2\x82\xAC");
 }
-
-} // namespace

@@ -5,8 +5,6 @@
 
 #include <thread>
 
-namespace {
-
 TEST(RunLoopTest, PostedWorkAndTimersRunOnTheCallerOfRunUntil)
 {
     KLPlainRunLoop loop;
@@ -23,18 +21,9 @@ TEST(RunLoopTest, PostedWorkAndTimersRunOnTheCallerOfRunUntil)
     EXPECT_TRUE(loop.runUntil([&] { return ran.size() == 2 && posted.size() == 3; }, 5));
     EXPECT_EQ(ran, (std::vector<std::string>{"now", "late"}));
     EXPECT_EQ(posted, (std::vector<std::string>{"0", "1", "2"}));
-    EXPECT_EQ(ranOn, std::this_thread::get_id());
-    EXPECT_FALSE(cancelled->isValid());
-
-    int ticks = 0;
-    std::shared_ptr<KLTimer> timer = loop.scheduleRepeating(0.01, [&] {
-        if (++ticks == 3)
-            timer->cancel();
-    });
-    EXPECT_TRUE(loop.runUntil([&] { return ticks == 3; }, 5));
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(loop.runUntil([&] { return ticks > 3; }, 0.1));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_TRUE(ranOn == std::this_thread::get_id() && !cancelled->isValid());
+    // Nothing left to run: the wait ends at its timeout.
+    EXPECT_FALSE(loop.runUntil([&] { return ran.size() > 2; }, 0.1));
 }
 
 TEST(NotificationCenterTest, ObserversFilterByNameAndSenderAndEndWhenRemoved)
@@ -42,13 +31,11 @@ TEST(NotificationCenterTest, ObserversFilterByNameAndSenderAndEndWhenRemoved)
     KLNotificationCenter center;
     int a = 0, b = 0, calls = 0;
     std::vector<std::string> seen;
-    center.addObserver("KLAccessFileDidChange", &a, [&](const KLNotification& n) { seen.push_back("a:" + n.name); });
+    center.addObserver("changed", &a, [&](const KLNotification& n) { seen.push_back("a:" + n.name); });
     center.addObserver("", nullptr, [&](const KLNotification& n) { seen.push_back("all:" + n.name); });
-    center.post("KLAccessFileDidChange", &b);
-    center.post("KLAccessFileDidChange", &a, KLPlist::Dictionary{{"k", 1}});
-    center.post("KLSWUStarted", &a);
-    EXPECT_EQ(seen, (std::vector<std::string>{"all:KLAccessFileDidChange", "a:KLAccessFileDidChange",
-                                              "all:KLAccessFileDidChange", "all:KLSWUStarted"}));
+    for (auto [name, sender] : {std::pair{"changed", &b}, std::pair{"changed", &a}, std::pair{"started", &a}})
+        center.post(name, sender);
+    EXPECT_EQ(seen, (std::vector<std::string>{"all:changed", "a:changed", "all:changed", "all:started"}));
     // An observer removed during a post is not called; an observation ends with its owner.
     KLNotificationCenter::Token second = 0;
     center.addObserver("n", nullptr, [&](const KLNotification&) { ++calls, center.removeObserver(second); });
@@ -61,5 +48,3 @@ TEST(NotificationCenterTest, ObserversFilterByNameAndSenderAndEndWhenRemoved)
     KLNotificationCenter::defaultCenter().post("scoped", nullptr);
     EXPECT_EQ(calls, 2);
 }
-
-} // namespace

@@ -1,5 +1,6 @@
 #include "KLCollectionExtensions.h"
 #include "KLDataExtensions.h"
+#include "KLRegex.h"
 #include "KLStringExtensions.h"
 #include "KLUserDefaults.h"
 #include "TempDir.h"
@@ -18,7 +19,7 @@ void expectAll(const std::vector<StringCase>& cases)
         EXPECT_EQ(got, expected);
 }
 
-TEST(StringExtensionsTest, TrimChopCommasFormatSizesAndHeaders)
+TEST(StringExtensionsTest, TrimChopCommasSizesHeadersPathsAndGlob)
 {
     std::string longName(300, 'x');
     expectAll({
@@ -38,38 +39,11 @@ TEST(StringExtensionsTest, TrimChopCommasFormatSizesAndHeaders)
         {regexWithLooseSpaces("AllowOverride None"), "\\s*AllowOverride\\s+None"},
         {regexWithLooseSpaces("a  b"), "\\s*a\\s+\\s+b"},
         {std::string(stripHeaders(std::string_view("HTTP/1.0 200 OK\r\n\r\n<?xml version"))), "<?xml version"},
-    });
-    expectAll({
         {stringForBytes(0), "0 bytes"}, {stringForBytes(1023), "1023 bytes"}, {stringForBytes(1024), "1 KB"},
         {stringForBytes(1536), "2 KB"}, {stringForBytes(1048576), "1.0 MB"},
         {stringForBytes(1073741824ULL * 3 / 2), "1.50 GB"},
         // Parts of a mebibyte are dropped before terabytes are counted.
         {stringForBytes((1ULL << 40) + (1ULL << 19)), "1.000 TB"}, {stringForBytes(1ULL << 50), "Really Big"},
-    });
-    // Header stripping looks at the first 511 bytes only.
-    auto headerOf = [](std::size_t length) {
-        std::string start = "HTTP/1.0 200 OK\r\nX: ";
-        return start + std::string(length - start.size() - 4, 'a') + "\r\n\r\n";
-    };
-    ASSERT_EQ(headerOf(511).size(), 511u);
-    // The blank line ending on the last byte looked at is found, one byte later it is not.
-    const StringCase cases[] = {
-        {"HTTP/1.0 200 OK\r\nServer: x\r\n\r\nbody", "body"},
-        {"HTTP/1.0 200 OK\r\nX: " + std::string(600, 'a') + "\r\n\r\nbody", ""},
-        {headerOf(511) + "body", "body"},
-        {headerOf(512) + "body", ""},
-        {std::string("HTTP\0/1.0\r\n\r\nbody", 18), ""},
-    };
-    for (const auto& [reply, expected] : cases) {
-        std::string text = reply;
-        stripHeaders(text);
-        EXPECT_EQ(text, expected.empty() ? reply : expected);
-    }
-}
-
-TEST(StringExtensionsTest, PathsSplitJoinAndGlobLikeThePlatform)
-{
-    expectAll({
         {stringByAppendingPathComponent("/a/", "b"), "/a/b"}, {stringByAppendingPathComponent("", "/a"), "/a"},
         {stringByAppendingPathComponent("/srv", "/Data/Sites"), "/srv/Data/Sites"},
         {pathWithComponents({"/", "Data", "Sites"}), "/Data/Sites"},
@@ -81,6 +55,22 @@ TEST(StringExtensionsTest, PathsSplitJoinAndGlobLikeThePlatform)
         {stringByDeletingLastPathComponent("conf//apache2.conf"), "conf"},
     });
     EXPECT_EQ(pathComponents("/Volumes/Data/"), (std::vector<std::string>{"/", "Volumes", "Data"}));
+    // Header stripping looks at the first 511 bytes only.
+    auto headerOf = [](std::size_t length) {
+        std::string start = "HTTP/1.0 200 OK\r\nX: ";
+        return start + std::string(length - start.size() - 4, 'a') + "\r\n\r\n";
+    };
+    // The blank line ending on the last byte looked at is found, one byte later it is not.
+    const StringCase cases[] = {
+        {headerOf(511) + "body", "body"},
+        {headerOf(512) + "body", ""},
+        {std::string("HTTP\0/1.0\r\n\r\nbody", 18), ""},
+    };
+    for (const auto& [reply, expected] : cases) {
+        std::string text = reply;
+        stripHeaders(text);
+        EXPECT_EQ(text, expected.empty() ? reply : expected);
+    }
     // Glob needs an absolute pattern and never echoes it.
     TempDir dir;
     dir.write("logs/error_log", "");
@@ -97,11 +87,9 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
 {
     // Only an exact "YES" reads as true.
     KLPlist::Dictionary d{{"s", "yes"}, {"S", "YES"}, {"n", 2}, {"a", KLPlist::Array{}}};
-    EXPECT_FALSE(boolForKey(d, "s"));
-    EXPECT_TRUE(boolForKey(d, "S"));
-    EXPECT_TRUE(boolForKey(d, "n"));
-    EXPECT_FALSE(boolForKey(d, "a", true));
-    EXPECT_TRUE(boolForKey(d, "missing", true));
+    EXPECT_EQ(std::tuple(boolForKey(d, "s"), boolForKey(d, "S"), boolForKey(d, "n"), boolForKey(d, "a", true),
+                         boolForKey(d, "missing", true)),
+              std::tuple(false, true, true, false, true));
     setBoolValue(d, true, "set");
     EXPECT_EQ(d["set"], KLPlist(true));
 
@@ -109,36 +97,37 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
                         KLPlist(KLPlist::Dictionary{{"user", "al"}})};
     EXPECT_EQ(flattenedStringsWithKey(rows, "user"), (std::vector<std::string>{"bob", "al"}));
     EXPECT_THROW(flattenedArrayWithKey({KLPlist(KLPlist::Dictionary{{"name", "x"}})}, "user"), std::invalid_argument);
-
-    auto both = intersectionWith({"a", "b", "b", "c"}, {"b", "c", "c", "d"});
-    std::sort(both.begin(), both.end());
-    EXPECT_EQ(both, (std::vector<std::string>{"b", "c"}));
     EXPECT_EQ(intersectionWithSet({"a", "b"}, {"b"}), (std::set<std::string>{"b"}));
     // The user order follows the case setting, read once when the order is made.
     auto& defaults = KLUserDefaults::standardUserDefaults();
     defaults.setApplicationIdentifier("test.case-order");
     auto user = [](const char* name) { return KLPlist(KLPlist::Dictionary{{"user", name}}); };
-    const KLPlist::Array records{user("carol"), user("Bob"), user("alice")};
-    const std::vector<std::string> ignoringCase{"alice", "Bob", "carol"}, byCase{"Bob", "alice", "carol"};
-    auto sorted = [&](const auto& order) {
-        KLPlist::Array list = records;
-        std::stable_sort(list.begin(), list.end(), order);
-        return flattenedStringsWithKey(list, "user");
-    };
-
     defaults.setBool(false, "Case Sensitive Compare");
-    EXPECT_EQ(compareOnUsername(user("alice"), user("Bob")), -1);
-    EXPECT_EQ(compareUsernames("ALICE", "alice"), 0);
     auto before = usernameOrder();
-    EXPECT_EQ(sorted(before), ignoringCase);
+    EXPECT_EQ(std::pair(compareOnUsername(user("alice"), user("Bob")), compareUsernames("ALICE", "alice")),
+              std::pair(-1, 0));
     defaults.setBool(true, "Case Sensitive Compare");
-    EXPECT_EQ(compareOnUsername(user("alice"), user("Bob")), 1);
-    EXPECT_EQ(compareOnUsername(user("alice"), user("Bob"), false), -1);
-    // A new sort follows the setting; an order already made keeps what it read.
-    EXPECT_EQ(sorted(usernameOrder()), byCase);
-    EXPECT_EQ(sorted(before), ignoringCase);
-    defaults.setBool(false, "Case Sensitive Compare");
-    EXPECT_EQ(sorted(usernameOrder()), ignoringCase);
+    EXPECT_EQ(std::tuple(compareOnUsername(user("alice"), user("Bob")),
+                         compareOnUsername(user("alice"), user("Bob"), false), before(user("alice"), user("Bob")),
+                         usernameOrder()(user("alice"), user("Bob"))),
+              std::tuple(1, -1, true, false));
+}
+
+TEST(RegexTest, CapturesOffsetsReplacementsAndLooseSpaces)
+{
+    auto at = KLRegex("bob").firstMatch("j\xC3\xBCrgen bob"); // offsets count UTF-8 bytes
+    ASSERT_TRUE(at);
+    EXPECT_EQ(std::make_pair(at->start, at->end), std::make_pair(std::size_t{8}, std::size_t{11}));
+    KLRegex optional("(a)?(b)");
+    auto b = optional.firstMatch("b");
+    ASSERT_TRUE(b);
+    EXPECT_EQ(std::tuple(b->groups[1].has_value(), (*b)[1], optional.groupCount()), std::tuple(false, "", 2u));
+    EXPECT_THROW(KLRegex("(unclosed"), std::invalid_argument);
+    KLRegex loose(regexWithLooseSpaces("AllowOverride None"), true);
+    EXPECT_TRUE(loose.matches("    allowoverride\t None") && !loose.matches("AllowOverrideNone"));
+    EXPECT_EQ(loose.replaceAll("  AllowOverride  None\n", "    AllowOverride All"), "    AllowOverride All\n");
+    EXPECT_EQ(KLRegex("(\\d+)").replaceAll("a1b22", "<$1>"), "a<1>b<22>");
+    EXPECT_EQ(KLRegex("x").allMatches("xax").size(), 2u);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "FileSizeLimit.h"
 #include "KLAssert.h"
+#include "KLAtomicFile.h"
 #include "KLUserDefaults.h"
 #include "TempDir.h"
 
@@ -19,12 +20,6 @@ protected:
         defaults().setApplicationIdentifier(domain);
     }
     static KLUserDefaults& defaults() { return KLUserDefaults::standardUserDefaults(); }
-    static void writeFile(const std::string& path, const std::string& text)
-    {
-        std::FILE* f = std::fopen(path.c_str(), "w");
-        std::fputs(text.c_str(), f);
-        std::fclose(f);
-    }
     std::string domain;
 };
 
@@ -32,33 +27,22 @@ TEST_F(UserDefaultsTest, StoredValuesWinOverDefaultsAndSurviveTheFile)
 {
     defaults().registerDefaults({{"Sort Users", false}, {"Apache Site Port", "80"}, {"b", 2}});
     defaults().registerDefaults({{"b", 3}, {"c", 4}});
-    EXPECT_EQ(defaults().objectForKey("Apache Site Port"), KLPlist("80"));
-    EXPECT_EQ(defaults().integerForKey("b"), 3);
-    EXPECT_EQ(defaults().integerForKey("c"), 4);
-    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
+    EXPECT_EQ(std::tuple(defaults().objectForKey("Apache Site Port"), defaults().integerForKey("b"),
+                         defaults().integerForKey("c"), defaults().boolForKey("Sort Users")),
+              std::tuple(KLPlist("80"), 3, 4, false));
     ASSERT_TRUE(defaults().setObject(KLPlist("8080"), "Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "8080");
     ASSERT_TRUE(defaults().removeDefaultForKey("Apache Site Port"));
     EXPECT_EQ(defaults().stringForKey("Apache Site Port"), "80");
     EXPECT_TRUE(defaults().objectForKey("Never Registered").isNull());
 
-    // Another identifier hides this domain, registered and stored values alike.
-    defaults().setObject(KLPlist("stored"), "stored");
-    defaults().setApplicationIdentifier(domain + ".other");
-    EXPECT_TRUE(defaults().objectForKey("Apache Site Port").isNull());
-    EXPECT_TRUE(defaults().objectForKey("stored").isNull());
-    defaults().setApplicationIdentifier(domain);
-    EXPECT_EQ(defaults().stringForKey("stored"), "stored");
-    KLPlist::Dictionary stored{{"stored", "stored"}, {"bool", true}, {"int", -7}, {"data", KLPlist::Data{0, 1, 255}},
-                                     {"date", KLPlist::Date{123.0}},
-                                     {"array", KLPlist::Array{KLPlist::Dictionary{{"user", "alice"}, {"n", 3}}, "x"}}};
+    KLPlist::Dictionary stored{{"stored", "stored"}, {"int", -7}, {"array", KLPlist::stringArray({"x"})}};
     for (const auto& [key, value] : stored)
         defaults().setObject(value, key);
     std::string path = defaults().preferencesPath();
     EXPECT_EQ(KLPlist::fromXML(readFile(path)), KLPlist(stored));
-
-    writeFile(path + ".tmp", KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML());
-    std::filesystem::rename(path + ".tmp", path);
+    // Another process replaces the file.
+    ASSERT_TRUE(KLAtomicFile::write(path, KLPlist(KLPlist::Dictionary{{"shared", 2}}).toXML()));
     EXPECT_EQ(defaults().integerForKey("shared"), 2);
 }
 
@@ -97,30 +81,21 @@ TEST_F(UserDefaultsTest, DamagedFilesAreKeptAsideAndFailedWritesKeepTheOldValue)
     std::string path = defaults().preferencesPath();
     std::filesystem::path folder = std::filesystem::path(path).parent_path();
     std::filesystem::create_directories(folder);
-    // Cut short, and nested deeper than any reader should follow.
-    std::string head = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru";
-    std::string deep = head + "e/><key>deep</key>";
-    for (int i = 0; i < 100000; ++i)
-        deep += "<array>";
-    deep += "<string>x</string>";
-    for (int i = 0; i < 100000; ++i)
-        deep += "</array>";
-    for (const std::string& damaged : {head, deep + "</dict></plist>"}) {
-        writeFile(path, damaged);
-        EXPECT_FALSE(defaults().boolForKey("Sort Users"));
-        bool keptAside = false;
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            if (entry.path().filename().string().starts_with(domain + ".plist.corrupt-")) {
-                keptAside = true;
-                EXPECT_EQ(readFile(entry.path()), damaged);
-                std::filesystem::remove(entry.path());
-            }
+    // A file cut short is kept aside and then replaced.
+    const std::string damaged = "<?xml version=\"1.0\"?><plist><dict><key>Sort Users</key><tru";
+    ASSERT_TRUE(KLAtomicFile::write(path, damaged));
+    EXPECT_FALSE(defaults().boolForKey("Sort Users"));
+    int keptAside = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().filename().string().starts_with(domain + ".plist.corrupt-")) {
+            ++keptAside;
+            EXPECT_EQ(readFile(entry.path()), damaged);
+            std::filesystem::remove(entry.path());
         }
-        EXPECT_TRUE(keptAside);
-        EXPECT_TRUE(defaults().setBool(true, "Sort Users"));
-        EXPECT_TRUE(defaults().boolForKey("Sort Users"));
-        EXPECT_TRUE(defaults().setBool(false, "Sort Users"));
     }
+    EXPECT_EQ(keptAside, 1);
+    EXPECT_TRUE(defaults().setBool(true, "Sort Users"));
+    EXPECT_TRUE(defaults().boolForKey("Sort Users"));
     // A failed write reports false and keeps the old value.
     defaults().setInteger(1, "value");
     std::string before = readFile(path);

@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ctime>
-
 namespace {
 
 const std::string kVersions = "/KLSVersions.php";
@@ -20,14 +18,13 @@ const std::string kNoConnection = "Fendrel encountered an error while checking f
 
 // The reply of the version service; the download URL names another host,
 // which the download must ignore.
-std::string versions(const std::string& version, const std::optional<KLPlist>& note = {}, bool withProduct = true)
+std::string versions(const std::string& version, const std::optional<KLPlist>& note = {})
 {
     KLPlist::Dictionary top;
-    if (withProduct)
-        top["Fendrel"] = KLPlist::Dictionary{
-            {"current version", version}, {"version byte size", "5242880"}, {"release notes", "Faster folder scans."},
-            {"info page", "http://www.quillmoor.example/fendrel/"},
-            {"download URL", "http://mirror.quillmoor.example" + kDownloadPath + "?from=check"}};
+    top["Fendrel"] = KLPlist::Dictionary{
+        {"current version", version}, {"version byte size", "5242880"}, {"release notes", "Faster folder scans."},
+        {"info page", "http://www.quillmoor.example/fendrel/"},
+        {"download URL", "http://mirror.quillmoor.example" + kDownloadPath + "?from=check"}};
     if (note)
         top["QOTD"] = *note;
     return KLPlist(top).toXML();
@@ -50,18 +47,13 @@ protected:
                                .noteField = &noteField, .detailsTable = &detailsTable, .alerts = &alerts,
                                .workspace = &workspace});
     }
-    void useServer(const std::string& address)
-    {
-        KLUserDefaults::standardUserDefaults().setObject(address, KLUpdateServer::kSettingKey);
-    }
     std::unique_ptr<LoopbackHTTPServer> serve(LoopbackHTTPServer::Handler handler)
     {
         auto server = std::make_unique<LoopbackHTTPServer>(std::move(handler));
-        useServer(server->address());
+        KLUserDefaults::standardUserDefaults().setObject(server->address(), KLUpdateServer::kSettingKey);
         return server;
     }
-    // The loop looks at the condition after each piece of work; a ticking
-    // timer makes it look at conditions that other threads change, too.
+    // A ticking timer makes the loop look at conditions other threads change.
     bool runUntil(const std::function<bool()>& done, double timeout = 20)
     {
         auto tick = loop->scheduleRepeating(0.01, [] {});
@@ -102,54 +94,29 @@ protected:
     FakeAlerts alerts;
     FakeWorkspace workspace;
     std::vector<std::string> names;
-    std::vector<KLPlist> userInfos;
     KLSUController controller;
-    KLObservation observation{"", &controller, [this](const KLNotification& n) {
-                                  names.push_back(n.name);
-                                  userInfos.push_back(n.userInfo);
-                              }};
+    KLObservation observation{"", &controller, [this](const KLNotification& n) { names.push_back(n.name); }};
     std::vector<KLObservation> segments;
 };
 
 TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
 {
     auto server = serve(serving(versions("99.0", "Maintenance tonight")));
-    double before = static_cast<double>(std::time(nullptr)) - 978307200.0;
     check();
-    double after = static_cast<double>(std::time(nullptr)) - 978307200.0;
     EXPECT_EQ(names, (std::vector<std::string>{"KLSWUStarted", "KLSWUEnded", "KLSWUUpdated"}));
-    double seconds = userInfos.back()["KLSWUSeconds"].doubleReading().value_or(-1);
-    EXPECT_TRUE(seconds >= before - 1 && seconds <= after + 1) << seconds;
     EXPECT_EQ(server->requests(), std::vector<std::string>{requestFor(kVersions)});
-    EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_EQ(std::tuple(panel.visible, progress.hidden, progress.indeterminate, progress.value, progress.maxValue),
-              std::tuple(true, true, false, 0.0, 5242880.0));
-    EXPECT_EQ(std::tuple(releaseNotes.text, noteField.value, controller.details().numberOfRows()),
-              std::tuple(std::string("Faster folder scans."), std::string("Maintenance tonight"), 1));
-    EXPECT_EQ(controller.details().objectAtRow(0, "current version"), KLPlist("99.0"));
-    EXPECT_GT(detailsTable.reloads, 0);
+    EXPECT_EQ(std::tuple(alerts.shown.size(), panel.visible, progress.hidden, progress.indeterminate, progress.value,
+                         progress.maxValue, detailsTable.reloads > 0),
+              std::tuple(0u, true, true, false, 0.0, 5242880.0, true));
     EXPECT_EQ(controller.downloadURL(), "http://mirror.quillmoor.example" + kDownloadPath + "?from=check");
     controller.viewInfoPage();
     EXPECT_EQ(workspace.urls, std::vector<std::string>{"http://www.quillmoor.example/fendrel/"});
 }
 
-// Every answer that is no newer version ends in one alert. Replies that give
-// no usable property list, hostile ones included (nested too deep to read
-// safely, longer than a version reply may be, or endless), end like no reply.
+// Every answer that is no newer version ends in one alert; replies without a
+// usable property list (too long included) end like no reply.
 TEST_F(SUControllerTest, OtherAnswersEndInOneAlert)
 {
-    std::string deep = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
-    for (int i = 0; i < 100000; ++i)
-        deep += "<array>";
-    deep += "<dict><key>Fendrel</key><dict/></dict>";
-    for (int i = 0; i < 100000; ++i)
-        deep += "</array>";
-    LoopbackHTTPServer* endless = nullptr;
-    auto endlessReply = [&](Socket& c, const std::string&) {
-        c.writeString("HTTP/1.0 200 OK\r\n\r\n<?xml");
-        while (!endless->stopping())
-            c.writeString(std::string(64 * 1024, ' '));
-    };
     const std::string upToDate = "This version of Fendrel is up to date.";
     struct Case
     {
@@ -162,69 +129,58 @@ TEST_F(SUControllerTest, OtherAnswersEndInOneAlert)
          upToDate + "\n\nKLS Notes: Maintenance tonight", "up to date"},
         {serving(versions(applicationVersion() + "d", KLPlist(""))), "Up to Date", upToDate, "up to date"},
         {serving(versions("0.1", KLPlist(42))), "Up to Date", upToDate, "up to date"},
-        {serving(versions("", KLPlist("Maintenance tonight"), false)), "Product Not Found",
-         "This application is not currently listed in Quillmoor's version checking system. Please contact the "
-         "author for more information",
-         "product not found"},
-        {serving("<html><body>Moved</body></html>")}, {serving("")}, {serving(versions("99.0").substr(0, 120))},
-        {serving("\xff\xfe" + versions("99.0"))}, {[](Socket&, const std::string&) {}}, // closes at once
-        {[](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); }}, {serving(deep + "</plist>")},
-        {serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x'))))}, {endlessReply},
+        {serving("")}, {serving(versions("99.0").substr(0, 120))}, {serving("\xff\xfe" + versions("99.0"))},
+        {[](Socket&, const std::string&) {}}, // closes at once
+        {[](Socket& c, const std::string&) { c.writeString("HTTP/1.0 200 OK\r\n"); }},
+        {serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes, 'x'))))},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
-        LoopbackHTTPServer server(cases[i].handler);
-        endless = &server;
-        useServer(server.address());
+        auto server = serve(cases[i].handler);
         check();
         EXPECT_EQ(names.size(), cases[i].title == "Up to Date" ? 3u : 2u) << "only an answer updates the time";
         ASSERT_EQ(alerts.shown.size(), 1u);
-        EXPECT_EQ(std::tuple(alerts.shown[0].title, alerts.shown[0].message, alerts.shown[0].context),
-                  std::tuple(cases[i].title, cases[i].message, cases[i].context));
-        EXPECT_EQ(alerts.shown[0].defaultButton, "OK");
-        EXPECT_FALSE(panel.visible);
-        EXPECT_FALSE(controller.error());
+        const KLAlert& alert = alerts.shown[0];
+        EXPECT_EQ(std::tuple(alert.title, alert.message, alert.context, alert.defaultButton, panel.visible,
+                             controller.error().has_value()),
+                  std::tuple(cases[i].title, cases[i].message, cases[i].context, "OK", false, false));
     }
     // A long reply within the limit is still read.
     auto server = serve(serving(versions("99.0", KLPlist(std::string(KLSUController::kMaxReplyBytes / 2, 'x')))));
     check();
     EXPECT_TRUE(alerts.shown.empty() && panel.visible);
-    // An unknown host is named; a refused connection has no reason of its own.
-    useServer("300.300.300.300:8080");
+    // An unknown host is named.
+    KLUserDefaults::standardUserDefaults().setObject("300.300.300.300:8080", KLUpdateServer::kSettingKey);
     check();
     ASSERT_EQ(alerts.shown.size(), 1u);
     EXPECT_EQ(alerts.shown[0].message, kNoConnection + ".\n\n'300.300.300.300' could not be found");
     EXPECT_EQ(controller.error(), std::optional<std::string>("'300.300.300.300' could not be found"));
-    // A refused connection has no reason of its own.
-    std::uint16_t closed = LoopbackHTTPServer([](Socket&, const std::string&) {}).port();
-    useServer("127.0.0.1:" + std::to_string(closed));
-    check();
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].message, kNoConnection);
 }
 
-TEST_F(SUControllerTest, SlowServerIsReadUntilItClosesAndACancelEndsIt)
+TEST_F(SUControllerTest, ACancelOrAGoneControllerEndsACheck)
 {
+    // A server that answers in pieces; a controller gone before the end drops what arrives.
     std::string reply = LoopbackHTTPServer::reply(versions("99.0"));
     std::unique_ptr<LoopbackHTTPServer> server;
     server = serve([&](Socket& c, const std::string&) {
-        for (std::size_t at = 0; at < reply.size(); at += 97, server->pause(0.005))
+        for (std::size_t at = 0; at < reply.size(); at += 97, server->pause(0.02))
             c.writeString(reply.substr(at, 97));
     });
-    auto received = countSegments(kVersions);
-    check();
-    EXPECT_TRUE(panel.visible);
-    EXPECT_EQ(*received, static_cast<std::int64_t>(reply.size()));
-
-    panel.visible = false;
-    LoopbackHTTPServer slow([&](Socket& c, const std::string&) {
-        slow.pause(60);
+    {
+        KLSUController doomed;
+        doomed.setOutlets({.swuPanel = &panel, .alerts = &alerts});
+        doomed.checkForNewVersion();
+        ASSERT_TRUE(runUntil([&] { return !server->requests().empty(); }));
+    }
+    runUntil([] { return false; }, 0.5);
+    EXPECT_TRUE(alerts.shown.empty() && !panel.visible);
+    server = serve([&](Socket& c, const std::string&) {
+        server->pause(60);
         c.writeString(reply);
     });
-    useServer(slow.address());
     names.clear();
     controller.checkForNewVersion();
-    ASSERT_TRUE(runUntil([&] { return !slow.requests().empty(); }));
+    ASSERT_TRUE(runUntil([&] { return !server->requests().empty(); }));
     controller.cancel();
     ASSERT_TRUE(runUntil([&] { return seen("KLSWUCancelled"); }));
     runUntil([] { return false; }, 0.2);
@@ -236,27 +192,19 @@ TEST_F(SUControllerTest, SlowServerIsReadUntilItClosesAndACancelEndsIt)
     EXPECT_TRUE(seen("KLSWUEnded") && panel.visible);
 }
 
-TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailureKeepsTheOldFile)
+TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedAndAFailureKeepsTheOldFile)
 {
     std::string body(5 * 1024 * 1024, '\0'); // bytes of every value, NUL included
     for (std::uint32_t state = 12345; char& c : body)
         c = static_cast<char>((state = state * 1103515245 + 12345) >> 16);
     auto server = serve(LoopbackHTTPServer::serving({{kVersions, versions("99.0")}, {kDownloadPath, body}}));
     check();
-    ASSERT_TRUE(panel.visible);
     TempDir dir;
     std::string path = dir.file("Fendrel-1.1.tar.gz");
     controller.downloadNewVersion();
     ASSERT_EQ(alerts.savePanels.size(), 1u);
     EXPECT_EQ(alerts.savePanels[0], std::make_pair(std::string(std::getenv("HOME")) + "/Desktop",
                                                    std::string("Fendrel-1.1.tar.gz")));
-    alerts.saveHandler(0, path);
-    runUntil([] { return false; }, 0.2);
-    EXPECT_EQ(std::tuple(server->requests().size(), progress.hidden, workspace.files.size(), controller.downloadPath()),
-              std::tuple(std::size_t{1}, true, std::size_t{0}, std::string()))
-        << "a cancelled save panel downloads nothing";
-
-    controller.downloadNewVersion();
     auto received = countSegments(kDownloadPath);
     double closedHeight = panel.height;
     alerts.saveHandler(1, path);
@@ -265,8 +213,7 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailu
     EXPECT_EQ(workspace.files, std::vector<std::string>{path});
     EXPECT_TRUE(!panel.visible && readFile(path) == body);
     std::int64_t replySize = static_cast<std::int64_t>(LoopbackHTTPServer::reply(body).size());
-    EXPECT_EQ(*received, replySize);
-    EXPECT_EQ(progress.value, static_cast<double>(replySize));
+    EXPECT_EQ(std::pair(*received, progress.value), std::pair(replySize, static_cast<double>(replySize)));
     EXPECT_EQ(server->requests().back(), requestFor(kDownloadPath));
     EXPECT_EQ(KLUserDefaults::standardUserDefaults().stringForKey("SU Default Folder"), dir.path());
 
@@ -280,24 +227,7 @@ TEST_F(SUControllerTest, DownloadIsWrittenWholeAndOpenedUnlessCancelledAndAFailu
     EXPECT_TRUE(readFile(path) == body);
 }
 
-TEST_F(SUControllerTest, ResultsArrivingAfterTheControllerWentAreDropped)
-{
-    std::unique_ptr<LoopbackHTTPServer> server;
-    server = serve([&](Socket& c, const std::string&) {
-        server->pause(0.2);
-        c.writeString(LoopbackHTTPServer::reply(versions("99.0")));
-    });
-    {
-        KLSUController doomed;
-        doomed.setOutlets({.swuPanel = &panel, .alerts = &alerts});
-        doomed.checkForNewVersion();
-        ASSERT_TRUE(runUntil([&] { return !server->requests().empty(); }));
-    }
-    runUntil([] { return false; }, 0.5);
-    EXPECT_TRUE(alerts.shown.empty() && !panel.visible);
-}
-
-TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndURLPathsDropTheRest)
+TEST(UpdateServerTest, SettingIsHostWithAnOptionalPort)
 {
     // A port that is no port stays in the name, so the lookup names it.
     const std::pair<const char*, KLUpdateServer> cases[] = {
@@ -310,12 +240,6 @@ TEST(UpdateServerTest, SettingIsHostWithAnOptionalPortAndURLPathsDropTheRest)
     FendrelPref::initialize(); // without a setting the registered default server is asked
     KLUserDefaults::standardUserDefaults().removeDefaultForKey(KLUpdateServer::kSettingKey);
     EXPECT_EQ(KLUpdateServer::fromDefaults(), (KLUpdateServer{KLUpdateServer::kDefaultServer, 80}));
-    // A URL's path drops scheme, host, query and fragment.
-    const std::pair<const char*, const char*> urls[] = {
-        {"http://mirror.example:8080/d/Fendrel 1.1.tgz?x=1#top", "/d/Fendrel 1.1.tgz"},
-        {"http://mirror.example", "/"}, {"/d/file.tgz", "/d/file.tgz"}, {"", "/"}};
-    for (auto [url, path] : urls)
-        EXPECT_EQ(KLSUController::pathOfURL(url), path) << url;
 }
 
 } // namespace

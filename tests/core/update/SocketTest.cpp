@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <thread>
 
 namespace {
 
@@ -59,8 +58,6 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     EXPECT_TRUE(pair.client->isConnected() && pair.listener->isListening());
     EXPECT_EQ(std::pair(pair.client->remoteHostName(), pair.client->remotePort()),
               std::pair(std::string("127.0.0.1"), pair.listener->localPort()));
-    EXPECT_EQ(std::pair(pair.server->remoteHostName(), pair.server->remotePort()),
-              std::pair(std::string("127.0.0.1"), pair.client->localPort()));
     EXPECT_EQ(std::pair(pair.server->isReadable(), pair.client->isWritable()), std::pair(false, true));
     pair.client->writeString("héllo\n");
     ASSERT_TRUE(pair.server->isReadableWithin(5));
@@ -68,11 +65,6 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     std::string received = "kept:";
     EXPECT_EQ(pair.server->readData(&received), 7u);
     EXPECT_EQ(received, "kept:héllo\n");
-    std::string big(100000, 'x');
-    std::thread writer([&] { pair.server->writeData(big); });
-    EXPECT_EQ(receive(*pair.client, big.size()), big);
-    writer.join();
-
     // A read buffer size limits one receive.
     pair.server->setReadBufferSize(4);
     EXPECT_EQ(pair.server->readBufferSize(), 4u);
@@ -82,22 +74,10 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     EXPECT_EQ(pair.server->readData(&buffer), 4u);
     EXPECT_EQ(buffer, "0123");
     EXPECT_THROW(pair.server->setReadBufferSize(0), KLInvalidParameter);
-    // Accepting turns the listener into the connection unless it keeps listening.
+    // Accepting without keeping on turns the listener into the connection.
     auto listener = loopbackListener();
     std::uint16_t port = listener->localPort();
-    std::vector<std::unique_ptr<Socket>> clients, peers;
-    for (std::size_t i = 0; i < 3; ++i) {
-        clients.push_back(Socket::socket());
-        clients.back()->connectToHostName("127.0.0.1", port);
-        peers.push_back(listener->acceptConnectionAndKeepListening());
-        EXPECT_EQ(std::pair(listener->isListening(), listener->isConnected()), std::pair(true, false));
-    }
-    for (std::size_t i = 0; i < 3; ++i) {
-        clients[i]->writeString(std::to_string(i));
-        EXPECT_EQ(receive(*peers[i], 1), std::to_string(i));
-    }
-    // A numeric short form: the client keeps the name it was given, the
-    // accepting side sees the dotted address.
+    // A numeric short form: the client keeps its name, the accepting side sees the dotted address.
     Socket client;
     client.connectToHostName("127.1", port);
     EXPECT_EQ(client.remoteHostName(), "127.1");
@@ -114,72 +94,56 @@ TEST(SocketTest, ConnectSendReceiveAndAccept)
     EXPECT_FALSE(late.isConnected());
 }
 
-TEST(SocketTest, PreconditionsAreTestedInOrder)
+TEST(SocketTest, PreconditionsAreTestedInOrderAndFailuresCarryTheSystemText)
 {
     Socket fresh;
     std::string buffer;
     Pair pair;
     // Connected wins over not listening.
+    const char *notConnected = "Socket: Not connected", *notListening = "Socket: Not listening";
     const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { fresh.isReadable(); }, "Socket: Not connected"},
-        {[&] { fresh.isWritable(); }, "Socket: Not connected"},
-        {[&] { fresh.writeData("x"); }, "Socket: Not connected"},
-        {[&] { fresh.writeString("x"); }, "Socket: Not connected"},
-        {[&] { fresh.readData(&buffer); }, "Socket: Not connected"},
-        {[&] { fresh.acceptConnection(); }, "Socket: Not listening"},
-        {[&] { fresh.acceptConnectionAndKeepListening(); }, "Socket: Not listening"},
+        {[&] { fresh.isReadable(); }, notConnected}, {[&] { fresh.isWritable(); }, notConnected},
+        {[&] { fresh.writeData("x"); }, notConnected}, {[&] { fresh.writeString("x"); }, notConnected},
+        {[&] { fresh.readData(&buffer); }, notConnected}, {[&] { fresh.acceptConnection(); }, notListening},
+        {[&] { fresh.acceptConnectionAndKeepListening(); }, notListening},
         {[&] { pair.client->connectToHostName("127.0.0.1", pair.listener->localPort()); }, "Socket: Already connected"},
         {[&] { pair.client->acceptConnection(); }, "Socket: Already connected"}};
     for (const auto& [op, expected] : cases)
         EXPECT_EQ(raised(op), same(expected));
-    // An empty text sends nothing and checks nothing.
-    EXPECT_EQ(raised([&] { fresh.writeString(""); }).first, "(nothing raised)");
 
     pair.client->close();
     pair.client->close();
     EXPECT_FALSE(pair.client->isConnected());
-    for (auto op : std::vector<std::function<void()>>{
-             [&] { pair.client->connectToHostName("127.0.0.1", 1); }, [&] { pair.client->acceptConnection(); },
-             [&] { pair.client->isReadable(); }, [&] { pair.client->isWritable(); },
-             [&] { pair.client->writeData("x"); }, [&] { pair.client->readData(&buffer); }})
+    for (auto op : std::vector<std::function<void()>>{[&] { pair.client->connectToHostName("127.0.0.1", 1); },
+                                                      [&] { pair.client->writeData("x"); },
+                                                      [&] { pair.client->readData(&buffer); }})
         EXPECT_EQ(raised(op), same("Socket: Bad socket descriptor"));
     // The buffer is checked before anything else.
     EXPECT_EQ(raised([&] { pair.client->readData(nullptr); }), same("Socket: Invalid buffer"));
     EXPECT_EQ(raised([&] { pair.client->setBlocking(false); }),
               Raised("Socket: Fcntl failed", "Socket: Fcntl failed: Bad file descriptor"));
-}
-
-TEST(SocketTest, FailuresCarryTheSystemTextAndClosedIsToldFromNotYetThere)
-{
-    // Dotted numbers that are no address: the resolver refuses them itself,
-    // so no name server is asked.
-    for (const char* host : {"300.300.300.300", "1.2.3.4.5", "999.0.0.1"}) {
-        Socket unknown;
-        auto [name, reason] = raised([&] { unknown.connectToHostName(host, 80); });
-        EXPECT_EQ(name, "Socket: Host not found") << host;
-        EXPECT_EQ(reason.rfind("Socket: Host not found: ", 0), 0u) << reason;
-    }
-    auto busy = loopbackListener();
+    // Dotted numbers that are no address: the resolver refuses them without asking a name server.
+    Socket unknown;
+    auto [name, reason] = raised([&] { unknown.connectToHostName("1.2.3.4.5", 80); });
+    EXPECT_EQ(name, "Socket: Host not found");
+    EXPECT_EQ(reason.rfind("Socket: Host not found: ", 0), 0u) << reason;
     Socket second;
-    EXPECT_EQ(raised([&] { second.bindTo(INADDR_LOOPBACK, busy->localPort()); }),
+    EXPECT_EQ(raised([&] { second.bindTo(INADDR_LOOPBACK, pair.listener->localPort()); }),
               Raised("Socket: Bind failed", "Socket: Bind failed: Address already in use"));
-    in_addr address{};
-    address.s_addr = htonl(0x0A010203);
-    EXPECT_EQ(AbstractSocket::dottedIPFromAddress(address), "10.1.2.3");
     // Reading tells a closed connection from data not there yet.
-    Pair pair;
-    pair.client->setBlocking(false);
-    std::string buffer;
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_TRUE(pair.client->isConnected());
-    pair.client->setBlocking(true);
-    pair.server->writeString("bye");
-    pair.server.reset(); // destruction closes the connection
-    ASSERT_TRUE(pair.client->isReadableWithin(5));
-    EXPECT_EQ(pair.client->readData(&buffer), 3u);
-    EXPECT_EQ(pair.client->readData(&buffer), 0u);
-    EXPECT_FALSE(pair.client->isConnected());
-    EXPECT_EQ(std::tuple(pair.client->descriptor(), pair.client->remoteHostName(), pair.client->remotePort(), buffer),
+    Pair open;
+    open.client->setBlocking(false);
+    buffer.clear();
+    EXPECT_EQ(open.client->readData(&buffer), 0u);
+    EXPECT_TRUE(open.client->isConnected());
+    open.client->setBlocking(true);
+    open.server->writeString("bye");
+    open.server.reset(); // destruction closes the connection
+    ASSERT_TRUE(open.client->isReadableWithin(5));
+    EXPECT_EQ(open.client->readData(&buffer), 3u);
+    EXPECT_EQ(open.client->readData(&buffer), 0u);
+    EXPECT_FALSE(open.client->isConnected());
+    EXPECT_EQ(std::tuple(open.client->descriptor(), open.client->remoteHostName(), open.client->remotePort(), buffer),
               std::tuple(-1, std::string(), std::uint16_t{0}, std::string("bye")));
 }
 
