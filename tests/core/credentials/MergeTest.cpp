@@ -9,16 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace {
 
-struct MergeCase
-{
-    const char* what;
-    const char* base;
-    const char* ours;
-    const char* theirs;
-    const char* written;
-};
+// what, base, ours, theirs, written
+using MergeCase = std::array<const char*, 5>;
 
 TEST(MergeTest, UsersAndGroupsKeepBothSidesChanges)
 {
@@ -32,10 +28,8 @@ TEST(MergeTest, UsersAndGroupsKeepBothSidesChanges)
         {"added on both sides with one name", "", "a:1\n", "a:9\n", "a:1\n"},
     };
     for (const MergeCase& c : cases) {
-        KLPlist::Array merged = KLUsersMerge::merged(KLUsersDataSource::parseUsers(c.base),
-                                                     KLUsersDataSource::parseUsers(c.ours),
-                                                     KLUsersDataSource::parseUsers(c.theirs));
-        EXPECT_EQ(KLUsersDataSource::userfileText(merged), c.written) << c.what;
+        auto parse = [&](int side) { return KLUsersDataSource::parseUsers(c[side]); };
+        EXPECT_EQ(KLUsersDataSource::userfileText(KLUsersMerge::merged(parse(1), parse(2), parse(3))), c[4]) << c[0];
     }
     const MergeCase groupCases[] = {
         {"group added on both sides", "g: a \n", "g: a \nh: b \n", "g: a \nx: c \n", "g: a \nx: c \nh: b \n"},
@@ -47,10 +41,10 @@ TEST(MergeTest, UsersAndGroupsKeepBothSidesChanges)
     };
     auto isUser = [](const std::string& name) { return name.size() == 1; };
     for (const MergeCase& c : groupCases) {
-        auto theirs = KLGroupsDataSource::parseGroups(c.theirs, isUser);
-        KLGroupsMerge::mergeInto(*KLGroupsDataSource::parseGroups(c.base, isUser),
-                                 *KLGroupsDataSource::parseGroups(c.ours, isUser), *theirs);
-        EXPECT_EQ(KLGroupsDataSource::groupfileText(*theirs), c.written) << c.what;
+        auto parse = [&](int side) { return KLGroupsDataSource::parseGroups(c[side], isUser); };
+        auto theirs = parse(3);
+        KLGroupsMerge::mergeInto(*parse(1), *parse(2), *theirs);
+        EXPECT_EQ(KLGroupsDataSource::groupfileText(*theirs), c[4]) << c[0];
     }
 }
 
