@@ -20,13 +20,7 @@ protected:
         pane.groupNames = std::vector<std::string>{"staff", "ops"};
         pane.selected = folder.get();
     }
-    std::vector<std::string> chosen(const char* key)
-    {
-        std::vector<std::string> out;
-        for (const KLPlist& value : *folder->authDict()[key].array())
-            out.push_back(value.description());
-        return out;
-    }
+    KLPlist chosen(const char* key) { return folder->authDict()[key]; }
     // Whether the access file was written since the last call.
     bool written()
     {
@@ -35,11 +29,11 @@ protected:
         return exists;
     }
     template <class Source, class Item>
-    bool enabled(Source& source, Item item)
+    std::pair<bool, bool> box(Source& source, Item item)
     {
         KLCell cell;
         source.willDisplayCell(view, cell, "active", item);
-        return cell.enabled;
+        return {cell.enabled, cell.transparent};
     }
 
     TempDir dir;
@@ -60,23 +54,18 @@ TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges
     groups->setObjectValue(view, true, "active", staff);
     EXPECT_TRUE(written()) << "every click writes";
     groups->setObjectValue(view, true, "active", ops);
-    EXPECT_EQ(chosen(KLFSItem::kRequireGroup), (std::vector<std::string>{"staff", "ops"}));
-    EXPECT_EQ(groups->objectValue(view, "active", staff), KLPlist(true));
-    EXPECT_EQ(groups->objectValue(view, "active", alice), KLPlist(false));
+    EXPECT_EQ(chosen(KLFSItem::kRequireGroup), KLPlist::stringArray({"staff", "ops"}));
+    EXPECT_EQ(std::pair(groups->objectValue(view, "active", staff), groups->objectValue(view, "active", alice)),
+              std::pair(KLPlist(true), KLPlist(false)));
     written();
     groups->setObjectValue(view, false, "active", alice);
     EXPECT_FALSE(written()) << "a member's box does nothing";
     groups->setObjectValue(view, false, "active", staff);
-    EXPECT_EQ(chosen(KLFSItem::kRequireGroup), (std::vector<std::string>{"ops"}));
+    EXPECT_EQ(chosen(KLFSItem::kRequireGroup), KLPlist::stringArray({"ops"}));
 
-    KLCell member;
-    groups->willDisplayCell(view, member, "active", alice);
-    EXPECT_EQ(std::pair(member.enabled, member.transparent), std::pair(false, true));
-    KLCell group;
-    groups->willDisplayCell(view, group, "active", ops);
-    EXPECT_EQ(std::pair(group.enabled, group.transparent), std::pair(true, false));
+    EXPECT_EQ(std::pair(box(*groups, alice), box(*groups, ops)), std::pair(std::pair(false, true), std::pair(true, false)));
     folder->setAuthStatus(KLFSItem::kAddressBit, false);
-    EXPECT_FALSE(enabled(*groups, ops)) << "no password, no groups";
+    EXPECT_FALSE(box(*groups, ops).first) << "no password, no groups";
 
     // Missing nodes are logged.
     std::vector<std::string> lines;
@@ -90,12 +79,11 @@ TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges
     folder->setAuthStatus(KLFSItem::kAddressBit, false);
     pane.addressList = {"10.0.0.1", "192.168.0.0/16"};
     KLAddressDataSource addresses(std::make_shared<KLPlist::Array>(pane.addressList));
-    EXPECT_EQ(addresses.numberOfRows(view), 2);
-    EXPECT_EQ(addresses.objectValue(view, "address", 1), KLPlist("192.168.0.0/16"));
-    EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(false));
+    EXPECT_EQ(std::tuple(addresses.numberOfRows(view), addresses.objectValue(view, "address", 1), addresses.objectValue(view, "active", 1)),
+              std::tuple(2, KLPlist("192.168.0.0/16"), KLPlist(false)));
     addresses.setObjectValue(view, true, "active", 1);
     EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(true));
-    EXPECT_EQ(chosen(KLFSItem::kAllowFrom), (std::vector<std::string>{"192.168.0.0/16"}));
+    EXPECT_EQ(chosen(KLFSItem::kAllowFrom), KLPlist::stringArray({"192.168.0.0/16"}));
     written();
     // row, on, whether the file is written
     for (auto [row, on, writes] : {std::tuple(1, true, false), std::tuple(0, false, false), std::tuple(1, false, true)}) {
@@ -103,9 +91,9 @@ TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges
         EXPECT_EQ(written(), writes) << row << on;
     }
     EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(false));
-    EXPECT_TRUE(enabled(addresses, 0));
+    EXPECT_TRUE(box(addresses, 0).first);
     folder->setAuthStatus(KLFSItem::kPasswordBit, false);
-    EXPECT_FALSE(enabled(addresses, 0));
+    EXPECT_FALSE(box(addresses, 0).first);
 
     // Edited addresses go to the pane in lower case.
     addresses.setObjectValue(view, "Host.EXAMPLE.org", "address", 0);

@@ -23,13 +23,7 @@ protected:
         folder->setAuthStatus(KLFSItem::kPasswordBit, false);
         pane.selected = folder.get();
     }
-    Names required() const
-    {
-        Names out;
-        for (const KLPlist& value : *folder->authDict().at(KLFSItem::kRequireUser).array())
-            out.push_back(value.description());
-        return out;
-    }
+    KLPlist required() const { return folder->authDict().at(KLFSItem::kRequireUser); }
     // The boxes of the three rows: any valid user, alice, "bob ".
     std::vector<bool> boxes()
     {
@@ -52,11 +46,10 @@ protected:
     std::shared_ptr<KLFSItem> folder = KLFSItem::create(dir.mkdir("private"));
 };
 
-TEST_F(UsersTableTest, RowZeroIsAnyValidUserAndDraggingPutsTheNameWithoutPassword)
+TEST_F(UsersTableTest, RowZeroIsAnyValidUserDraggingPutsTheNameWithoutPasswordAndDeletingTellsThePane)
 {
-    EXPECT_EQ(users->numberOfRows(view), 3);
-    EXPECT_EQ(users->objectValue(view, "user", 0), KLPlist("Any Valid User"));
-    EXPECT_EQ(users->objectValue(view, "user", 2), KLPlist("bob "));
+    EXPECT_EQ(std::tuple(users->numberOfRows(view), users->objectValue(view, "user", 0), users->objectValue(view, "user", 2)),
+              std::tuple(3, KLPlist("Any Valid User"), KLPlist("bob ")));
     EXPECT_EQ(std::pair(users->summaryTextForRow(0), users->summaryTextForRow(1)),
               std::pair(std::string("Any Valid User"), std::string("alice")));
     EXPECT_EQ(std::tuple(users->shouldEdit(view, "user", 0), users->shouldEdit(view, "active", 0),
@@ -64,14 +57,26 @@ TEST_F(UsersTableTest, RowZeroIsAnyValidUserAndDraggingPutsTheNameWithoutPasswor
               std::tuple(false, true, true));
     EXPECT_EQ(std::pair(cell("user", 0).imageName, cell("user", 1).imageName), std::pair(std::string(), std::string("genericuser")));
     KLPasteboard pasteboard;
-    EXPECT_FALSE(users->writeRows(view, {0}, pasteboard));
-    EXPECT_TRUE(pasteboard.types().empty());
+    EXPECT_FALSE(users->writeRows(view, {0}, pasteboard) || !pasteboard.types().empty());
     ASSERT_TRUE(users->writeRows(view, {2, 1}, pasteboard));
     EXPECT_EQ(pasteboard.types(), (Names{"KLFendrelUser", KLPasteboard::kStringType}));
     EXPECT_EQ(pasteboard.stringForType("KLFendrelUser"), "bob :(null)");
     EXPECT_EQ(pasteboard.stringForType(KLPasteboard::kStringType), "bob :(null)");
     EXPECT_EQ(users->validateDrop(view, pasteboard, 1, KLDropOperation::On), KLDragOperation::None);
     EXPECT_FALSE(users->acceptDrop(view, pasteboard, 1, KLDropOperation::On));
+
+    for (int row : {0, -1, 3})
+        EXPECT_FALSE(users->deleteRow(view, row, false)) << row;
+    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n bob :h2\n");
+    // Deleting tells the pane unless the row is being replaced.
+    EXPECT_TRUE(users->deleteRow(view, 2, true));
+    EXPECT_TRUE(pane.deletedUsers.empty());
+    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n");
+    EXPECT_FALSE(users->hasUser("bob "));
+    EXPECT_TRUE(users->deleteRow(view, 1, false));
+    EXPECT_EQ(pane.deletedUsers, Names{"alice"});
+    EXPECT_EQ(readFile(dir.file(".htusers")), "");
+    EXPECT_FALSE(users->containsItem("alice"));
 }
 
 TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
@@ -85,7 +90,7 @@ TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
     for (const auto& [row, on, after, shown] : steps) {
         int reloads = view.reloads;
         users->setObjectValue(view, on, "active", row);
-        EXPECT_EQ(required(), after) << row << on;
+        EXPECT_EQ(required(), KLPlist::stringArray(after)) << row << on;
         EXPECT_EQ(boxes(), shown) << row << on;
         EXPECT_TRUE(row != 0 || !on || view.reloads > reloads) << "any valid user redraws the table";
     }
@@ -93,7 +98,7 @@ TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
     users->setObjectValue(view, true, "active", 1);
     ASSERT_EQ(::unlink(dir.file("private/.htaccess").c_str()), 0);
     users->setObjectValue(view, true, "active", 1);
-    EXPECT_EQ(required(), Names{"alice"});
+    EXPECT_EQ(required(), KLPlist::stringArray({"alice"}));
     EXPECT_NE(readFile(dir.file("private/.htaccess")).find("alice"), std::string::npos);
 
     EXPECT_TRUE(cell("active", 1).enabled);
@@ -104,21 +109,6 @@ TEST_F(UsersTableTest, AnyValidUserAndChosenUsersExcludeEachOther)
     EXPECT_FALSE(cell("active", 1).enabled);
     EXPECT_EQ(boxes(), (std::vector<bool>{false, false, false}));
     users->setObjectValue(view, true, "active", 1);
-}
-
-TEST_F(UsersTableTest, DeletingTellsThePaneUnlessReplacing)
-{
-    for (int row : {0, -1, 3})
-        EXPECT_FALSE(users->deleteRow(view, row, false)) << row;
-    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n bob :h2\n");
-    EXPECT_TRUE(users->deleteRow(view, 2, true));
-    EXPECT_TRUE(pane.deletedUsers.empty());
-    EXPECT_EQ(readFile(dir.file(".htusers")), "alice:h1\n");
-    EXPECT_FALSE(users->hasUser("bob "));
-    EXPECT_TRUE(users->deleteRow(view, 1, false));
-    EXPECT_EQ(pane.deletedUsers, Names{"alice"});
-    EXPECT_EQ(readFile(dir.file(".htusers")), "");
-    EXPECT_FALSE(users->containsItem("alice"));
 }
 
 } // namespace
