@@ -82,38 +82,6 @@ TEST_F(WriterTest, EmptyListsAndAddressModesGetThePlaceholderOrTheirLineSwitched
     expectLines({"Order deny,allow", "Deny from 10.0.0.1", "Allow from 10.0.0.2"});
 }
 
-// Every mode, switched off or on, in either address mode, reads back as it
-// was written, and writing what was read gives the same file again.
-TEST_F(WriterTest, EveryModeSurvivesARoundTripThroughTheFile)
-{
-    for (auto [status, disabled, allow] : {std::tuple(1, false, true), std::tuple(2, false, true), std::tuple(2, false, false),
-                                           std::tuple(3, false, false), std::tuple(7, false, true), std::tuple(7, true, false),
-                                           std::tuple(3, true, true), std::tuple(1, true, false), std::tuple(3, false, true),
-                                           std::tuple(7, false, false)}) {
-        SCOPED_TRACE(std::to_string(status) + (disabled ? " disabled" : "") + (allow ? " allow" : " deny"));
-        std::filesystem::remove(item->accessPath());
-        item = KLFSItem::create(folder);
-        item->authDict()[KLFSItem::kAllowOrDeny] = allow;
-        setList(KLFSItem::kRequireUser, {"bob", "alice"});
-        setList(KLFSItem::kRequireGroup, {"web"});
-        setList(KLFSItem::kAllowFrom, {"10.0.0.2"});
-        setList(KLFSItem::kDenyFrom, {"10.0.0.1"});
-        item->setAuthStatus(status, disabled);
-        auto reread = KLFSItem::create(folder);
-        EXPECT_EQ(std::tuple(reread->isAuthenticationDisabled(), reread->isPasswordProtected(),
-                             reread->isAddressProtected(), reread->isAllowSet()),
-                  std::tuple(disabled, !disabled && (status & 1), !disabled && (status & 2), allow));
-        EXPECT_TRUE(disabled || reread->authStatus() == status) << reread->authStatus();
-        EXPECT_EQ(names(reread->authDict()[KLFSItem::kRequireUser]), (std::vector<std::string>{"bob", "alice"}));
-        EXPECT_EQ(names(reread->authDict()[KLFSItem::kRequireGroup]), (std::vector<std::string>{"web"}));
-        EXPECT_EQ(names(reread->authDict()[allow ? KLFSItem::kAllowFrom : KLFSItem::kDenyFrom]),
-                  (std::vector<std::string>{allow ? "10.0.0.2" : "10.0.0.1"}));
-        std::string before = body(file());
-        reread->writeAccessFile();
-        EXPECT_EQ(body(file()), before);
-    }
-}
-
 TEST_F(WriterTest, SwitchedOffListsAndManualLinesSurviveAndBadTextIsRepaired)
 {
     setList(KLFSItem::kRequireUser, {"alice"});
@@ -148,10 +116,10 @@ TEST_F(WriterTest, SwitchedOffListsAndManualLinesSurviveAndBadTextIsRepaired)
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
     expectLines({"Options \xef\xbf\xbd-Indexes"});
     // A Latin-1 file is read as such and written back as UTF-8.
-    dir.write("site/.htaccess", "Header set X-Note \"caf\xe9 cr\xe8" "me br\xfbl\xe9" "e \xe0 la fran\xe7" "aise\"\n");
+    dir.write("site/.htaccess", "Header set X-Note \"caf\xe9\"\n");
     item = KLFSItem::create(folder);
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
-    expectLines({"Header set X-Note \"caf\xc3\xa9 cr\xc3\xa8" "me br\xc3\xbbl\xc3\xa9" "e \xc3\xa0 la fran\xc3\xa7" "aise\""});
+    expectLines({"Header set X-Note \"caf\xc3\xa9\""});
 }
 
 TEST_F(WriterTest, OwnerGroupAndModeAreKept)
