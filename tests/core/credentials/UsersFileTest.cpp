@@ -84,9 +84,10 @@ TEST_F(UsersFileTest, FilesAreReadInEveryEncodingAndNeverOverwrittenByWhatCannot
 TEST_F(UsersFileTest, ScannerRulesAreKept)
 {
     const std::pair<const char*, Names> cases[] = {
-        // Leading white space and blank lines are skipped; white space before
-        // the colon stays in the name; the hash runs to the line end.
-        {"\n\n  \talice :h 1 \n\n", {"alice :h 1 "}},
+        // Leading white space (a no-break space and a line separator too) and
+        // blank lines are skipped; white space before the colon stays in the
+        // name; the hash runs to the line end; malformed UTF-8 is no space.
+        {"\n\n  \talice :h 1 \n\n\xC2\xA0 \n\xE2\x80\xA8" "bob:h2\n\xFF:h3", {"alice :h 1 ", "bob:h2", "\xFF:h3"}},
         // An empty hash takes the whole next line, which makes no record.
         {"alice:\ncarol:h3\n", {"alice:carol:h3"}},
         // A name and a colon at the very end take the previous hash, or none.
