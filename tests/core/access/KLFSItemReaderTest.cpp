@@ -7,17 +7,7 @@
 
 namespace {
 
-class ReaderTest : public AccessTest
-{
-protected:
-    KLFSItem& parse(const std::string& text)
-    {
-        item->setStringValue(text);
-        return *item;
-    }
-    std::vector<std::string> list(const char* key) { return names(item->authDict()[key]); }
-    std::shared_ptr<KLFSItem> item = KLFSItem::create(dir.mkdir("site"));
-};
+using ReaderTest = AccessTest;
 
 TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselves)
 {

@@ -13,20 +13,7 @@ namespace {
 // The file without its two header lines, which carry the time.
 std::string body(const std::string& text) { return text.substr(text.find('\n', text.find('\n') + 1) + 1); }
 
-class WriterTest : public AccessTest
-{
-protected:
-    void setList(const char* key, const std::vector<std::string>& values) { item->authDict()[key] = KLPlist::stringArray(values); }
-    std::string file() const { return readFile(item->accessPath()); }
-    // Lines the file must hold, each whole.
-    void expectLines(const std::vector<std::string>& lines)
-    {
-        for (const std::string& line : lines)
-            EXPECT_NE(("\n" + file()).find("\n" + line + "\n"), std::string::npos) << line << " in\n" << file();
-    }
-    std::string folder = dir.mkdir("site");
-    std::shared_ptr<KLFSItem> item = KLFSItem::create(folder);
-};
+using WriterTest = AccessTest;
 
 TEST_F(WriterTest, ManagedBlockByteForByte)
 {
