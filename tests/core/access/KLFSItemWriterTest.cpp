@@ -5,8 +5,6 @@
 #include "KLRegex.h"
 
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -107,28 +105,6 @@ TEST_F(WriterTest, SwitchedOffListsAndManualLinesSurviveAndBadTextIsRepaired)
     item = KLFSItem::create(folder);
     item->setAuthStatus(KLFSItem::kPasswordBit, false);
     expectLines({"Header set X-Note \"caf\xc3\xa9\""});
-}
-
-TEST_F(WriterTest, OwnerGroupAndModeAreKept)
-{
-    dir.write("site/.htaccess", "Require user alice\n");
-    ASSERT_EQ(::chmod(item->accessPath().c_str(), 0640), 0);
-    bool root = ::geteuid() == 0;
-    uid_t owner = root ? 33 : ::geteuid();
-    gid_t group = root ? 34 : ::getegid();
-    ASSERT_EQ(::chown(item->accessPath().c_str(), owner, group), 0);
-    item->setAuthStatus(KLFSItem::kPasswordBit, false);
-    struct stat st{};
-    ASSERT_EQ(::stat(item->accessPath().c_str(), &st), 0);
-    EXPECT_EQ(std::tuple(st.st_mode & 07777, st.st_uid, st.st_gid), std::tuple(0640u, owner, group));
-
-    // A new file is readable for the web server.
-    auto fresh = KLFSItem::create(dir.mkdir("fresh"));
-    mode_t mask = ::umask(022);
-    fresh->setAuthStatus(KLFSItem::kPasswordBit, false);
-    ::umask(mask);
-    ASSERT_EQ(::stat(fresh->accessPath().c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0644u);
 }
 
 TEST_F(WriterTest, EachWriteRereadsAndAnnouncesOnceAFailedOneNever)
