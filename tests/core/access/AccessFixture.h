@@ -19,8 +19,7 @@ inline std::vector<std::string> names(const KLPlist& value)
     return out;
 }
 
-// An item's state on one line: status, the flags that are set, and every
-// list the dictionary holds, so one row of a table checks all of it.
+// An item's status, set flags and every list on one line, so one table row checks all of it.
 inline std::string stateOf(const KLFSItem& item)
 {
     std::string state = std::to_string(item.authStatus());
@@ -39,8 +38,7 @@ inline std::string stateOf(const KLFSItem& item)
     return state;
 }
 
-// A root folder whose pane knows two users, two groups and two addresses,
-// and the item of its folder "site".
+// A root whose pane knows two users, groups and addresses, and the item of its folder "site".
 class AccessTest : public ::testing::Test
 {
 protected:

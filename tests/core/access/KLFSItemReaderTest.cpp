@@ -37,8 +37,7 @@ TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselves)
 
 TEST_F(ReaderTest, DirectivesAsRead)
 {
-    // Every parse starts from an empty dictionary; lists keep only known
-    // names in order; "Satisfy any" clears the all bit even when commented.
+    // Each parse starts afresh; lists keep known names in order; even "#Satisfy any" clears "all".
     const std::pair<const char*, const char*> cases[] = {
         {"", "0 off"},
         {"Require user bob  carol alice\tbob fendreled alice\n", "1 password all | Require user: bob alice"},
@@ -92,9 +91,7 @@ TEST_F(ReaderTest, DirectivesAsRead)
     EXPECT_EQ(stateOf(*item), "7 password address all | Deny from: 10.0.0.1 | Require user: alice");
 }
 
-// Random lines never crash the reader nor require anyone the pane does not
-// know; a non-ASCII character in front takes the reader off its quicker
-// plain-text road, and both roads read alike.
+// Random lines require nobody unknown, and read alike on the plain-ASCII road and off it.
 TEST_F(ReaderTest, RandomLinesReadAlikeOnBothRoadsAndKeepOnlyKnownNames)
 {
     const std::vector<std::string> tokens = {"#", "Require", "rEqUiRe", "user", "valid-user", "group", "Allow",

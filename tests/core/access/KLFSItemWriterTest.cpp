@@ -59,8 +59,7 @@ TEST_F(WriterTest, EmptyListsAndAddressModesGetThePlaceholderOrTheirLineSwitched
     item->setAllow(false);
     expectLines({"Deny from fendreled", "#Order deny,allow", "#Allow from "});
     EXPECT_FALSE(item->isAllowSet());
-    // A remembered allow list stays in force beside the deny line; an
-    // address the pane no longer knows is dropped.
+    // A remembered allow list stays beside the deny line; unknown addresses are dropped.
     setList(KLFSItem::kAllowFrom, {"10.0.0.2"});
     setList(KLFSItem::kDenyFrom, {"10.0.0.1", "10.9.9.9"});
     item->writeAccessFile();

@@ -1,6 +1,4 @@
-// Changes made here carried over to a users or groups file that another
-// program edited meanwhile, as file texts: base (as last read here), ours
-// (the list now), theirs (the file now), and what is written.
+// Changes made here carried over to a file another program edited meanwhile.
 
 #include "KLGroupsDataSource.h"
 #include "KLGroupsMerge.h"
@@ -13,7 +11,7 @@
 
 namespace {
 
-// what, base, ours, theirs, written
+// what, base (as last read here), ours (the list now), theirs (the file now), written
 using MergeCase = std::array<const char*, 5>;
 
 TEST(MergeTest, UsersAndGroupsKeepBothSidesChanges)

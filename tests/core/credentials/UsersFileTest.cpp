@@ -52,8 +52,7 @@ TEST_F(UsersFileTest, FilesAreReadInEveryEncodingAndNeverOverwrittenByWhatCannot
     const std::string latin1 = "jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n";
     // A UTF-8 byte order mark before bytes that are not UTF-8: nothing is read.
     const std::string undecodable = "\xEF\xBB\xBF" "alice:h1\n\xFF\xFE\xFD";
-    // text, the records read (unchecked for the big file), what a write leaves
-    // (the file as it was when the write is refused, marked by no records)
+    // text, the records read (if checked), the file after a write (if written)
     const std::tuple<std::string, std::optional<Names>, std::optional<std::string>> cases[] = {
         // The reserved name is dropped in any case; CR before LF stays in the hash.
         {"alice:abJnggxhB/yWI\nFendReLed:xyz\n", Names{"alice:abJnggxhB/yWI"}, "alice:abJnggxhB/yWI\n"},
@@ -83,9 +82,8 @@ TEST_F(UsersFileTest, FilesAreReadInEveryEncodingAndNeverOverwrittenByWhatCannot
 TEST_F(UsersFileTest, ScannerRulesAreKept)
 {
     const std::pair<const char*, Names> cases[] = {
-        // Leading white space (a no-break space and a line separator too) and
-        // blank lines are skipped; white space before the colon stays in the
-        // name; the hash runs to the line end; malformed UTF-8 is no space.
+        // Leading white space (Unicode's too, not malformed UTF-8) and blank lines are skipped;
+        // white space before the colon stays in the name; the hash runs to the line end.
         {"\n\n  \talice :h 1 \n\n\xC2\xA0 \n\xE2\x80\xA8" "bob:h2\n\xFF:h3", {"alice :h 1 ", "bob:h2", "\xFF:h3"}},
         // An empty hash takes the whole next line, which makes no record.
         {"alice:\ncarol:h3\n", {"alice:carol:h3"}},
