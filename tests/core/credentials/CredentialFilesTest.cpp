@@ -3,6 +3,7 @@
 #include "KLGroupsDataSource.h"
 #include "KLPasteboard.h"
 #include "KLUserDefaults.h"
+#include "KLUsersDataSource.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,17 @@ namespace {
 
 using Tree = std::vector<std::pair<std::string, std::vector<std::string>>>;
 using Names = std::vector<std::string>;
+
+// Each record as "name:hash".
+Names usersOf(const KLPlist::Array& list)
+{
+    Names out;
+    for (const KLPlist& record : list)
+        out.push_back(record["user"].description() + ":" + record["basic password"].description());
+    return out;
+}
+
+KLPlist record(const char* name, const char* hash) { return KLPlist::Dictionary{{"user", name}, {"basic password", hash}}; }
 
 // The groups and their members, checking each node's parent on the way.
 Tree treeOf(const KLUserItem& root)
@@ -28,17 +40,23 @@ Tree treeOf(const KLUserItem& root)
     return tree;
 }
 
-class GroupsFileTest : public ::testing::Test
+// The users and groups files of one root.
+class CredentialFilesTest : public ::testing::Test
 {
 protected:
-    GroupsFileTest()
+    CredentialFilesTest()
     {
         pane.root = dir.path();
         setting("Sort Groups", false);
         setting("Case Sensitive Compare", false);
     }
     static void setting(const char* key, bool on) { KLUserDefaults::standardUserDefaults().setBool(on, key); }
-    std::string file() const { return readFile(dir.file(".htgroups")); }
+    std::string file(const char* name = ".htgroups") const { return readFile(dir.file(name)); }
+    std::shared_ptr<KLUsersDataSource> readUsers(const std::string& contents)
+    {
+        dir.write(".htusers", contents);
+        return KLUsersDataSource::initWithUserfile();
+    }
     std::shared_ptr<KLGroupsDataSource> read(const std::string& contents)
     {
         dir.write(".htgroups", contents);
@@ -63,7 +81,7 @@ protected:
     FakeListView view{"groupOutline"};
 };
 
-TEST_F(GroupsFileTest, ReaderAndWriterKeepTheirOdditiesAndNeverOverwriteBadInput)
+TEST_F(CredentialFilesTest, ReaderAndWriterKeepTheirOdditiesAndNeverOverwriteBadInput)
 {
     // Unknown users, empty pieces and CR-ended members go, duplicates and blank lines stay;
     // lines starting with ":" would hold the scanner in place.
@@ -93,7 +111,7 @@ TEST_F(GroupsFileTest, ReaderAndWriterKeepTheirOdditiesAndNeverOverwriteBadInput
     EXPECT_EQ(file(), "\xE9" "quipe: alice \n");
 }
 
-TEST_F(GroupsFileTest, RenamingRemovesSeparatorsAndNamesAreCheckedSparingTheGroupBeingEdited)
+TEST_F(CredentialFilesTest, RenamingRemovesSeparatorsAndNamesAreCheckedSparingTheGroupBeingEdited)
 {
     auto groups = read("staff: alice \n");
     KLUserItem* staff = group(*groups, 0);
@@ -118,7 +136,7 @@ TEST_F(GroupsFileTest, RenamingRemovesSeparatorsAndNamesAreCheckedSparingTheGrou
 }
 
 // A rename's end sorts by the old names: the renamed group moves at the next sort.
-TEST_F(GroupsFileTest, NewGroupsSortByTheCaseSettingAndARenameByTheOldNames)
+TEST_F(CredentialFilesTest, NewGroupsSortByTheCaseSettingAndARenameByTheOldNames)
 {
     auto groups = read("beta: \nAlpha: \n");
     groups->addNewGroup("gamma");
@@ -147,7 +165,7 @@ TEST_F(GroupsFileTest, NewGroupsSortByTheCaseSettingAndARenameByTheOldNames)
     EXPECT_EQ(groups->list(), (Names{"b", "z"}));
 }
 
-TEST_F(GroupsFileTest, RemovingAUserOrGroupTakesEveryMembershipAndDropsAddUsersToGroupsOnly)
+TEST_F(CredentialFilesTest, RemovingAUserOrGroupTakesEveryMembershipAndDropsAddUsersToGroupsOnly)
 {
     auto groups = read("a: alice alice bob \nb: bob \nc: alice \n");
     groups->removeUserFromGroups(" alice\n");
@@ -185,7 +203,7 @@ TEST_F(GroupsFileTest, RemovingAUserOrGroupTakesEveryMembershipAndDropsAddUsersT
 }
 
 // The outline's shape is checked through the pane's model; what it does not show is here.
-TEST_F(GroupsFileTest, EmptyGroupsExpandAndCollapsingAGroupSelectsIt)
+TEST_F(CredentialFilesTest, EmptyGroupsExpandAndCollapsingAGroupSelectsIt)
 {
     auto groups = read("a: alice \nb: bob \nc: \n");
     KLItem alice = groups->child(view, 0, group(*groups, 0));
@@ -199,6 +217,101 @@ TEST_F(GroupsFileTest, EmptyGroupsExpandAndCollapsingAGroupSelectsIt)
     view.selection = {3};
     groups->itemWillCollapse(view, group(*groups, 1));
     EXPECT_EQ(std::pair(view.selection, actions), std::pair(std::vector<int>{2}, 1));
+}
+
+TEST_F(CredentialFilesTest, FilesAreReadInEveryEncodingAndNeverOverwrittenByWhatCannotBeWritten)
+{
+    EXPECT_TRUE(KLUsersDataSource::initWithUserfile()->dataArray().empty()) << "no file";
+    std::string big, utf16 = "\xFF\xFE", garbage;
+    for (int count = 0; big.size() < 5 * 1024 * 1024; ++count)
+        big += "user" + std::to_string(count) + ":abJnggxhB/yWI\n";
+    for (char c : std::string("bob:h2\n"))
+        utf16 += {c, '\0'};
+    for (std::uint32_t x = 12345; garbage.size() < 200000;)
+        garbage += static_cast<char>((x = x * 1103515245 + 12345) >> 16);
+    const std::string latin1 = "jos\xE9:abcdefghijklm\nzo\xEB:nopqrstuvwxyz\nalice:h1\n";
+    // A UTF-8 byte order mark before bytes that are not UTF-8: nothing is read.
+    const std::string undecodable = "\xEF\xBB\xBF" "alice:h1\n\xFF\xFE\xFD";
+    // text, the records read (if checked), the file after a write (if written)
+    const std::tuple<std::string, std::optional<Names>, std::optional<std::string>> cases[] = {
+        // The reserved name is dropped in any case; CR before LF stays in the hash.
+        {"alice:abJnggxhB/yWI\nFendReLed:xyz\n", Names{"alice:abJnggxhB/yWI"}, "alice:abJnggxhB/yWI\n"},
+        {"alice:h1\r\nbob:h2\r\n", Names{"alice:h1\r", "bob:h2\r"}, "alice:h1\r\nbob:h2\r\n"},
+        {"", Names{}, ""},
+        {big, std::nullopt, big},
+        {"\xEF\xBB\xBF" "alice:h1\n", Names{"alice:h1"}, std::nullopt},
+        {utf16, Names{"bob:h2"}, std::nullopt},
+        // Latin-1 names cannot be written in ASCII.
+        {latin1, Names{"jos\xC3\xA9:abcdefghijklm", "zo\xC3\xAB:nopqrstuvwxyz", "alice:h1"}, latin1},
+        {garbage, std::nullopt, garbage},
+        {undecodable, Names{}, undecodable}};
+    for (const auto& [text, users, written] : cases) {
+        SCOPED_TRACE(text.substr(0, 40));
+        auto source = readUsers(text);
+        if (users)
+            EXPECT_EQ(usersOf(source->dataArray()), *users);
+        if (!written)
+            continue;
+        if (text == undecodable)
+            source->dataArray().push_back(record("bob", "h2"));
+        EXPECT_EQ(source->writeUserfile(), *written != latin1 && *written != garbage && *written != undecodable);
+        EXPECT_EQ(file(".htusers"), *written);
+    }
+}
+
+TEST_F(CredentialFilesTest, ScannerRulesAreKept)
+{
+    const std::pair<const char*, Names> cases[] = {
+        // Leading white space (Unicode's too, not malformed UTF-8) and blank lines are skipped;
+        // white space before the colon stays in the name; the hash runs to the line end.
+        {"\n\n  \talice :h 1 \n\n\xC2\xA0 \n\xE2\x80\xA8" "bob:h2\n\xFF:h3", {"alice :h 1 ", "bob:h2", "\xFF:h3"}},
+        // An empty hash takes the whole next line, which makes no record.
+        {"alice:\ncarol:h3\n", {"alice:carol:h3"}},
+        // A name and a colon at the very end take the previous hash, or none.
+        {"alice:h1\nbob:", {"alice:h1", "bob:h1"}},
+        {"bob:", {"bob:"}},
+        // A line without a colon runs into the next line's name.
+        {"alice:h1\nbob\ncarol:h3\n", {"alice:h1", "bob\ncarol:h3"}},
+        {" \n\r\n\t", {}},
+        // Lines starting with a colon are skipped without hanging.
+        {":h0\nalice:h1\n  :h2\nbob:h3", {"alice:h1", "bob:h3"}},
+        {":", {}},
+        {"::::\n:\n", {}},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(usersOf(KLUsersDataSource::parseUsers(text)), expected) << ::testing::PrintToString(text);
+    // A new-file extension is appended to the name as it stands.
+    KLUserDefaults::standardUserDefaults().setObject("-new", "New File Extension");
+    dir.write(".htusers", "alice:h1\n");
+    dir.write(".htusers-new", "bob:h2\n");
+    KLUsersDataSource users;
+    EXPECT_EQ(usersOf(users.parseUserfile(true)), Names{"bob:h2"});
+    EXPECT_EQ(usersOf(users.parseUserfile(false)), Names{"alice:h1"});
+}
+
+TEST_F(CredentialFilesTest, RefusedWritesAndLookUps)
+{
+    auto users = readUsers("alice:h1\n");
+    users->dataArray().push_back(record("b\xC3\xB6" "b", "h2"));
+    EXPECT_FALSE(users->writeUserfile());
+    EXPECT_EQ(file(".htusers"), "alice:h1\n");
+    users = readUsers("Alice:h1\nbob:h2\n");
+    // containsItem folds case and takes the "any valid user" spellings; hasUser is exact.
+    const std::tuple<const char*, bool, bool> lookups[] = {
+        {"", true, false},    {"VALID-user", true, false}, {"any valid user", true, false}, {"alice", true, false},
+        {"BOB", true, false}, {" bob", false, false},      {"carol", false, false},         {"Alice", true, true}};
+    for (auto [name, contained, user] : lookups) {
+        EXPECT_EQ(users->containsItem(name), contained) << name;
+        EXPECT_EQ(users->hasUser(name), user) << name;
+    }
+    // The pane appends to the shared array directly; look-ups follow.
+    users->dataArray().push_back(record("carol", "h3"));
+    EXPECT_TRUE(users->containsItem("CAROL") && users->hasUser("carol"));
+    // Same length, other names: the write that follows every change refreshes.
+    users->dataArray().back() = record("dave", "h4");
+    ASSERT_TRUE(users->writeUserfile());
+    EXPECT_FALSE(users->hasUser("carol"));
+    EXPECT_TRUE(users->hasUser("dave"));
 }
 
 } // namespace
