@@ -5,6 +5,7 @@
 #include "KLGroupsDataSource.h"
 #include "KLLog.h"
 #include "KLUsersDataSource.h"
+#include "KLXDataSource.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -51,12 +52,6 @@ protected:
         source.willDisplayCell(view, shown, column, item);
         return shown;
     }
-    template <class Source, class Item>
-    std::pair<bool, bool> box(Source& source, Item item)
-    {
-        KLCell shown = cell(source, "active", item);
-        return {shown.enabled, shown.transparent};
-    }
 
     TempDir dir;
     FakePaneContext pane;
@@ -85,9 +80,10 @@ TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges
     groups->setObjectValue(view, false, "active", staff);
     EXPECT_EQ(chosen(KLFSItem::kRequireGroup), KLPlist::stringArray({"ops"}));
 
-    EXPECT_EQ(std::pair(box(*groups, alice), box(*groups, ops)), std::pair(std::pair(false, true), std::pair(true, false)));
+    KLCell member = cell(*groups, "active", alice), group = cell(*groups, "active", ops);
+    EXPECT_EQ(std::tuple(member.enabled, member.transparent, group.enabled, group.transparent), std::tuple(false, true, true, false));
     folder->setAuthStatus(KLFSItem::kAddressBit, false);
-    EXPECT_FALSE(box(*groups, ops).first) << "no password, no groups";
+    EXPECT_FALSE(cell(*groups, "active", ops).enabled) << "no password, no groups";
 
     // Missing nodes are logged.
     std::vector<std::string> lines;
@@ -113,9 +109,9 @@ TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges
         EXPECT_EQ(written(), writes) << row << on;
     }
     EXPECT_EQ(addresses.objectValue(view, "active", 1), KLPlist(false));
-    EXPECT_TRUE(box(addresses, 0).first);
+    EXPECT_TRUE(cell(addresses, "active", 0).enabled);
     folder->setAuthStatus(KLFSItem::kPasswordBit, false);
-    EXPECT_FALSE(box(addresses, 0).first);
+    EXPECT_FALSE(cell(addresses, "active", 0).enabled);
 
     // Edited addresses go to the pane in lower case.
     addresses.setObjectValue(view, "Host.EXAMPLE.org", "address", 0);
@@ -183,6 +179,28 @@ TEST_F(CheckBoxesTest, AnyValidUserAndChosenUsersExcludeEachOther)
     EXPECT_FALSE(cell(*users, "active", 1).enabled);
     EXPECT_EQ(boxes(), (std::vector<bool>{false, false, false}));
     users->setObjectValue(view, true, "active", 1);
+}
+
+// Row deletion is checked through the users table, which deletes through this base.
+TEST(XDataSourceTest, RowsShareTheArrayPlainOnesInOneColumnDictionariesKeyedByColumn)
+{
+    auto array = std::make_shared<KLPlist::Array>(KLPlist::Array{"10.0.0.1", "192.168.1.0/24"});
+    KLXDataSource source(array);
+    FakeListView view;
+    EXPECT_EQ(std::pair(source.numberOfRows(view), source.numberOfColumns()), std::pair(2, 1));
+    source.setObjectValue(view, "10.0.0.2", "whatever", 0);
+    EXPECT_EQ(std::pair((*array)[0], source.summaryTextForRow(1)), std::pair(KLPlist("10.0.0.2"), std::string("192.168.1.0/24")));
+    EXPECT_TRUE(source.objectAtRow(2, "address").isNull());
+    source.setDataArray(nullptr);
+    EXPECT_EQ(std::pair(source.numberOfRows(), array->size()), std::pair(0, std::size_t{2}));
+
+    KLPlist::Array rows{KLPlist::Dictionary{{"user", "alice"}, {"basic password", "h1"}}};
+    auto keyed = KLXDataSource::dataSourceWithDataArray(std::make_shared<KLPlist::Array>(rows));
+    EXPECT_EQ(keyed->numberOfColumns(), 2);
+    EXPECT_TRUE(keyed->objectAtRow(0, "missing").isNull());
+    keyed->setObject("bob", 0, "user");
+    EXPECT_EQ(keyed->objectAtRow(0, "user"), KLPlist("bob"));
+    EXPECT_EQ(keyed->summaryTextForRow(0), "h1 bob "); // every value followed by one space
 }
 
 } // namespace
