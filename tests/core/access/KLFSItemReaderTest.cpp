@@ -9,7 +9,7 @@ namespace {
 
 using ReaderTest = AccessTest;
 
-TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselves)
+TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselvesAndDirectivesAsRead)
 {
     // A link to no file is no access file either.
     std::string dangling = dir.mkdir("dangling");
@@ -28,10 +28,6 @@ TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselves)
     EXPECT_EQ(senders, std::vector<const void*>{other.get()});
     EXPECT_EQ(stateOf(*other), "1 password | Require user: alice");
     EXPECT_EQ(other->description(), "Path: " + other->accessPath() + "\nEnabled? YES\nExpanded? NO\nAuth Mode: Password");
-}
-
-TEST_F(ReaderTest, DirectivesAsRead)
-{
     // Each parse starts afresh; lists keep known names in order; even "#Satisfy any" clears "all".
     const std::pair<const char*, const char*> cases[] = {
         {"", "0 off"},
