@@ -19,8 +19,7 @@ inline std::vector<std::string> names(const KLPlist& value)
     return out;
 }
 
-// An item's state on one line: status, the flags that are set, and every
-// list the dictionary holds, so one row of a table checks all of it.
+// An item's status, set flags and every list on one line, so one table row checks all of it.
 inline std::string stateOf(const KLFSItem& item)
 {
     std::string state = std::to_string(item.authStatus());
@@ -39,7 +38,7 @@ inline std::string stateOf(const KLFSItem& item)
     return state;
 }
 
-// A root folder whose pane knows two users, two groups and two addresses.
+// A root whose pane knows two users, groups and addresses, and the item of its folder "site".
 class AccessTest : public ::testing::Test
 {
 protected:
@@ -50,6 +49,23 @@ protected:
         pane.groupNames = std::vector<std::string>{"staff", "web"};
         pane.addressList = {KLPlist("10.0.0.1"), KLPlist("10.0.0.2")};
     }
+    std::vector<std::string> list(const char* key) { return names(item->authDict()[key]); }
+    void setList(const char* key, const std::vector<std::string>& values) { item->authDict()[key] = KLPlist::stringArray(values); }
+    std::string file() const { return readFile(item->accessPath()); }
+    KLFSItem& parse(const std::string& text)
+    {
+        item->setStringValue(text);
+        return *item;
+    }
+    // Lines the file must hold, each whole.
+    void expectLines(const std::vector<std::string>& lines)
+    {
+        for (const std::string& line : lines)
+            EXPECT_NE(("\n" + file()).find("\n" + line + "\n"), std::string::npos) << line << " in\n" << file();
+    }
+
     TempDir dir;
     FakePaneContext pane;
+    std::string folder = dir.mkdir("site");
+    std::shared_ptr<KLFSItem> item = KLFSItem::create(folder);
 };
