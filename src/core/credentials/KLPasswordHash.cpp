@@ -30,7 +30,7 @@ bool isSaltCharacter(char c)
 
 struct Prefix
 {
-    const char* text;
+    std::string_view text;
     KLPasswordHash::Kind kind;
 };
 // "$2y$" is what htpasswd writes, "$2b$" what libcrypt makes; "$1$" is the
