@@ -45,6 +45,14 @@ TEST_F(TableModelTest, ShowsTheSourceAndPassesTheModelTester)
     EXPECT_EQ(model.index(2, 0).data(Qt::CheckStateRole).toInt(), Qt::Unchecked);
     EXPECT_EQ(model.headerData(1, Qt::Horizontal, Qt::DisplayRole).toString(), "Name");
     EXPECT_FALSE(qvariant_cast<QIcon>(model.index(1, 1).data(Qt::DecorationRole)).isNull());
+    // The roles a delegate asks for together answer as they do one by one.
+    for (const QModelIndex& index : {model.index(1, 0), model.index(2, 0), model.index(1, 1)}) {
+        QModelRoleData roles[] = {QModelRoleData(Qt::DisplayRole), QModelRoleData(Qt::CheckStateRole),
+                                  QModelRoleData(QtColumn::kEnabledRole), QModelRoleData(QtColumn::kSummaryRole)};
+        model.multiData(index, roles);
+        for (const QModelRoleData& role : roles)
+            EXPECT_EQ(role.data(), index.data(role.role())) << role.role();
+    }
 
     // Rows the source adds appear at the next reload, not before.
     source.rows.push_back({"carol", false});
