@@ -7,7 +7,8 @@
 
 namespace {
 
-// Console output as usual, plus the real time per iteration of every run.
+// Console output as usual, plus the real time per iteration of every run
+// and of every aggregate ("name_median" when repeated).
 class CollectingReporter : public benchmark::ConsoleReporter
 {
 public:
@@ -17,7 +18,7 @@ public:
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+            if (run.run_type == Run::RT_Aggregate || run.iterations > 0)
                 seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
         }
     }

@@ -12,6 +12,7 @@
 #include "KLUserItem.h"
 #include "KLUsersDataSource.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -28,6 +29,21 @@ constexpr const char* kProtectColumn = "protect";
 constexpr const char* kAddressColumn = "address";
 constexpr const char* kBadAddress = "Address \"%s\" cannot be used";
 constexpr const char* kNoSource = "The pane gave no data source to ";
+
+// A JSON string as nlohmann::json writes it; plain printable ASCII, most
+// names, without building a JSON value.
+void appendJSONString(std::string& text, const std::string& value)
+{
+    bool plain = std::all_of(value.begin(), value.end(),
+                             [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; });
+    if (!plain) {
+        text += nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+        return;
+    }
+    text += '"';
+    text += value;
+    text += '"';
+}
 
 // The protection menu's entries, in menu order.
 constexpr std::array<const char*, 5> kModeNames = {"none", "password", "address", "any", "all"};
@@ -261,14 +277,22 @@ std::vector<std::string> KLCliController::userNames() const
     return userArray().value_or(std::vector<std::string>{});
 }
 
-nlohmann::json KLCliController::userList() const
+std::string KLCliController::userListJSON() const
 {
-    nlohmann::json list = nlohmann::json::array();
+    // What nlohmann::json's dump(2) gives for the same array of objects.
     KLUsersDataSource* source = users();
-    for (int row = 1; source && row < source->numberOfRows(); ++row)
-        list.push_back({{"name", source->objectAtRow(row, KLUsersDataSource::kUserColumn).description()},
-                        {"hash", source->objectAtRow(row, KLUsersDataSource::kHashColumn).description()}});
-    return list;
+    if (!source || source->numberOfRows() <= 1)
+        return "[]";
+    std::string text = "[";
+    for (int row = 1; row < source->numberOfRows(); ++row) {
+        text += row == 1 ? "\n  {\n    \"hash\": " : ",\n  {\n    \"hash\": ";
+        appendJSONString(text, source->objectAtRow(row, KLUsersDataSource::kHashColumn).description());
+        text += ",\n    \"name\": ";
+        appendJSONString(text, source->objectAtRow(row, KLUsersDataSource::kUserColumn).description());
+        text += "\n  }";
+    }
+    text += "\n]";
+    return text;
 }
 
 KLPasswordHash::Kind KLCliController::passwordHashKind() const

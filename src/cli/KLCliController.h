@@ -74,8 +74,10 @@ public:
     void addKnownAddress(const std::string& address);
 
     std::vector<std::string> userNames() const;
-    // Each user with the kind of its hash: [{name, hash}].
-    nlohmann::json userList() const;
+    // Each user with the kind of its hash, [{hash, name}], as JSON text
+    // indented by two: the list can hold a school's 100,000 users, too many
+    // to build as a JSON value first.
+    std::string userListJSON() const;
     nlohmann::json groupList() const;
     std::vector<std::string> knownAddresses() const;
 

@@ -8,8 +8,14 @@ constexpr const char* kWarningPrefix = "fendrelctl: warning: ";
 
 void KLCliOutput::emit(const nlohmann::json& value, const std::string& text)
 {
+    emitWritten(json_ ? value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) : std::string(), text);
+}
+
+void KLCliOutput::emitWritten(const std::string& json, const std::string& text)
+{
     if (json_) {
-        pending_ += value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+        pending_ += json;
+        pending_ += '\n';
     } else if (!text.empty()) {
         pending_ += text;
         if (text.back() != '\n')

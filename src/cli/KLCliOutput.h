@@ -16,6 +16,8 @@ public:
     // Keeps the value as JSON or the text (a line end is added to text that
     // has none; empty text adds nothing).
     void emit(const nlohmann::json& value, const std::string& text);
+    // The same with the JSON already written out as text.
+    void emitWritten(const std::string& json, const std::string& text);
     // Keeps one line for standard error, marked as a warning.
     void warn(const std::string& line);
     // Prints what was kept.

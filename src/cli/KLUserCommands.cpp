@@ -71,10 +71,14 @@ void warnIfTruncated(KLCliSession& session, KLCliController& controller,
 
 void printUsers(KLCliSession& session, KLCliController& controller)
 {
+    if (session.output.isJSON()) {
+        session.output.emitWritten(controller.userListJSON(), {});
+        return;
+    }
     std::string text;
     for (const std::string& name : controller.userNames())
         text += name + "\n";
-    session.output.emit(controller.userList(), text);
+    session.output.emitWritten({}, text);
 }
 
 } // namespace

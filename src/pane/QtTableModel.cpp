@@ -8,6 +8,7 @@
 #include <QMimeData>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 
 QtTableModel::QtTableModel(KLListView& view, QtColumns columns, QObject* parent)
@@ -98,6 +99,29 @@ QVariant QtTableModel::data(const QModelIndex& index, int role) const
         return toQt(source_->summaryTextForRow(sourceRow(index.row())));
     KLPlist value = source_->objectValue(view_, column.identifier, sourceRow(index.row()));
     return QtCellData::data(column, value, cellAt(index), role);
+}
+
+void QtTableModel::multiData(const QModelIndex& index, QModelRoleDataSpan roleDataSpan) const
+{
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid) || !isLive(index.row())) {
+        for (QModelRoleData& roleData : roleDataSpan)
+            roleData.clearData();
+        return;
+    }
+    const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
+    std::optional<KLPlist> value;
+    std::optional<KLCell> cell;
+    for (QModelRoleData& roleData : roleDataSpan) {
+        if (roleData.role() == QtColumn::kSummaryRole) {
+            roleData.setData(toQt(source_->summaryTextForRow(sourceRow(index.row()))));
+            continue;
+        }
+        if (!value) {
+            value = source_->objectValue(view_, column.identifier, sourceRow(index.row()));
+            cell = cellAt(index);
+        }
+        roleData.setData(QtCellData::data(column, *value, *cell, roleData.role()));
+    }
 }
 
 bool QtTableModel::setData(const QModelIndex& index, const QVariant& value, int role)

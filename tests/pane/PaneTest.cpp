@@ -108,6 +108,14 @@ TEST_F(PaneFixture, TickingAUserRewritesTheFoldersAccessFile)
     key(&users(), Qt::Key_Space);
     EXPECT_THAT(read("private/.htaccess"), HasSubstr("Require user alice bob\n"));
     EXPECT_EQ(bob.data(Qt::CheckStateRole).toInt(), Qt::Checked);
+    // The roles a delegate asks for together answer as they do one by one.
+    for (const QModelIndex& index : {bob, users().tableModel()->index(0, 0), bob.siblingAtColumn(1)}) {
+        QModelRoleData roles[] = {QModelRoleData(Qt::DisplayRole), QModelRoleData(Qt::CheckStateRole),
+                                  QModelRoleData(QtColumn::kEnabledRole), QModelRoleData(QtColumn::kSummaryRole)};
+        users().tableModel()->multiData(index, roles);
+        for (const QModelRoleData& role : roles)
+            EXPECT_EQ(role.data(), index.data(role.role())) << role.role();
+    }
     clickFolder(DemoTree::kPublic);
     EXPECT_FALSE(users().tableModel()->index(2, 0).data(QtColumn::kEnabledRole).toBool())
         << "an unprotected folder's check boxes are off";

@@ -96,8 +96,10 @@ void KLFSItem::load()
     // A new item is in allow-list mode until its file says otherwise; the
     // write this asks for does nothing while the status is 0.
     setAllow(true);
-    if (accessFileExists(accessPath_)) {
-        KLFileStamp stamp = KLFileStamp::of(accessPath_);
+    // The stamp's look at the file also tells whether there is one (as
+    // accessFileExists would, following a link): one look per folder.
+    KLFileStamp stamp = KLFileStamp::of(accessPath_);
+    if (stamp.exists()) {
         // A file that cannot be used shows as none, and is never written over.
         std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
         unusableFile_ = !text;

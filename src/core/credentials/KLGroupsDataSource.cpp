@@ -111,12 +111,13 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
         if (stringByRemovingSurroundingWhitespace(members).empty())
             continue;
         KLUserItem::Children& children = *group->children();
+        children.reserve(static_cast<std::size_t>(std::count(members.begin(), members.end(), ' ')) + 1);
         std::string piece;
         for (std::size_t start = 0;;) {
             std::size_t end = members.find(' ', start);
             piece.assign(members, start, end == std::string::npos ? std::string::npos : end - start);
             if (isUser(piece))
-                children.push_back(KLUserItem::itemWithValue(piece, group.get(), std::nullopt));
+                children.push_back(std::make_shared<KLUserItem>(std::move(piece), group.get(), std::nullopt));
             if (end == std::string::npos)
                 break;
             start = end + 1;
@@ -128,6 +129,13 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
 std::string KLGroupsDataSource::groupfileText(const KLUserItem& root)
 {
     std::string text;
+    std::size_t length = 0;
+    for (const auto& group : *root.children()) {
+        length += group->value().size() + 3;
+        for (const auto& member : *group->children())
+            length += member->value().size() + 1;
+    }
+    text.reserve(length);
     for (const auto& group : *root.children()) {
         text += group->value();
         text += ": ";

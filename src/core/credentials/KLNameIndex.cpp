@@ -49,5 +49,12 @@ std::string KLNameIndex::folded(std::string_view name)
 
 bool KLNameIndex::equalIgnoringCase(std::string_view a, std::string_view b)
 {
-    return folded(a) == folded(b);
+    // The readers ask once per line: ASCII names compare in place.
+    auto ascii = [](std::string_view s) {
+        return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    };
+    if (!ascii(a) || !ascii(b))
+        return folded(a) == folded(b);
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
 }

@@ -21,9 +21,16 @@ constexpr const char* kSaltCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklm
 constexpr std::size_t kDESHashLength = 13;
 constexpr const char* kBcryptPrefix = "$2b$";
 
+// One of kSaltCharacters, without a search through them (the users table
+// asks for every row).
+bool isSaltCharacter(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' || c == '/';
+}
+
 struct Prefix
 {
-    const char* text;
+    std::string_view text;
     KLPasswordHash::Kind kind;
 };
 // "$2y$" is what htpasswd writes, "$2b$" what libcrypt makes; "$1$" is the
@@ -108,9 +115,7 @@ KLPasswordHash::Kind KLPasswordHash::kindOf(std::string_view hash)
     for (const Prefix& prefix : kPrefixes)
         if (hash.starts_with(prefix.text))
             return prefix.kind;
-    bool des = hash.size() == kDESHashLength && std::all_of(hash.begin(), hash.end(), [](char c) {
-                   return c != '\0' && std::strchr(kSaltCharacters, c);
-               });
+    bool des = hash.size() == kDESHashLength && std::all_of(hash.begin(), hash.end(), isSaltCharacter);
     return des ? Kind::DES : Kind::Other;
 }
 

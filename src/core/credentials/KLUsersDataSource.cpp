@@ -71,6 +71,7 @@ KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
 KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
 {
     KLPlist::Array users;
+    users.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
     KLScanner scanner(text, KLScanner::Skip::WhitespaceAndNewlines);
     // Both persist from one line to the next: a name without a hash behind
     // it at the very end takes the previous line's hash.
@@ -87,7 +88,11 @@ KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
         // The access file writer's stand-in for "nobody" is never an account.
         if (KLNameIndex::equalIgnoringCase(name, KLFSItem::kPlaceholder))
             continue;
-        users.push_back(KLPlist::Dictionary{{kUserKey, name}, {kPasswordKey, hash}});
+        // Keys in their map order, each record built in place.
+        KLPlist::Dictionary record;
+        record.emplace_hint(record.end(), kPasswordKey, hash);
+        record.emplace_hint(record.end(), kUserKey, name);
+        users.emplace_back(std::move(record));
     }
     return users;
 }

@@ -10,29 +10,42 @@
 #include <stdexcept>
 #include <unordered_set>
 
+namespace {
+
+// The element's value for the key; none for an element that is no
+// dictionary, which is passed over without a word.
+const KLPlist* flattenedValue(const KLPlist& element, const std::string& key)
+{
+    const KLPlist::Dictionary* dict = element.dictionary();
+    if (!dict)
+        return nullptr;
+    auto it = dict->find(key);
+    if (it == dict->end())
+        throw std::invalid_argument("-flattenedArrayWithKey: no value for key " + key);
+    return &it->second;
+}
+
+} // namespace
+
 KLPlist::Array flattenedArrayWithKey(const KLPlist::Array& array, const std::string& key)
 {
     KLPlist::Array out;
     out.reserve(array.size());
-    for (const KLPlist& element : array) {
-        const KLPlist::Dictionary* dict = element.dictionary();
-        // A component that is no dictionary is passed over without a word.
-        if (!dict)
-            continue;
-        auto it = dict->find(key);
-        if (it == dict->end())
-            throw std::invalid_argument("-flattenedArrayWithKey: no value for key " + key);
-        out.push_back(it->second);
-    }
+    for (const KLPlist& element : array)
+        if (const KLPlist* value = flattenedValue(element, key))
+            out.push_back(*value);
     return out;
 }
 
 std::vector<std::string> flattenedStringsWithKey(const KLPlist::Array& array, const std::string& key)
 {
+    // One pass, without a copy of every value first: the pane asks this of
+    // every user at start-up.
     std::vector<std::string> out;
     out.reserve(array.size());
-    for (const KLPlist& value : flattenedArrayWithKey(array, key))
-        out.push_back(value.description());
+    for (const KLPlist& element : array)
+        if (const KLPlist* value = flattenedValue(element, key))
+            out.push_back(value->description());
     return out;
 }
 

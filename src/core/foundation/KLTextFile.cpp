@@ -26,11 +26,34 @@ std::nullopt_t refuse(std::string why)
     return std::nullopt;
 }
 
+bool isTextByte(unsigned char c)
+{
+    return (c >= 0x20 || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r' || c == 0x1b) && c != 0x7f;
+}
+
 bool isText(std::string_view text)
 {
-    for (unsigned char c : text)
-        if ((c < 0x20 && c != '\t' && c != '\n' && c != '\v' && c != '\f' && c != '\r' && c != 0x1b) || c == 0x7f)
+    constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+    std::size_t i = 0;
+    while (i < text.size()) {
+        // Eight bytes at a time while none is below 0x20 or 0x7f (exact
+        // tests for the presence of such a byte in a word).
+        if (i + 8 <= text.size()) {
+            std::uint64_t eight = 0;
+            std::memcpy(&eight, text.data() + i, 8);
+            std::uint64_t del = eight ^ (kOnes * 0x7f);
+            bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
+            bool hasDel = ((del - kOnes) & ~del & kHighBits) != 0;
+            if (!control && !hasDel) {
+                i += 8;
+                continue;
+            }
+        }
+        if (!isTextByte(static_cast<unsigned char>(text[i])))
             return false;
+        ++i;
+    }
     return true;
 }
 
@@ -41,7 +64,17 @@ bool isValidUTF8(std::string_view s)
 {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(s.data());
     std::int64_t length = static_cast<std::int64_t>(s.size());
+    // Runs of ASCII, most of a credentials file, eight bytes at a time.
+    constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
     for (std::int64_t i = 0; i < length;) {
+        if (i + 8 <= length) {
+            std::uint64_t eight = 0;
+            std::memcpy(&eight, bytes + i, 8);
+            if ((eight & kHighBits) == 0) {
+                i += 8;
+                continue;
+            }
+        }
         UChar32 c;
         U8_NEXT(bytes, i, length, c);
         if (c < 0)
@@ -58,6 +91,14 @@ std::optional<std::string> convert(std::string_view bytes, const char* charset)
     std::string out;
     u.toUTF8String(out);
     return out;
+}
+
+// UTF-8 without a byte order mark is its own text: no copy.
+std::optional<std::string> decodeOwned(std::string&& bytes)
+{
+    if (!bytes.starts_with("\xEF\xBB\xBF") && isValidUTF8(bytes))
+        return std::move(bytes);
+    return KLTextFile::decode(bytes);
 }
 
 } // namespace
@@ -92,7 +133,7 @@ std::optional<std::string> KLTextFile::read(const std::string& path)
     auto bytes = readBytes(path);
     if (!bytes)
         return std::nullopt;
-    return decode(*bytes);
+    return decodeOwned(std::move(*bytes));
 }
 
 std::optional<std::string> KLTextFile::decode(std::string_view bytes)
@@ -149,7 +190,7 @@ std::optional<std::string> KLTextFile::readEditable(const std::string& path)
     // A file that grew past the limit while it was read.
     if (bytes->size() > kLargestEditable)
         return refuse("it is larger than 64 MiB");
-    std::optional<std::string> text = decode(*bytes);
+    std::optional<std::string> text = decodeOwned(std::move(*bytes));
     if (!text || !isText(*text))
         return refuse("it is not a text file");
     return text;

@@ -213,6 +213,8 @@ void FendrelPref::chooseWebDir(int returnCode, const std::string& folder)
 void FendrelPref::setStartDirectory(int root)
 {
     defaults().setInteger(root, kProtectedFolder);
+    if (waking_)
+        return;
     // The new root's users and groups first: its folders' Require lines
     // keep only the names these files know.
     reloadUsersAndGroups();

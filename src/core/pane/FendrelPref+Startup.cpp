@@ -88,10 +88,12 @@ void FendrelPref::awakeFromNib()
     // personal folder); otherwise every start would store the menu's first item.
     if (o_.webDirFolder)
         o_.webDirFolder->selectItemAtIndex(defaults().integerForKey(kProtectedFolder) == 1 ? 1 : 0);
+    waking_ = true;
     setCustomWebDirAllowed(KLState(defaults().boolForKey(kAllowCustomWebDir)));
     setManualEditVisible(KLState(defaults().boolForKey(kShowManualEditor)));
     setUsesRemoteApache(KLState(defaults().boolForKey(kUsesRemoteApache)));
     readOptions();
+    waking_ = false;
 
     if (o_.webDirFolder && o_.webDirFolder->numberOfItems() >= 2) {
         const char* home = std::getenv("HOME");

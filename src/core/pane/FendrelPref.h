@@ -284,6 +284,9 @@ protected:
     std::shared_ptr<KLPlist::Array> addresses_;
     std::shared_ptr<KLAddressDataSource> addressSource_;
     bool manuallyEdited_ = false;
+    // Inside awakeFromNib, which reads the users and groups and builds the
+    // folder tree itself once the options are set.
+    bool waking_ = false;
     bool accessFileChangedUnderEdit_ = false;
     bool recheckAfterEdit_ = false;
     bool rootGone_ = false;

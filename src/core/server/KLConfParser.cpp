@@ -261,6 +261,16 @@ bool KLConfParser::stripCommentsInto(std::string_view line, std::string& out)
 
     for (std::size_t i = 0; i < line.size() && !done; ++i) {
         const char c = line[i];
+        if (!currentCommentMarker_ && !isSpecial(c)) {
+            // A run of ordinary characters decides nothing: passed over at once.
+            std::size_t end = i + 1;
+            while (end < line.size() && !isSpecial(line[end]))
+                ++end;
+            length += static_cast<long>(end - i);
+            previous = line[end - 1];
+            i = end - 1;
+            continue;
+        }
         if (currentCommentMarker_) {
             if (previous == '*' && ((c == '/' && currentCommentMarker_ == '/') ||
                                     (c == ')' && currentCommentMarker_ == '('))) {
@@ -268,8 +278,6 @@ bool KLConfParser::stripCommentsInto(std::string_view line, std::string& out)
                 start = i + 1;
                 length = -1;
             }
-        } else if (!isSpecial(c)) {
-            // Most characters: nothing to decide.
         } else if (c == '\\') {
             // Only another backslash clears it: after a single backslash no
             // comment is recognised for the rest of the line.
