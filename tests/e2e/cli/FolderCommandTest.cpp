@@ -42,7 +42,6 @@ TEST_F(FolderCommandTest, EveryModeAndListIsWrittenAndReadBack)
          {{"protect", "private", "address"}, 0, "", shown("private", "address", 2)},
          {{"protect", "private", "any"}, 0, "", shown("private", "any", 3)},
          {{"protect", "private", "all"}, 0, "", shown("private", "all", 7)},
-         {{"show", "private"}, 0, "", shown("private", "all", 7)},
          {{"protect", "private", "password"}, 0, "", shown("private", "password", 1)},
          // An absolute path inside the root names the same folder.
          {{"show", tree.file("private")}, 0, "", shown("private", "password", 1)}});
