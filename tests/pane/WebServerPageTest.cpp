@@ -5,7 +5,6 @@
 #include "KLHelperTool.h"
 #include "QtAuthorizationView.h"
 
-#include <QSplitter>
 #include <QTabWidget>
 #include <QToolButton>
 
@@ -154,17 +153,6 @@ TEST_F(WebServerPageTest, TheRemoteServerOptionPutsTheWebServerTabBackWhereItWas
     EXPECT_EQ(tabs.count(), count);
     EXPECT_EQ(tabs.indexOf(&page()), 2);
     EXPECT_EQ(tabs.tabText(2), title);
-}
-
-TEST_F(PaneFixture, TheDividerKeepsTheControllersLimits)
-{
-    QSplitter& split = *pane().splitView();
-    EXPECT_EQ(split.widget(0)->minimumWidth(), 70) << "the folder side: the toolkit's minimum raised by 70";
-    EXPECT_EQ(split.widget(1)->minimumWidth(), 140) << "the rules side: the toolkit's maximum lowered by 140";
-    split.setSizes({0, 10000});
-    EXPECT_GE(split.sizes()[0], split.widget(0)->minimumWidth());
-    split.setSizes({10000, 0});
-    EXPECT_GE(split.sizes()[1], split.widget(1)->minimumWidth());
 }
 
 } // namespace
