@@ -432,15 +432,6 @@ TEST_F(PaneFixture, ClosingWithUnsavedManualEditsAsksAndCancelKeepsThePane)
     EXPECT_THAT(read("private/.htaccess"), HasSubstr("# pending"));
 }
 
-TEST_F(PaneFixture, ClosingWithoutEditsLeavesAtOnce)
-{
-    bool left = false;
-    QObject::connect(window.get(), &FendrelHostWindow::unselected, [&] { left = true; });
-    EXPECT_TRUE(window->close());
-    EXPECT_TRUE(left);
-    EXPECT_FALSE(openAlert());
-}
-
 TEST_F(PaneFixture, DoubleClickingAFolderOpensItsWebAddressAndHelpShowsTheHelpWindow)
 {
     UrlCatcher desktop;
