@@ -1,10 +1,12 @@
 #include "WebCheckFixture.h"
 
+#include <csignal>
 #include <cstring>
 #include <regex>
 #include <sched.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 
 // Only pkcheck's zero exit about the caller authorizes; root needs no polkit.
 using WebCheckAuthorizationTest = WebCheckFixture;
@@ -79,6 +81,38 @@ TEST_F(WebCheckAuthorizationTest, PkcheckFailuresAndAMissingSetUIDBitRefuseAndAR
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_GT(std::stoi(result.out), 0);
     expectStat(box->tool(), 0, 0, 04755);
+}
+
+TEST_F(WebCheckAuthorizationTest, TheSandboxIsClosedToOthersAndGoesWithItsTest)
+{
+    auto inChild = [](const std::function<int()>& body) {
+        pid_t pid = ::fork();
+        if (pid == 0)
+            ::_exit(body());
+        int status = -1;
+        ::waitpid(pid, &status, 0);
+        return status;
+    };
+    int reached = inChild([&] {
+        if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0)
+            return 2;
+        return ::access(box->tool().c_str(), F_OK) == 0 || errno != EACCES ? 1 : 0;
+    });
+    EXPECT_EQ(0, reached) << "another process of nobody's reaches the set-user-ID copy";
+    // One test process killed, the next ended by a signal: neither leaves its sandbox.
+    std::string record = box->path() + "/doomed";
+    for (int signal : {SIGKILL, SIGTERM}) {
+        inChild([&] {
+            WebCheckSandbox doomed;
+            std::ofstream(record, std::ios::app) << doomed.path() << std::endl;
+            return ::raise(signal);
+        });
+    }
+    std::istringstream lines(read(record));
+    int count = 0;
+    for (std::string path; std::getline(lines, path); ++count)
+        EXPECT_FALSE(fs::exists(path)) << path;
+    EXPECT_EQ(2, count);
 }
 
 // The tool's /dev/log is this test's socket, in the caller's mount namespace.
