@@ -3,7 +3,6 @@
 #include "KLRegex.h"
 #include "KLStringExtensions.h"
 #include "KLUserDefaults.h"
-#include "TempDir.h"
 
 #include <gtest/gtest.h>
 
@@ -71,16 +70,6 @@ TEST(StringExtensionsTest, TrimChopCommasSizesHeadersPathsAndGlob)
         stripHeaders(text);
         EXPECT_EQ(text, expected.empty() ? reply : expected);
     }
-    // Glob needs an absolute pattern and never echoes it.
-    TempDir dir;
-    dir.write("logs/error_log", "");
-    dir.write("logs/access_log", "");
-    EXPECT_FALSE(glob("logs/*").has_value());
-    auto absolute = glob(dir.path() + "/logs/*_log");
-    ASSERT_TRUE(absolute);
-    EXPECT_EQ(absolute->size(), 2u);
-    EXPECT_EQ(globRelativeTo("logs/e*", dir.path()), std::vector<std::string>{dir.path() + "/logs/error_log"});
-    EXPECT_TRUE(globRelativeTo("nothing/*", dir.path()).empty());
 }
 
 TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
