@@ -161,9 +161,6 @@ TEST_F(ApacheControllerTest, StateAndLockShowInTitlesStatusColoursAndEnabledActi
         controller.setApacheState(step.state);
         EXPECT_EQ(shown(), step.expected) << step.authorized << " " << step.state;
     }
-    EXPECT_TRUE(controller.isApacheRunning());
-    controller.setApacheState(0);
-    EXPECT_FALSE(controller.isApacheRunning());
     helper->setUID = true;
     makeAwake();
     EXPECT_EQ(authView.rights.size(), 2u);
