@@ -265,9 +265,6 @@ TEST_F(ApacheControllerTest, ConfigurationLocationComesFromTheServerBinary)
     }
     d.setObject(dir.file("no-such-binary"), "ApacheBinaryLocation");
     EXPECT_EQ(make().httpdConfFile(), "");
-    d.setBool(true, "Override Conf Directory Location");
-    d.setObject("/etc/httpd/", "Apache Conf Directory");
-    EXPECT_EQ(make().httpdConfFile(), "/etc/httpd/httpd.conf");
 }
 
 TEST_F(ApacheControllerTest, LogsComeFromQuotedDirectivesThroughNestedIncludesOrFromTheOverriddenFolder)
