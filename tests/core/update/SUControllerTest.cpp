@@ -125,8 +125,6 @@ TEST_F(SUControllerTest, OtherAnswersEndInOneAlert)
     };
     const Case cases[] = {
         {serving(versions(applicationVersion())), "Up to Date", upToDate, "up to date"},
-        {serving(versions("0.9.5", KLPlist("Maintenance tonight"))), "Up to Date",
-         upToDate + "\n\nKLS Notes: Maintenance tonight", "up to date"},
         {serving(versions(applicationVersion() + "d", KLPlist(""))), "Up to Date", upToDate, "up to date"},
         {serving(versions("0.1", KLPlist(42))), "Up to Date", upToDate, "up to date"},
         {serving("")}, {serving(versions("99.0").substr(0, 120))}, {serving("\xff\xfe" + versions("99.0"))},
