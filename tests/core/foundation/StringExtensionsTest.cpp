@@ -18,7 +18,7 @@ void expectAll(const std::vector<StringCase>& cases)
         EXPECT_EQ(got, expected);
 }
 
-TEST(StringExtensionsTest, TrimChopCommasSizesHeadersPathsAndGlob)
+TEST(StringExtensionsTest, TrimChopCommasSizesHeadersAndPaths)
 {
     std::string longName(300, 'x');
     expectAll({
@@ -35,8 +35,6 @@ TEST(StringExtensionsTest, TrimChopCommasSizesHeadersPathsAndGlob)
         // Commas stop at the bound.
         {addCommas("123"), "123"}, {addCommas("1234"), "1234"}, {addCommas("12345"), "12,345"},
         {addCommas("123456"), "123,456"}, {addCommas("1234567"), "1234,567"}, {addCommas("12345678"), "12,345,678"},
-        {regexWithLooseSpaces("AllowOverride None"), "\\s*AllowOverride\\s+None"},
-        {regexWithLooseSpaces("a  b"), "\\s*a\\s+\\s+b"},
         {std::string(stripHeaders(std::string_view("HTTP/1.0 200 OK\r\n\r\n<?xml version"))), "<?xml version"},
         {stringForBytes(0), "0 bytes"}, {stringForBytes(1023), "1023 bytes"}, {stringForBytes(1024), "1 KB"},
         {stringForBytes(1536), "2 KB"}, {stringForBytes(1048576), "1.0 MB"},
