@@ -30,7 +30,6 @@ TEST(StringExtensionsTest, TrimChopCommasSizesHeadersAndPaths)
         // Chop and the leading zero remove one character only.
         {chop("line\r\n"), "line\r"}, {chop("two\n\n"), "two\n"}, {chop("none"), "none"},
         {stringByRemovingLeadingZero("007"), "07"}, {stringByRemovingLeadingZero("70"), "70"},
-        {stringWithFormat("Group %d", 12), "Group 12"},
         {stringWithFormat("\"%s\" in %s", longName.c_str(), "g"), "\"" + longName + "\" in g"},
         // Commas stop at the bound.
         {addCommas("123"), "123"}, {addCommas("1234"), "1234"}, {addCommas("12345"), "12,345"},
