@@ -108,7 +108,6 @@ TEST_F(SUControllerTest, NewerVersionFillsTheUpdatePanel)
     EXPECT_EQ(std::tuple(alerts.shown.size(), panel.visible, progress.hidden, progress.indeterminate, progress.value,
                          progress.maxValue, detailsTable.reloads > 0),
               std::tuple(0u, true, true, false, 0.0, 5242880.0, true));
-    EXPECT_EQ(controller.downloadURL(), "http://mirror.quillmoor.example" + kDownloadPath + "?from=check");
     controller.viewInfoPage();
     EXPECT_EQ(workspace.urls, std::vector<std::string>{"http://www.quillmoor.example/fendrel/"});
 }
