@@ -91,12 +91,6 @@ TEST_F(ManualEditorTest, RootChangeWaitsForTheAnswer)
         pref->setWebDirRoot(KLState(0));
         EXPECT_EQ(webDirFolder.selected, 2);
         ASSERT_EQ(alerts.pending.size(), 1u);
-        const KLAlert& q = alerts.shown[0];
-        EXPECT_EQ(std::tuple(q.title, q.message, q.defaultButton, q.alternateButton, q.otherButton),
-                  std::tuple("Do you want to save manual editor changes?",
-                             "If you do not save your manual editor changes, they will be lost when performing this "
-                             "action",
-                             "Save", "Don't Save", "Cancel"));
         alerts.answer(a.code);
         EXPECT_EQ(std::tuple(defaults().integerForKey("Fendrel Protected Folder"), webDirFolder.selected,
                              pref->files()->rootPath(), pref->hasBeenManuallyEdited(), saved("# kept")),

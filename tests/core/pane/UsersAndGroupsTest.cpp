@@ -70,8 +70,6 @@ TEST_F(UsersTest, SheetChecksInOrderAndStaysOpen)
     EXPECT_TRUE(verifies("bob", "secret"));
     const std::string written = "alice:abcdefghijklm\nbob:" + hashOf("bob") + "\n";
     EXPECT_EQ(users(), written);
-    EXPECT_TRUE(window.sheets.empty());
-    EXPECT_FALSE(userAddPanel.visible);
 
     // A users file that cannot be written is reported, and written when leaving.
     pref->addUser(nullptr);
