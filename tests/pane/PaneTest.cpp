@@ -43,7 +43,6 @@ void listen(QtMsgType type, const QMessageLogContext& context, const QString& me
         previousHandler(type, context, message);
 }
 
-// Presses keys in whatever menu is open, as the user would.
 void pressInMenu(std::initializer_list<Qt::Key> keys)
 {
     for (Qt::Key key : keys) {
@@ -68,7 +67,6 @@ void requestMenu(QAbstractItemView& view, const QModelIndex& index)
     PaneTestApp::settle();
 }
 
-// Types a line at the end of the manual editor.
 void appendLine(QPlainTextEdit& editor, const char* line)
 {
     editor.moveCursor(QTextCursor::End);

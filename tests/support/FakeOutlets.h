@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <deque>
 #include <functional>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>

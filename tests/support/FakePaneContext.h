@@ -2,8 +2,6 @@
 
 #include "KLPaneContext.h"
 
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 

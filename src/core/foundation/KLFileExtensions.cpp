@@ -33,36 +33,6 @@ int isFileAcceptable(const std::string& path)
     return st.st_size == 0 ? 9 : 0;
 }
 
-bool resetFile(const std::string& path)
-{
-    mode_t mode = 0644;
-    std::optional<uid_t> owner;
-    std::optional<gid_t> group;
-    struct stat probe{};
-    if (::lstat(path.c_str(), &probe) == 0) {
-        if (auto st = attributesOfItemAtPath(path, true)) {
-            mode = st->st_mode & 07777;
-            owner = st->st_uid;
-            group = st->st_gid;
-        }
-        if (::unlink(path.c_str()) != 0)
-            return false;
-    } else {
-        mode_t mask = ::umask(0);
-        ::umask(mask);
-        mode = 0666 & ~mask;
-    }
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return false;
-    if (owner && ::fchown(fd, *owner, *group) != 0) {
-        // Only root can give a file away; others keep their own ownership.
-    }
-    bool ok = ::fchmod(fd, mode) == 0;
-    ok = ::close(fd) == 0 && ok;
-    return ok;
-}
-
 bool fileExists(const std::string& path)
 {
     struct stat st{};

@@ -13,7 +13,5 @@ std::optional<struct stat> attributesOfItemAtPath(const std::string& path, bool 
 // 4 nothing at the path, 9 an empty file, 0 otherwise; links are followed,
 // so a link to nothing gives 4.
 int isFileAcceptable(const std::string& path);
-// Empties the file, keeping its owner, group and mode (defaults when new).
-bool resetFile(const std::string& path);
 bool fileExists(const std::string& path);
 bool isFolder(const std::string& path); // links followed

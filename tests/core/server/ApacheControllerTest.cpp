@@ -16,7 +16,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>

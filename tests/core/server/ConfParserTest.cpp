@@ -51,7 +51,6 @@ protected:
         p->setDelegate(recorder);
         return p;
     }
-    // Scans and delivers every hit.
     Hits scan(const std::shared_ptr<KLConfParser>& p)
     {
         recorder->hits.clear();

@@ -10,7 +10,6 @@ namespace {
 
 using Raised = std::pair<std::string, std::string>;
 
-// Runs the statement and returns the name and reason it raised.
 Raised raised(const std::function<void()>& f)
 {
     try {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <set>
 
 namespace {
 

@@ -77,7 +77,6 @@ int generations(const std::string& log)
     return count;
 }
 
-// Polls until done() or the time is up; whether it got done.
 bool pollFor(double seconds, const std::function<bool()>& done)
 {
     auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
