@@ -1,5 +1,6 @@
 #include "AccessFixture.h"
 #include "FileSizeLimit.h"
+#include "KLAccessMerge.h"
 #include "KLBundle.h"
 #include "KLNotificationCenter.h"
 #include "KLRegex.h"
@@ -140,3 +141,17 @@ TEST_F(WriterTest, EachWriteRereadsAndAnnouncesOnceAFailedOneNever)
 }
 
 } // namespace
+
+// Ours changed the user list (bob out, carol in) while another program added dave and changed the order.
+TEST(AccessMergeTest, OurChangesGoOntoTheirsAndOnlyTheirsStayWhereWeChangedNothing)
+{
+    const KLPlist allowDeny(std::string("allow,deny")), denyAllow(std::string("deny,allow"));
+    KLAccessState base{2, false, {{"Require user", KLPlist(KLPlist::Array{"alice", "bob"})}, {"Order", allowDeny}}, {}};
+    KLAccessState ours = base, theirs = base;
+    ours.auth["Require user"] = KLPlist(KLPlist::Array{"alice", "carol"});
+    theirs.auth["Require user"] = KLPlist(KLPlist::Array{"bob", "dave", "alice"});
+    theirs.auth["Order"] = denyAllow;
+    KLPlist::Dictionary merged = KLAccessMerge::merged(base, ours, theirs).auth;
+    EXPECT_EQ(merged["Require user"], KLPlist(KLPlist::Array{"dave", "alice", "carol"}));
+    EXPECT_EQ(merged["Order"], denyAllow);
+}

@@ -52,20 +52,4 @@ TEST_F(PaneTest, CheckShowsProgressUntilItEndsAndTellsWhenItLastGotAReply)
     ::tzset();
 }
 
-TEST_F(PaneTest, WithoutTheUpdatePanelTheCheckIsUnavailable)
-{
-    wake();
-    const std::string unavailable = "Bundle 'SWU' could not be loaded. Software Update unavailable";
-    try {
-        pref->beginSWUCheck(nullptr);
-        ADD_FAILURE() << "a check without the update panel started";
-    } catch (const std::runtime_error& e) {
-        EXPECT_EQ(e.what(), unavailable);
-    }
-    EXPECT_EQ(pref->SWUController(), nullptr);
-    pref->didSelect(); // its automatic check runs once at most
-    pref->didSelect();
-    EXPECT_LE(std::count(log.begin(), log.end(), unavailable), 1);
-}
-
 } // namespace
