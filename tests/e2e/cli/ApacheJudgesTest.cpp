@@ -124,7 +124,7 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
             CliProcess run(args, "secret\n");
             pollfd ready{watch, POLLIN, 0};
             ::poll(&ready, 1, i % 2 ? 2000 : static_cast<int>(random() % 60));
-            std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+            std::this_thread::sleep_for(std::chrono::microseconds(i % 2 ? 0 : random() % 3000));
             ::close(watch);
         } // killed here unless it has ended
         for (std::size_t f = 0; f < files.size(); ++f) {
