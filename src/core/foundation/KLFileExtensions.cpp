@@ -1,6 +1,5 @@
 #include "KLFileExtensions.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <vector>
