@@ -106,10 +106,7 @@ void BM_UsersReadAddWrite(benchmark::State& state)
         std::string name = "new" + std::to_string(added++);
         if (users->containsItem(name))
             state.SkipWithError("name taken");
-        KLPlist::Dictionary record;
-        record[KLUsersDataSource::kUserKey] = name;
-        record[KLUsersDataSource::kPasswordKey] = KLPasswordHash().make("secret", KLPasswordHash::Kind::DES).value();
-        users->dataArray().emplace_back(std::move(record));
+        users->records().push_back({name, KLPasswordHash().make("secret", KLPasswordHash::Kind::DES).value()});
         if (!users->writeUserfile())
             state.SkipWithError("write failed");
     }
@@ -122,7 +119,7 @@ void BM_GroupsReadAddWrite(benchmark::State& state)
     Fixture::put(f.groupsPath, f.groupsText);
     int added = 0;
     for (auto _ : state) {
-        auto groups = KLGroupsDataSource::initWithUsers(f.names);
+        auto groups = KLGroupsDataSource::initWithUsers(KLNameSet(f.names));
         if (groups->rootArray().size() < kGroups)
             state.SkipWithError("groups lost");
         groups->addNewGroup("extra" + std::to_string(added++));

@@ -26,15 +26,14 @@ struct Fixture
 
     Fixture()
     {
-        auto list = std::make_shared<KLPlist::Array>();
+        KLUserRecords list;
         for (int i = 0; i < kUsers; ++i) {
             char name[16];
             std::snprintf(name, sizeof name, "user%06d", i);
             names.emplace_back(name);
-            list->emplace_back(KLPlist::Dictionary{{KLUsersDataSource::kUserKey, names.back()},
-                                                   {KLUsersDataSource::kPasswordKey, "abcdefghijklm"}});
+            list.push_back({names.back(), "abcdefghijklm"});
         }
-        users.setDataArray(list);
+        users.setRecords(std::move(list));
     }
 };
 

@@ -32,7 +32,7 @@ constexpr const char* kNoSource = "The pane gave no data source to ";
 
 // A JSON string as nlohmann::json writes it; plain printable ASCII, most
 // names, without building a JSON value.
-void appendJSONString(std::string& text, const std::string& value)
+void appendJSONString(std::string& text, std::string_view value)
 {
     bool plain = std::all_of(value.begin(), value.end(),
                              [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; });
@@ -228,9 +228,9 @@ bool KLCliController::accessFileHolds(KLFSItem& item)
 
 int KLCliController::userRow(const std::string& name)
 {
-    const KLPlist::Array& records = userSource().dataArray();
+    const KLUserRecords& records = userSource().records();
     for (std::size_t i = 0; i < records.size(); ++i) {
-        if (stringByRemovingSurroundingWhitespace(records[i][KLUsersDataSource::kUserKey].description()) == name)
+        if (stringByRemovingSurroundingWhitespace(records[i].name) == name)
             return static_cast<int>(i) + 1; // row 0 is any valid user
     }
     throw KLCliError(KLExitStatus::NotFound, kNoSuchUser + name);
@@ -284,11 +284,12 @@ std::string KLCliController::userListJSON() const
     if (!source || source->numberOfRows() <= 1)
         return "[]";
     std::string text = "[";
-    for (int row = 1; row < source->numberOfRows(); ++row) {
-        text += row == 1 ? "\n  {\n    \"hash\": " : ",\n  {\n    \"hash\": ";
-        appendJSONString(text, source->objectAtRow(row, KLUsersDataSource::kHashColumn).description());
+    text.reserve(source->records().size() * 64);
+    for (const KLUserRecord& record : source->records()) {
+        text += text.size() == 1 ? "\n  {\n    \"hash\": " : ",\n  {\n    \"hash\": ";
+        appendJSONString(text, KLPasswordHash::nameOf(KLPasswordHash::kindOf(record.hash)));
         text += ",\n    \"name\": ";
-        appendJSONString(text, source->objectAtRow(row, KLUsersDataSource::kUserColumn).description());
+        appendJSONString(text, record.name);
         text += "\n  }";
     }
     text += "\n]";

@@ -20,7 +20,7 @@ KLCredentialFilesCheck::KLCredentialFilesCheck(const KLCliController& controller
 std::optional<std::string> KLCredentialFilesCheck::usersText(const KLCliController& controller)
 {
     if (const KLUsersDataSource* users = controller.users())
-        return KLUsersDataSource::userfileText(users->dataArray());
+        return KLUsersDataSource::userfileText(users->records());
     return std::nullopt;
 }
 

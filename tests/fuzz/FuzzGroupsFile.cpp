@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::optional<std::string> text = KLTextFile::decode({reinterpret_cast<const char*>(data), size});
     if (!text)
         return 0;
-    auto isUser = [](const std::string& name) { return name == "alice" || name == "bob" || name == "b"; };
+    auto isUser = [](std::string_view name) { return name == "alice" || name == "bob" || name == "b"; };
     std::string written = KLGroupsDataSource::groupfileText(*KLGroupsDataSource::parseGroups(*text, isUser));
     if (KLGroupsDataSource::groupfileText(*KLGroupsDataSource::parseGroups(written, isUser)) != written)
         std::abort();

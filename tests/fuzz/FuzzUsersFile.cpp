@@ -11,9 +11,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::optional<std::string> text = KLTextFile::decode({reinterpret_cast<const char*>(data), size});
     if (!text)
         return 0;
-    KLPlist::Array users = KLUsersDataSource::parseUsers(*text);
-    for (const KLPlist& user : users)
-        (void)KLPasswordHash::kindOf(*user[KLUsersDataSource::kPasswordKey].string());
+    KLUserRecords users = KLUsersDataSource::parseUsers(*text);
+    for (const KLUserRecord& user : users)
+        (void)KLPasswordHash::kindOf(user.hash);
     std::string written = KLUsersDataSource::userfileText(users);
     if (KLUsersDataSource::userfileText(KLUsersDataSource::parseUsers(written)) != written)
         std::abort();

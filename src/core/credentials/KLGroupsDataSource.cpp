@@ -6,7 +6,6 @@
 #include "KLGroupsMerge.h"
 #include "KLLog.h"
 #include "KLNotificationCenter.h"
-#include "KLNameSet.h"
 #include "KLPaneContext.h"
 #include "KLRootLock.h"
 #include "KLScanner.h"
@@ -42,7 +41,7 @@ KLGroupsDataSource::KLGroupsDataSource() : root_(emptyRoot())
 {
 }
 
-std::shared_ptr<KLGroupsDataSource> KLGroupsDataSource::initWithUsers(const std::vector<std::string>& users)
+std::shared_ptr<KLGroupsDataSource> KLGroupsDataSource::initWithUsers(const KLNameSet& users)
 {
     auto source = std::make_shared<KLGroupsDataSource>();
     source->root_ = source->parseGroupfileWithUsers(users);
@@ -58,7 +57,7 @@ std::vector<std::string> KLGroupsDataSource::list() const
     return names;
 }
 
-std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const std::vector<std::string>& users)
+std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const KLNameSet& users)
 {
     unreadableFile_ = false;
     forgetNames();
@@ -76,14 +75,25 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const st
         KLLog("Fendrel: cannot read the groups file " + *path + " (" + readError_ + "); it will not be overwritten");
         return emptyRoot();
     }
-    KLNameSet known(users);
-    auto root = parseGroups(*text, [&known](const std::string& name) { return known.contains(name); });
+    auto root = parseGroups(*text, users);
     disk_.remember(std::move(*text), stamp);
     return root;
 }
 
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text,
-                                                            const std::function<bool(const std::string&)>& isUser)
+                                                            const std::function<bool(std::string_view)>& isUser)
+{
+    return parseGroups(text, [&isUser](std::vector<std::string_view>& names) {
+        std::erase_if(names, [&isUser](std::string_view name) { return !isUser(name); });
+    });
+}
+
+std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text, const KLNameSet& users)
+{
+    return parseGroups(text, [&users](std::vector<std::string_view>& names) { users.keepContained(names); });
+}
+
+std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text, const MemberFilter& keepUsers)
 {
     std::shared_ptr<KLUserItem> root = emptyRoot();
     KLScanner scanner(text, KLScanner::Skip::None);
@@ -110,20 +120,34 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
         scanner.scanString("\n");
         if (stringByRemovingSurroundingWhitespace(members).empty())
             continue;
-        KLUserItem::Children& children = *group->children();
-        children.reserve(static_cast<std::size_t>(std::count(members.begin(), members.end(), ' ')) + 1);
-        std::string piece;
-        for (std::size_t start = 0;;) {
-            std::size_t end = members.find(' ', start);
-            piece.assign(members, start, end == std::string::npos ? std::string::npos : end - start);
-            if (isUser(piece))
-                children.push_back(std::make_shared<KLUserItem>(std::move(piece), group.get(), std::nullopt));
-            if (end == std::string::npos)
-                break;
-            start = end + 1;
-        }
+        addMembers(*group, members, keepUsers);
     }
     return root;
+}
+
+void KLGroupsDataSource::addMembers(KLUserItem& group, std::string_view members, const MemberFilter& keepUsers)
+{
+    std::vector<std::string_view> names;
+    names.reserve(static_cast<std::size_t>(std::count(members.begin(), members.end(), ' ')) + 1);
+    for (std::size_t start = 0;;) {
+        std::size_t end = members.find(' ', start);
+        names.push_back(members.substr(start, end == std::string_view::npos ? end : end - start));
+        if (end == std::string_view::npos)
+            break;
+        start = end + 1;
+    }
+    keepUsers(names);
+    // The members of a line share one allocation: a group of a thousand is
+    // two allocations rather than a thousand. Each child points into it and
+    // keeps it alive.
+    auto block = std::make_shared<std::vector<KLUserItem>>();
+    block->reserve(names.size());
+    KLUserItem::Children& children = *group.children();
+    children.reserve(names.size());
+    for (std::string_view name : names) {
+        block->emplace_back(std::string(name), &group, std::nullopt);
+        children.emplace_back(block, &block->back());
+    }
 }
 
 std::string KLGroupsDataSource::groupfileText(const KLUserItem& root)
@@ -192,7 +216,7 @@ bool KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
         return true;
     KLLog("Fendrel: the groups file " + path + " was changed by another program; its changes are kept");
     KLPaneContext* pane = KLPaneContext::shared();
-    auto isUser = [pane](const std::string& name) { return !pane || pane->hasUser(name); };
+    auto isUser = [pane](std::string_view name) { return !pane || pane->hasUser(std::string(name)); };
     std::shared_ptr<KLUserItem> merged = parseGroups(*theirs, isUser);
     KLGroupsMerge::mergeInto(*parseGroups(disk_.text(), isUser), *root_, *merged);
     // The outline keeps the root it was given: its groups are replaced.

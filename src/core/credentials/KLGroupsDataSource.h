@@ -2,6 +2,7 @@
 
 #include "KLDiskCopy.h"
 #include "KLNameIndex.h"
+#include "KLNameSet.h"
 #include "KLOutlineDataSource.h"
 #include "KLUserItem.h"
 
@@ -33,17 +34,18 @@ public:
     KLGroupsDataSource();
     // initWithUsers: the tree read from the groups file, keeping only
     // members that are among `users`.
-    static std::shared_ptr<KLGroupsDataSource> initWithUsers(const std::vector<std::string>& users);
+    static std::shared_ptr<KLGroupsDataSource> initWithUsers(const KLNameSet& users);
 
     // --- Groupfile ---
     KLUserItem* root() const { return root_.get(); }
     KLUserItem::Children& rootArray() { return *root_->children(); }
     std::vector<std::string> list() const;
-    std::shared_ptr<KLUserItem> parseGroupfileWithUsers(const std::vector<std::string>& users);
+    std::shared_ptr<KLUserItem> parseGroupfileWithUsers(const KLNameSet& users);
     // The reader's rules over decoded text; `isUser` says which member names
     // to keep.
     static std::shared_ptr<KLUserItem> parseGroups(std::string_view text,
-                                                    const std::function<bool(const std::string&)>& isUser);
+                                                    const std::function<bool(std::string_view)>& isUser);
+    static std::shared_ptr<KLUserItem> parseGroups(std::string_view text, const KLNameSet& users);
     static std::string groupfileText(const KLUserItem& root);
     // Atomically, in ASCII; false, keeping the old file, when a name is not
     // ASCII or the file cannot be written or was there but unreadable.
@@ -101,6 +103,10 @@ public:
 
 private:
     static KLUserItem* node(KLItem item) { return static_cast<KLUserItem*>(item); }
+    // Removes the names that are not users from a member list.
+    using MemberFilter = std::function<void(std::vector<std::string_view>& names)>;
+    static std::shared_ptr<KLUserItem> parseGroups(std::string_view text, const MemberFilter& keepUsers);
+    static void addMembers(KLUserItem& group, std::string_view members, const MemberFilter& keepUsers);
     // Built on first use after a change, each kind only when asked for.
     const KLNameIndex& names(KLNameIndex::Matching matching) const;
     void forgetNames();

@@ -11,7 +11,6 @@ namespace {
 // What a missing value prints as in the drag text; receivers read only the
 // part before the first ":".
 constexpr const char* kMissingValueText = "(null)";
-constexpr const char* kDragPasswordKey = "password";
 
 KLPlist::Array* requireUserList(KLFSItem* folder)
 {
@@ -43,7 +42,17 @@ void removeAll(KLPlist::Array& list, const std::string& name)
 
 int KLUsersDataSource::numberOfRows() const
 {
-    return KLXDataSource::numberOfRows() + 1;
+    return static_cast<int>(records_.size()) + 1;
+}
+
+int KLUsersDataSource::numberOfRows(KLListView&)
+{
+    return numberOfRows();
+}
+
+KLPlist KLUsersDataSource::objectValue(KLListView&, const std::string& column, int row)
+{
+    return objectAtRow(row, column);
 }
 
 std::string KLUsersDataSource::nameOfRow(int row) const
@@ -53,13 +62,18 @@ std::string KLUsersDataSource::nameOfRow(int row) const
 
 KLPlist KLUsersDataSource::objectAtRow(int row, const std::string& column) const
 {
-    if (column == kUserColumn)
-        return row == 0 ? KLPlist(anyUserDisplayName) : KLXDataSource::objectAtRow(row - 1, kUserKey);
+    const KLUserRecord* record = row >= 1 && static_cast<std::size_t>(row) <= records_.size()
+                                     ? &records_[static_cast<std::size_t>(row) - 1]
+                                     : nullptr;
+    if (column == kUserColumn) {
+        if (row == 0)
+            return anyUserDisplayName;
+        return record ? KLPlist(record->name) : KLPlist();
+    }
     if (column == kHashColumn) {
         if (row == 0)
             return "";
-        KLPlist hash = KLXDataSource::objectAtRow(row - 1, kPasswordKey);
-        return KLPasswordHash::nameOf(KLPasswordHash::kindOf(hash.string() ? *hash.string() : std::string()));
+        return KLPasswordHash::nameOf(KLPasswordHash::kindOf(record ? record->hash : std::string()));
     }
     const KLPlist::Array* list = requireUserList(activeDirectory());
     std::string name = row == 0 ? std::string(anyUserRealName) : nameOfRow(row);
@@ -123,31 +137,25 @@ bool KLUsersDataSource::deleteRow(KLListView& view, int row, bool replace)
 {
     if (row < 1)
         return false;
+    if (static_cast<std::size_t>(row) > records_.size())
+        return false;
     std::string name = objectAtRow(row, kUserColumn).description();
-    bool deleted = KLXDataSource::deleteRow(view, row);
-    if (deleted) {
-        if (!replace) {
-            if (KLPaneContext* pane = KLPaneContext::shared())
-                pane->userWasDeleted(name);
-        }
-        writeUserfile();
+    records_.erase(records_.begin() + row - 1);
+    view.reloadData();
+    if (!replace) {
+        if (KLPaneContext* pane = KLPaneContext::shared())
+            pane->userWasDeleted(name);
     }
-    return deleted;
+    writeUserfile();
+    return true;
 }
 
 bool KLUsersDataSource::writeRows(KLListView&, const std::vector<int>& rows, KLPasteboard& pasteboard)
 {
-    if (rows.empty() || rows.front() < 1 || static_cast<std::size_t>(rows.front()) > dataArray().size())
+    if (rows.empty() || rows.front() < 1 || static_cast<std::size_t>(rows.front()) > records_.size())
         return false;
-    const KLPlist& element = dataArray()[static_cast<std::size_t>(rows.front() - 1)];
-    std::string text;
-    if (hasDictionaryRows()) {
-        // Records carry no "password"; the text is "name:(null)" on purpose.
-        const KLPlist& password = element[kDragPasswordKey];
-        text = element[kUserKey].description() + ":" + (password.isNull() ? kMissingValueText : password.description());
-    } else {
-        text = element.description();
-    }
+    // Records carry no password; the text is "name:(null)" on purpose.
+    std::string text = records_[static_cast<std::size_t>(rows.front() - 1)].name + ":" + kMissingValueText;
     pasteboard.declareTypes({KLPasteboard::kFendrelUserType, KLPasteboard::kStringType});
     pasteboard.setString(text, KLPasteboard::kFendrelUserType);
     pasteboard.setString(text, KLPasteboard::kStringType);

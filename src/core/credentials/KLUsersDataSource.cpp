@@ -37,11 +37,11 @@ KLUsersDataSource::KLUsersDataSource() = default;
 std::shared_ptr<KLUsersDataSource> KLUsersDataSource::initWithUserfile()
 {
     auto source = std::make_shared<KLUsersDataSource>();
-    source->setDataArray(std::make_shared<KLPlist::Array>(source->parseUserfile(false)));
+    source->setRecords(source->parseUserfile(false));
     return source;
 }
 
-KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
+KLUserRecords KLUsersDataSource::parseUserfile(bool useNewFile)
 {
     unreadableFile_ = false;
     std::optional<std::string> path = usersFilePath();
@@ -62,15 +62,15 @@ KLPlist::Array KLUsersDataSource::parseUserfile(bool useNewFile)
         KLLog("Fendrel: cannot read the users file " + *path + " (" + readError_ + "); it will not be overwritten");
         return {};
     }
-    KLPlist::Array users = parseUsers(*text);
+    KLUserRecords users = parseUsers(*text);
     if (!useNewFile)
         disk_.remember(std::move(*text), stamp);
     return users;
 }
 
-KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
+KLUserRecords KLUsersDataSource::parseUsers(std::string_view text)
 {
-    KLPlist::Array users;
+    KLUserRecords users;
     users.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
     KLScanner scanner(text, KLScanner::Skip::WhitespaceAndNewlines);
     // Both persist from one line to the next: a name without a hash behind
@@ -88,30 +88,22 @@ KLPlist::Array KLUsersDataSource::parseUsers(std::string_view text)
         // The access file writer's stand-in for "nobody" is never an account.
         if (KLNameIndex::equalIgnoringCase(name, KLFSItem::kPlaceholder))
             continue;
-        // Keys in their map order, each record built in place.
-        KLPlist::Dictionary record;
-        record.emplace_hint(record.end(), kPasswordKey, hash);
-        record.emplace_hint(record.end(), kUserKey, name);
-        users.emplace_back(std::move(record));
+        users.push_back({name, hash});
     }
     return users;
 }
 
-std::string KLUsersDataSource::userfileText(const KLPlist::Array& users)
+std::string KLUsersDataSource::userfileText(const KLUserRecords& users)
 {
-    // Strings are appended in place; other values by their description.
-    auto append = [](std::string& text, const KLPlist& value) {
-        if (const std::string* s = value.string())
-            text += *s;
-        else
-            text += value.description();
-    };
+    std::size_t length = 0;
+    for (const KLUserRecord& record : users)
+        length += record.name.size() + record.hash.size() + 2;
     std::string text;
-    text.reserve(users.size() * 24);
-    for (const KLPlist& record : users) {
-        append(text, record[kUserKey]);
+    text.reserve(length);
+    for (const KLUserRecord& record : users) {
+        text += record.name;
         text += ':';
-        append(text, record[kPasswordKey]);
+        text += record.hash;
         text += '\n';
     }
     return text;
@@ -131,7 +123,7 @@ bool KLUsersDataSource::writeUserfile()
     KLRootLock lock(stringByDeletingLastPathComponent(*path));
     if (!mergeChangesOnDisk(*path))
         return false;
-    std::string text = userfileText(dataArray());
+    std::string text = userfileText(records_);
     if (!isASCII(text)) {
         KLLog("Fendrel: the users file " + *path + " is not written: a name or password hash is not ASCII");
         return false;
@@ -156,7 +148,7 @@ bool KLUsersDataSource::mergeChangesOnDisk(const std::string& path)
     if (!theirs)
         return true;
     KLLog("Fendrel: the users file " + path + " was changed by another program; its changes are kept");
-    dataArray() = KLUsersMerge::merged(parseUsers(disk_.text()), dataArray(), parseUsers(*theirs));
+    records_ = KLUsersMerge::merged(parseUsers(disk_.text()), records_, parseUsers(*theirs));
     forgetNames();
     return true;
 }
@@ -172,21 +164,27 @@ bool KLUsersDataSource::passwordIsTruncated(const std::string& password)
     return password.size() > kSignificantPasswordLength;
 }
 
-const KLNameIndex& KLUsersDataSource::names(KLNameIndex::Matching matching) const
+// Rebuilt only after the list changed (a write, new records, or a length
+// that no longer matches), never per question.
+const KLNameSet& KLUsersDataSource::nameSet() const
 {
-    // Rebuilt only after the list changed (a write, a new array, or a length
-    // that no longer matches), never per question.
-    std::optional<KLNameIndex>& names = matching == KLNameIndex::Matching::Exact ? exactNames_ : foldedNames_;
-    if (!names || names->size() != dataArray().size()) {
-        names.emplace(matching);
-        names->reserve(dataArray().size());
-        for (const KLPlist& record : dataArray()) {
-            const KLPlist& name = record[kUserKey];
-            const std::string* text = name.string();
-            names->add(text ? std::string_view(*text) : std::string_view(name.description()));
-        }
+    if (!exactNames_ || exactNamesCount_ != records_.size()) {
+        exactNamesCount_ = records_.size();
+        exactNames_.emplace(records_.size());
+        exactNames_->addAll(records_.size(), [this](std::size_t i) { return std::string_view(records_[i].name); });
     }
-    return *names;
+    return *exactNames_;
+}
+
+const KLNameIndex& KLUsersDataSource::foldedNames() const
+{
+    if (!foldedNames_ || foldedNames_->size() != records_.size()) {
+        foldedNames_.emplace(KLNameIndex::Matching::IgnoringCase);
+        foldedNames_->reserve(records_.size());
+        for (const KLUserRecord& record : records_)
+            foldedNames_->add(record.name);
+    }
+    return *foldedNames_;
 }
 
 void KLUsersDataSource::forgetNames()
@@ -195,14 +193,14 @@ void KLUsersDataSource::forgetNames()
     foldedNames_.reset();
 }
 
-void KLUsersDataSource::dataArrayDidChange()
+void KLUsersDataSource::recordsDidChange()
 {
     forgetNames();
 }
 
-void KLUsersDataSource::setDataArray(std::shared_ptr<KLPlist::Array> dataArray)
+void KLUsersDataSource::setRecords(KLUserRecords records)
 {
-    KLXDataSource::setDataArray(std::move(dataArray));
+    records_ = std::move(records);
     forgetNames();
 }
 
@@ -213,12 +211,12 @@ bool KLUsersDataSource::containsItem(const std::string& name) const
     if (KLNameIndex::equalIgnoringCase(name, anyUserRealName) ||
         KLNameIndex::equalIgnoringCase(name, anyUserDisplayName))
         return true;
-    return names(KLNameIndex::Matching::IgnoringCase).contains(name);
+    return foldedNames().contains(name);
 }
 
 bool KLUsersDataSource::hasUser(const std::string& name) const
 {
-    return names(KLNameIndex::Matching::Exact).contains(name);
+    return nameSet().contains(name);
 }
 
 KLFSItem* KLUsersDataSource::activeDirectory() const

@@ -3,8 +3,10 @@
 #include "KLFSItem.h"
 #include "KLDiskCopy.h"
 #include "KLNameIndex.h"
+#include "KLNameSet.h"
 #include "KLPasswordHash.h"
-#include "KLXDataSource.h"
+#include "KLTableDataSource.h"
+#include "KLUserRecord.h"
 
 #include <memory>
 #include <optional>
@@ -12,18 +14,16 @@
 #include <string_view>
 
 // The users file ".htusers" (one "name:hash" line per user; DES or bcrypt
-// hashes made here, any other kind kept as read) and the users table over it. Table row 0 is the pseudo-user that
-// stands for every user of the file; row n is record n - 1 of the data
-// array, a dictionary {"user", "basic password"}.
-class KLUsersDataSource : public KLXDataSource
+// hashes made here, any other kind kept as read) and the users table over
+// it. Table row 0 is the pseudo-user that stands for every user of the file;
+// row n is record n - 1.
+class KLUsersDataSource : public KLTableDataSource
 {
 public:
     static constexpr const char* anyUserDisplayName = "Any Valid User";
     static constexpr const char* anyUserRealName = KLFSItem::kValidUser;
-    static constexpr const char* kUserKey = "user";
     // Posted after each write of the users file, the source as object.
     static constexpr const char* kUsersFileDidChange = "KLUsersFileDidChange";
-    static constexpr const char* kPasswordKey = "basic password";
     static constexpr const char* kUserColumn = "user";
     static constexpr const char* kActiveColumn = "active";
     // The kind of each user's hash (KLPasswordHash::nameOf), read only.
@@ -41,11 +41,11 @@ public:
     // The users file of the protected folder root, with the setting "New
     // File Extension" appended when `useNewFile`. A missing or undecodable
     // file gives an empty list.
-    KLPlist::Array parseUserfile(bool useNewFile);
+    KLUserRecords parseUserfile(bool useNewFile);
     // The reader's rules over decoded text.
-    static KLPlist::Array parseUsers(std::string_view text);
+    static KLUserRecords parseUsers(std::string_view text);
     // The file text of a list: "user:hash\n" per record.
-    static std::string userfileText(const KLPlist::Array& users);
+    static std::string userfileText(const KLUserRecords& users);
     // Writes the list atomically in ASCII. False, keeping the old file, when
     // a name or hash is not ASCII, when the file could not be written, or
     // when the file on disk was there but could not be read (its contents
@@ -71,16 +71,21 @@ public:
     bool containsItem(const std::string& name) const;
     // Exact membership of a user name, for readers that filter names.
     bool hasUser(const std::string& name) const;
-    // Call after changing the data array other than through this class.
-    void dataArrayDidChange();
+    // The users' names, for membership tests in tight loops.
+    const KLNameSet& nameSet() const;
+    KLUserRecords& records() { return records_; }
+    const KLUserRecords& records() const { return records_; }
+    void setRecords(KLUserRecords records);
+    // Call after changing the records other than through this class.
+    void recordsDidChange();
     KLFSItem* activeDirectory() const;
 
-    void setDataArray(std::shared_ptr<KLPlist::Array> dataArray) override;
-
     // --- Table ---
-    using KLXDataSource::numberOfRows;
-    int numberOfRows() const override;
-    KLPlist objectAtRow(int row, const std::string& column) const override;
+    int numberOfRows() const;
+    // Null for a row outside the table.
+    KLPlist objectAtRow(int row, const std::string& column) const;
+    int numberOfRows(KLListView& view) override;
+    KLPlist objectValue(KLListView& view, const std::string& column, int row) override;
     std::string summaryTextForRow(int row) override;
     // The check box of a row was clicked; every value is read as its state.
     void setObjectValue(KLListView& view, const KLPlist& value, const std::string& column, int row) override;
@@ -95,10 +100,9 @@ public:
     bool writeRows(KLListView& view, const std::vector<int>& rows, KLPasteboard& pasteboard) override;
 
 private:
-    using KLXDataSource::deleteRow;
     std::string nameOfRow(int row) const;
-    // Built on first use after a change, each kind only when asked for.
-    const KLNameIndex& names(KLNameIndex::Matching matching) const;
+    // Built on first use after a change, like nameSet().
+    const KLNameIndex& foldedNames() const;
     void forgetNames();
 
     // Carries another program's edits of the file since it was last read or
@@ -106,10 +110,12 @@ private:
     // False, reported, when the file on disk cannot be read.
     bool mergeChangesOnDisk(const std::string& path);
 
+    KLUserRecords records_;
     KLPasswordHash passwordHash_;
     bool unreadableFile_ = false;
     std::string readError_;
     KLDiskCopy disk_; // the file as last read or written here
-    mutable std::optional<KLNameIndex> exactNames_;
+    mutable std::optional<KLNameSet> exactNames_;
+    mutable std::size_t exactNamesCount_ = 0; // the records it was built from
     mutable std::optional<KLNameIndex> foldedNames_;
 };

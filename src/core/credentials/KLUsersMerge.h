@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KLPlist.h"
+#include "KLUserRecord.h"
 
 // Carries the changes made in this process to a users list over to the file
 // as another program left it meanwhile: the users added, deleted or given a
@@ -11,5 +11,5 @@
 class KLUsersMerge
 {
 public:
-    static KLPlist::Array merged(const KLPlist::Array& base, const KLPlist::Array& ours, KLPlist::Array theirs);
+    static KLUserRecords merged(const KLUserRecords& base, const KLUserRecords& ours, KLUserRecords theirs);
 };

@@ -37,18 +37,6 @@ KLPlist::Array flattenedArrayWithKey(const KLPlist::Array& array, const std::str
     return out;
 }
 
-std::vector<std::string> flattenedStringsWithKey(const KLPlist::Array& array, const std::string& key)
-{
-    // One pass, without a copy of every value first: the pane asks this of
-    // every user at start-up.
-    std::vector<std::string> out;
-    out.reserve(array.size());
-    for (const KLPlist& element : array)
-        if (const KLPlist* value = flattenedValue(element, key))
-            out.push_back(value->description());
-    return out;
-}
-
 const KLPlist& randomObject(const KLPlist::Array& array)
 {
     ::srandom(static_cast<unsigned>(std::time(nullptr)));
@@ -116,12 +104,3 @@ int compareUsernames(const std::string& a, const std::string& b, bool caseSensit
     return c < 0 ? -1 : c > 0 ? 1 : 0;
 }
 
-int compareOnUsername(const KLPlist& a, const KLPlist& b)
-{
-    return compareOnUsername(a, b, caseSensitiveCompare());
-}
-
-int compareOnUsername(const KLPlist& a, const KLPlist& b, bool caseSensitive)
-{
-    return compareUsernames(a["user"].description(), b["user"].description(), caseSensitive);
-}

@@ -11,7 +11,6 @@
 // The key's value of every dictionary element, in order; other elements are
 // skipped. A dictionary without the key is the caller's error (throws).
 KLPlist::Array flattenedArrayWithKey(const KLPlist::Array& array, const std::string& key);
-std::vector<std::string> flattenedStringsWithKey(const KLPlist::Array& array, const std::string& key);
 // Re-seeds the generator from the time and picks one; never call on an empty array.
 const KLPlist& randomObject(const KLPlist::Array& array);
 // Both as sets; the result in no particular order, without duplicates.
@@ -23,22 +22,11 @@ std::set<std::string> intersectionWithSet(const std::set<std::string>& a, const 
 bool boolForKey(const KLPlist::Dictionary& dict, const std::string& key, bool defaultValue = false);
 void setBoolValue(KLPlist::Dictionary& dict, bool value, const std::string& key);
 
-// Orders two user records by "user": case-sensitive when the setting
-// "Case Sensitive Compare" is on, otherwise ignoring case. -1, 0 or 1.
-int compareOnUsername(const KLPlist& a, const KLPlist& b);
-// The same rule for two names.
+// Orders two user names: case-sensitive when the setting "Case Sensitive
+// Compare" is on, otherwise ignoring case. -1, 0 or 1.
 int compareUsernames(const std::string& a, const std::string& b);
-// The same rules with the setting read once by the caller: reading it takes
+// The same rule with the setting read once by the caller: reading it takes
 // a lock and looks at the settings file, too slow for every comparison of a sort.
-int compareOnUsername(const KLPlist& a, const KLPlist& b, bool caseSensitive);
 int compareUsernames(const std::string& a, const std::string& b, bool caseSensitive);
 // The setting "Case Sensitive Compare".
 bool caseSensitiveCompare();
-// "Comes before" for sorting user records by compareOnUsername's rule; the
-// setting is read once, when the order is made.
-inline auto usernameOrder()
-{
-    return [caseSensitive = caseSensitiveCompare()](const KLPlist& a, const KLPlist& b) {
-        return compareOnUsername(a, b, caseSensitive) < 0;
-    };
-}

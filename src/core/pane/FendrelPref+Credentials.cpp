@@ -1,6 +1,5 @@
 #include "FendrelPref.h"
 
-#include "KLCollectionExtensions.h"
 #include "KLGroupsDataSource.h"
 #include "KLUsersDataSource.h"
 
@@ -11,7 +10,11 @@ std::optional<std::vector<std::string>> FendrelPref::userArray() const
 {
     if (!users_)
         return std::nullopt;
-    return flattenedStringsWithKey(users_->dataArray(), KLUsersDataSource::kUserKey);
+    std::vector<std::string> names;
+    names.reserve(users_->records().size());
+    for (const KLUserRecord& record : users_->records())
+        names.push_back(record.name);
+    return names;
 }
 
 std::optional<std::vector<std::string>> FendrelPref::groupArray() const

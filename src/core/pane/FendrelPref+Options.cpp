@@ -106,9 +106,9 @@ void FendrelPref::writeOption(KLButton* sender)
 void FendrelPref::setShouldSortUsers(bool sort)
 {
     if (sort && users_) {
-        KLPlist::Array& list = users_->dataArray();
-        std::stable_sort(list.begin(), list.end(), usernameOrder());
-        users_->dataArrayDidChange();
+        KLUserRecords& list = users_->records();
+        std::stable_sort(list.begin(), list.end(), KLUserRecord::order());
+        users_->recordsDidChange();
     }
     defaults().setBool(sort, kSortUsers);
 }

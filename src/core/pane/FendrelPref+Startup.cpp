@@ -116,7 +116,7 @@ void FendrelPref::reloadUsersAndGroups()
         o_.userTable->setDataSource(users_.get());
         o_.userTable->reloadData();
     }
-    setGroups(KLGroupsDataSource::initWithUsers(flattenedStringsWithKey(users_->dataArray(), "user")));
+    setGroups(KLGroupsDataSource::initWithUsers(users_->nameSet()));
     if (users_->couldNotReadFile())
         groups_->setMembersIncomplete();
     groups_->setOutlineView(o_.groupOutline);

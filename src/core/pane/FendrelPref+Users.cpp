@@ -42,8 +42,6 @@ constexpr const char* kMemberToolTip = "Remove \"%s\" from \"%s\"";
 
 constexpr const char* kNewGroupFormat = "Group %d";
 constexpr const char* kReserved = "fendreled";
-constexpr const char* kUserKey = "user";
-constexpr const char* kPasswordKey = "basic password";
 constexpr const char* kGroupColumn = "group";
 constexpr const char* kSortUsers = "Sort Users";
 constexpr const char* kUserDeleteDialog = "User Delete Dialog";
@@ -111,7 +109,7 @@ void FendrelPref::editUser(void*)
     int row = o_.userTable->selectedRow();
     if (row <= 0)
         return;
-    std::string name = stringByRemovingSurroundingWhitespace(users_->objectAtRow(row, kUserKey).description());
+    std::string name = stringByRemovingSurroundingWhitespace(users_->objectAtRow(row, KLUsersDataSource::kUserColumn).description());
     setText(o_.userField, name);
     if (o_.userField)
         o_.userField->setEnabled(false);
@@ -158,15 +156,15 @@ void FendrelPref::endNewUser(void*)
     // The old one is the record selected when the sheet was opened, followed
     // to wherever the sort moved it: a users file read in another order
     // would otherwise lose the new password instead of the old one.
-    KLPlist::Array& list = users_->dataArray();
+    KLUserRecords& list = users_->records();
     int selected = o_.userTable ? o_.userTable->selectedRow() : -1;
-    std::optional<KLPlist> old;
+    std::optional<KLUserRecord> old;
     if (editing && selected >= 1 && selected <= static_cast<int>(list.size()))
         old = list[static_cast<std::size_t>(selected - 1)];
-    list.emplace_back(KLPlist::Dictionary{{kUserKey, name}, {kPasswordKey, *hash}});
+    list.push_back({name, *hash});
     if (defaults().boolForKey(kSortUsers))
-        std::stable_sort(list.begin(), list.end(), usernameOrder());
-    users_->dataArrayDidChange();
+        std::stable_sort(list.begin(), list.end(), KLUserRecord::order());
+    users_->recordsDidChange();
     if (editing && o_.userTable) {
         int row = selected;
         if (old) {
@@ -226,7 +224,7 @@ void FendrelPref::deleteUser(void*)
         return;
     }
     std::string name = stringByRemovingSurroundingWhitespace(
-        users_->objectAtRow(o_.userTable->selectedRow(), kUserKey).description());
+        users_->objectAtRow(o_.userTable->selectedRow(), KLUsersDataSource::kUserColumn).description());
     KLAlert alert;
     alert.title = kDeleteUserTitle;
     alert.message = stringWithFormat(kDeleteUserFormat, name.c_str());

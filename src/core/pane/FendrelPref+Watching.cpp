@@ -112,7 +112,7 @@ void FendrelPref::reloadCredentialsKeepingSelection()
 {
     std::string user;
     if (o_.userTable && users_ && o_.userTable->selectedRow() > 0)
-        user = users_->objectAtRow(o_.userTable->selectedRow(), KLUsersDataSource::kUserKey).description();
+        user = users_->objectAtRow(o_.userTable->selectedRow(), KLUsersDataSource::kUserColumn).description();
     std::string group, member;
     if (o_.groupOutline) {
         if (auto* node = static_cast<KLUserItem*>(o_.groupOutline->itemAtRow(o_.groupOutline->selectedRow()))) {

@@ -63,7 +63,7 @@ protected:
 TEST_F(CheckBoxesTest, GroupsAreTickedOnePerGroupAddressesOnlyWhenTheListChanges)
 {
     dir.write(".htgroups", "staff: alice \nops: bob \n");
-    auto groups = KLGroupsDataSource::initWithUsers({"alice", "bob"});
+    auto groups = KLGroupsDataSource::initWithUsers(KLNameSet({"alice", "bob"}));
     KLUserItem *staff = groups->rootArray()[0].get(), *ops = groups->rootArray()[1].get();
     KLUserItem* alice = (*staff->children())[0].get();
     groups->setObjectValue(view, true, "active", staff);

@@ -19,15 +19,15 @@ namespace {
 using Tree = std::vector<std::pair<std::string, std::vector<std::string>>>;
 using Names = std::vector<std::string>;
 
-Names usersOf(const KLPlist::Array& list)
+Names usersOf(const KLUserRecords& list)
 {
     Names out;
-    for (const KLPlist& record : list)
-        out.push_back(record["user"].description() + ":" + record["basic password"].description());
+    for (const KLUserRecord& record : list)
+        out.push_back(record.name + ":" + record.hash);
     return out;
 }
 
-KLPlist record(const char* name, const char* hash) { return KLPlist::Dictionary{{"user", name}, {"basic password", hash}}; }
+KLUserRecord record(const char* name, const char* hash) { return {name, hash}; }
 
 // The groups and their members, checking each node's parent on the way.
 Tree treeOf(const KLUserItem& root)
@@ -65,7 +65,7 @@ protected:
     std::shared_ptr<KLGroupsDataSource> read(const std::string& contents)
     {
         dir.write(".htgroups", contents);
-        auto groups = KLGroupsDataSource::initWithUsers({"alice", "bob", "carol"});
+        auto groups = KLGroupsDataSource::initWithUsers(KLNameSet({"alice", "bob", "carol"}));
         groups->setOutlineView(&view);
         return groups;
     }
@@ -222,7 +222,7 @@ TEST_F(CredentialFilesTest, EmptyGroupsExpandAndCollapsingAGroupSelectsIt)
 
 TEST_F(CredentialFilesTest, FilesAreReadInEveryEncodingAndNeverOverwrittenByWhatCannotBeWritten)
 {
-    EXPECT_TRUE(KLUsersDataSource::initWithUserfile()->dataArray().empty()) << "no file";
+    EXPECT_TRUE(KLUsersDataSource::initWithUserfile()->records().empty()) << "no file";
     std::string big, utf16 = "\xFF\xFE", garbage;
     for (int count = 0; big.size() < 5 * 1024 * 1024; ++count)
         big += "user" + std::to_string(count) + ":abJnggxhB/yWI\n";
@@ -249,11 +249,11 @@ TEST_F(CredentialFilesTest, FilesAreReadInEveryEncodingAndNeverOverwrittenByWhat
     for (const auto& [text, users, written] : cases) {
         SCOPED_TRACE(text.substr(0, 40));
         auto source = readUsers(text);
-        EXPECT_EQ(usersOf(source->dataArray()), users.value_or(usersOf(source->dataArray())));
+        EXPECT_EQ(usersOf(source->records()), users.value_or(usersOf(source->records())));
         if (!written)
             continue;
         if (text == undecodable)
-            source->dataArray().push_back(record("bob", "h2"));
+            source->records().push_back(record("bob", "h2"));
         EXPECT_EQ(source->writeUserfile(), *written != latin1 && *written != garbage && *written != undecodable);
         EXPECT_EQ(file(".htusers"), *written);
     }
@@ -300,10 +300,10 @@ TEST_F(CredentialFilesTest, LookUpsFoldCaseAndFollowChanges)
         EXPECT_EQ(users->hasUser(name), user) << name;
     }
     // The pane appends to the shared array directly; look-ups follow.
-    users->dataArray().push_back(record("carol", "h3"));
+    users->records().push_back(record("carol", "h3"));
     EXPECT_TRUE(users->containsItem("CAROL") && users->hasUser("carol"));
     // Same length, other names: the write that follows every change refreshes.
-    users->dataArray().back() = record("dave", "h4");
+    users->records().back() = record("dave", "h4");
     ASSERT_TRUE(users->writeUserfile());
     EXPECT_FALSE(users->hasUser("carol"));
     EXPECT_TRUE(users->hasUser("dave"));
@@ -336,7 +336,7 @@ TEST(MergeTest, UsersAndGroupsKeepBothSidesChanges)
         {"deleted there, changed here", "g: a \n", "g: a b \n", "", "g: a b \n"},
         {"unchanged here", "g: a \n", "g: a \n", "g: a z \nx: c \n", "g: a z \nx: c \n"},
     };
-    auto isUser = [](const std::string& name) { return name.size() == 1; };
+    auto isUser = [](std::string_view name) { return name.size() == 1; };
     for (const MergeCase& c : groupCases) {
         auto parse = [&](int side) { return KLGroupsDataSource::parseGroups(c[side], isUser); };
         auto theirs = parse(3);

@@ -3,6 +3,7 @@
 #include "KLRegex.h"
 #include "KLStringExtensions.h"
 #include "KLUserDefaults.h"
+#include "KLUserRecord.h"
 
 #include <gtest/gtest.h>
 
@@ -78,23 +79,18 @@ TEST(CollectionExtensionsTest, BoolsFlattenIntersectionsAndUserOrder)
     setBoolValue(d, true, "set");
     EXPECT_EQ(d["set"], KLPlist(true));
 
-    KLPlist::Array rows{KLPlist(KLPlist::Dictionary{{"user", "bob"}}), KLPlist("stray"),
-                        KLPlist(KLPlist::Dictionary{{"user", "al"}})};
-    EXPECT_EQ(flattenedStringsWithKey(rows, "user"), (std::vector<std::string>{"bob", "al"}));
     EXPECT_THROW(flattenedArrayWithKey({KLPlist(KLPlist::Dictionary{{"name", "x"}})}, "user"), std::invalid_argument);
     EXPECT_EQ(intersectionWithSet({"a", "b"}, {"b"}), (std::set<std::string>{"b"}));
     // The user order follows the case setting, read once when the order is made.
     auto& defaults = KLUserDefaults::standardUserDefaults();
     defaults.setApplicationIdentifier("test.case-order");
-    auto user = [](const char* name) { return KLPlist(KLPlist::Dictionary{{"user", name}}); };
+    auto user = [](const char* name) { return KLUserRecord{name, ""}; };
     defaults.setBool(false, "Case Sensitive Compare");
-    auto before = usernameOrder();
-    EXPECT_EQ(std::pair(compareOnUsername(user("alice"), user("Bob")), compareUsernames("ALICE", "alice")),
-              std::pair(-1, 0));
+    auto before = KLUserRecord::order();
+    EXPECT_EQ(std::pair(compareUsernames("alice", "Bob"), compareUsernames("ALICE", "alice")), std::pair(-1, 0));
     defaults.setBool(true, "Case Sensitive Compare");
-    EXPECT_EQ(std::tuple(compareOnUsername(user("alice"), user("Bob")),
-                         compareOnUsername(user("alice"), user("Bob"), false), before(user("alice"), user("Bob")),
-                         usernameOrder()(user("alice"), user("Bob"))),
+    EXPECT_EQ(std::tuple(compareUsernames("alice", "Bob"), compareUsernames("alice", "Bob", false),
+                         before(user("alice"), user("Bob")), KLUserRecord::order()(user("alice"), user("Bob"))),
               std::tuple(1, -1, true, false));
 }
 

@@ -18,9 +18,9 @@ protected:
     }
     std::string hashOf(const std::string& name) const
     {
-        for (const KLPlist& record : pref->users()->dataArray())
-            if (record["user"].description() == name)
-                return record["basic password"].description();
+        for (const KLUserRecord& record : pref->users()->records())
+            if (record.name == name)
+                return record.hash;
         return {};
     }
     bool verifies(const std::string& name, const std::string& password) const
