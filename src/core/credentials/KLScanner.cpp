@@ -54,30 +54,45 @@ bool KLScanner::isAtEnd() const
     return skipped(pos_) >= text_.size();
 }
 
-bool KLScanner::scanUpTo(std::string_view stop, std::string* into)
+bool KLScanner::scanUpTo(std::string_view stop, std::size_t& start, std::size_t& end)
 {
-    std::size_t start = skipped(pos_);
+    start = skipped(pos_);
     if (start >= text_.size())
         return false;
-    std::size_t end = text_.find(stop, start);
+    end = text_.find(stop, start);
     if (end == std::string_view::npos)
         end = text_.size();
     if (end == start)
         return false;
-    if (into)
-        into->assign(text_.substr(start, end - start));
     pos_ = end;
     return true;
 }
 
 bool KLScanner::scanUpToString(std::string_view stop, std::string& into)
 {
-    return scanUpTo(stop, &into);
+    std::size_t start = 0;
+    std::size_t end = 0;
+    if (!scanUpTo(stop, start, end))
+        return false;
+    into.assign(text_.substr(start, end - start));
+    return true;
+}
+
+bool KLScanner::scanUpToString(std::string_view stop, std::string_view& into)
+{
+    std::size_t start = 0;
+    std::size_t end = 0;
+    if (!scanUpTo(stop, start, end))
+        return false;
+    into = text_.substr(start, end - start);
+    return true;
 }
 
 bool KLScanner::scanUpToString(std::string_view stop)
 {
-    return scanUpTo(stop, nullptr);
+    std::size_t start = 0;
+    std::size_t end = 0;
+    return scanUpTo(stop, start, end);
 }
 
 bool KLScanner::scanString(std::string_view literal)

@@ -22,6 +22,8 @@ public:
     // Everything up to (not including) the next `stop`, or up to the end when
     // there is none. False, and no move, when that would be nothing.
     bool scanUpToString(std::string_view stop, std::string& into);
+    // The same as a view into the scanned text, for readers that copy less.
+    bool scanUpToString(std::string_view stop, std::string_view& into);
     bool scanUpToString(std::string_view stop);
     // Passes over `literal` when it comes next.
     bool scanString(std::string_view literal);
@@ -33,7 +35,8 @@ public:
 
 private:
     std::size_t skipped(std::size_t from) const;
-    bool scanUpTo(std::string_view stop, std::string* into);
+    // Where the text up to `stop` begins and ends; false, and no move, for nothing.
+    bool scanUpTo(std::string_view stop, std::size_t& start, std::size_t& end);
 
     std::string_view text_;
     Skip skip_;

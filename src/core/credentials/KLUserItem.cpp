@@ -3,7 +3,9 @@
 #include "KLCollectionExtensions.h"
 
 KLUserItem::KLUserItem(std::optional<std::string> value, KLUserItem* parent, std::optional<Children> children)
-    : value_(std::move(value)), parent_(parent), children_(std::move(children)), hasChildren_(children_.has_value())
+    : value_(value ? std::move(*value) : std::string()), parent_(parent),
+      children_(children ? std::make_unique<Children>(std::move(*children)) : nullptr), hasValue_(value.has_value()),
+      hasChildren_(children.has_value())
 {
 }
 
@@ -15,13 +17,13 @@ std::shared_ptr<KLUserItem> KLUserItem::itemWithValue(std::optional<std::string>
 
 const std::string& KLUserItem::value() const
 {
-    static const std::string none;
-    return value_ ? *value_ : none;
+    return value_;
 }
 
 void KLUserItem::setValue(std::string value)
 {
     value_ = std::move(value);
+    hasValue_ = true;
 }
 
 int KLUserItem::compareTo(const KLUserItem& other) const
@@ -36,7 +38,7 @@ int KLUserItem::compareTo(const KLUserItem& other, bool caseSensitive) const
 
 std::string KLUserItem::description() const
 {
-    std::string text = value_ ? *value_ : "(root)";
+    std::string text = hasValue_ ? value_ : "(root)";
     if (children_)
         text += " [" + std::to_string(children_->size()) + " children]";
     return text;

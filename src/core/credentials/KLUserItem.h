@@ -23,8 +23,8 @@ public:
     KLUserItem* parent() const { return parent_; }
     void setParent(KLUserItem* parent) { parent_ = parent; }
     // Null for members.
-    Children* children() { return children_ ? &*children_ : nullptr; }
-    const Children* children() const { return children_ ? &*children_ : nullptr; }
+    Children* children() { return children_.get(); }
+    const Children* children() const { return children_.get(); }
     // Fixed at creation: whether the node was made with a children array
     // (groups and the root), not whether it has any child.
     bool hasChildren() const { return hasChildren_; }
@@ -36,8 +36,10 @@ public:
     std::string description() const;
 
 private:
-    std::optional<std::string> value_;
+    // Small, as a group of a thousand members holds a thousand of them.
+    std::string value_;
     KLUserItem* parent_;
-    std::optional<Children> children_;
+    std::unique_ptr<Children> children_;
+    bool hasValue_;
     bool hasChildren_;
 };

@@ -75,8 +75,8 @@ KLUserRecords KLUsersDataSource::parseUsers(std::string_view text)
     KLScanner scanner(text, KLScanner::Skip::WhitespaceAndNewlines);
     // Both persist from one line to the next: a name without a hash behind
     // it at the very end takes the previous line's hash.
-    std::string name;
-    std::string hash;
+    std::string_view name;
+    std::string_view hash;
     while (!scanner.isAtEnd()) {
         if (!scanner.scanUpToString(":", name)) {
             // A line that starts with ":" would hold the scanner in place.
@@ -88,7 +88,7 @@ KLUserRecords KLUsersDataSource::parseUsers(std::string_view text)
         // The access file writer's stand-in for "nobody" is never an account.
         if (KLNameIndex::equalIgnoringCase(name, KLFSItem::kPlaceholder))
             continue;
-        users.push_back({name, hash});
+        users.push_back({std::string(name), std::string(hash)});
     }
     return users;
 }
