@@ -19,11 +19,6 @@ namespace {
 
 constexpr const char* kSortGroupsKey = "Sort Groups";
 
-bool isASCII(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 std::optional<std::string> groupsFilePath()
 {
     KLPaneContext* pane = KLPaneContext::shared();
@@ -145,7 +140,7 @@ void KLGroupsDataSource::addMembers(KLUserItem& group, std::string_view members,
     KLUserItem::Children& children = *group.children();
     children.reserve(names.size());
     for (std::string_view name : names) {
-        block->emplace_back(std::string(name), &group, std::nullopt);
+        block->emplace_back(name, &group);
         children.emplace_back(block, &block->back());
     }
 }

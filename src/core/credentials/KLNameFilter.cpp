@@ -2,15 +2,11 @@
 
 #include "KLCollectionExtensions.h"
 #include "KLNameIndex.h"
+#include "KLStringExtensions.h"
 
 #include <algorithm>
 
 namespace {
-
-bool isAscii(std::string_view s)
-{
-    return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 char lowered(char c)
 {
@@ -24,7 +20,7 @@ bool KLNameFilter::matches(std::string_view name) const
     if (text_.empty() || caseSensitive_)
         return name.find(text_) != std::string_view::npos;
     // Names are ASCII nearly always: compare in place rather than fold a copy.
-    if (isAscii(name))
+    if (isASCII(name))
         return std::search(name.begin(), name.end(), folded_.begin(), folded_.end(),
                            [](char a, char b) { return lowered(a) == b; }) != name.end();
     return KLNameIndex::folded(name).find(folded_) != std::string::npos;

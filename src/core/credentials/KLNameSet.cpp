@@ -12,11 +12,24 @@ std::size_t capacityFor(std::size_t names)
     return std::bit_ceil(std::max<std::size_t>(names * 2, 16));
 }
 
-std::uint64_t load(const char* p, std::size_t n)
+template <typename Word>
+std::uint64_t load(const char* p)
 {
-    std::uint64_t word = 0;
-    std::memcpy(&word, p, n);
+    Word word = 0;
+    std::memcpy(&word, p, sizeof word);
     return word;
+}
+
+// The last bytes after the whole words, by fixed-size loads that may overlap
+// (a memcpy of a variable length would be a call per name).
+std::uint64_t tail(const char* p, std::size_t n)
+{
+    if (n >= 4)
+        return load<std::uint32_t>(p) | load<std::uint32_t>(p + n - 4) << 32;
+    if (n > 0)
+        return static_cast<unsigned char>(p[0]) | static_cast<std::uint64_t>(static_cast<unsigned char>(p[n / 2])) << 8 |
+               static_cast<std::uint64_t>(static_cast<unsigned char>(p[n - 1])) << 16;
+    return 0;
 }
 
 std::uint64_t mix(std::uint64_t h)
@@ -44,8 +57,8 @@ std::uint32_t KLNameSet::hashOf(std::string_view name)
     std::uint64_t h = name.size() * 0x9e3779b97f4a7c15ULL;
     std::size_t i = 0;
     for (; i + 8 <= name.size(); i += 8)
-        h = mix(h ^ load(name.data() + i, 8));
-    return static_cast<std::uint32_t>(mix(h ^ load(name.data() + i, name.size() - i)));
+        h = mix(h ^ load<std::uint64_t>(name.data() + i));
+    return static_cast<std::uint32_t>(mix(h ^ tail(name.data() + i, name.size() - i)));
 }
 
 bool KLNameSet::matches(const Slot& slot, std::uint32_t hash, std::string_view name) const

@@ -9,6 +9,11 @@ KLUserItem::KLUserItem(std::optional<std::string> value, KLUserItem* parent, std
 {
 }
 
+KLUserItem::KLUserItem(std::string_view member, KLUserItem* group)
+    : value_(member), parent_(group), hasValue_(true), hasChildren_(false)
+{
+}
+
 std::shared_ptr<KLUserItem> KLUserItem::itemWithValue(std::optional<std::string> value, KLUserItem* parent,
                                                       std::optional<Children> children)
 {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // One node of the groups tree: the root (no value), a group (its name and a
@@ -14,6 +15,8 @@ public:
     using Children = std::vector<std::shared_ptr<KLUserItem>>;
 
     KLUserItem(std::optional<std::string> value, KLUserItem* parent, std::optional<Children> children);
+    // A member of `group`, its name copied once.
+    KLUserItem(std::string_view member, KLUserItem* group);
     static std::shared_ptr<KLUserItem> itemWithValue(std::optional<std::string> value, KLUserItem* parent,
                                                      std::optional<Children> children);
 

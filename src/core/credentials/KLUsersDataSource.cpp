@@ -19,11 +19,6 @@ namespace {
 
 constexpr const char* kNewFileExtensionKey = "New File Extension";
 
-bool isASCII(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 std::optional<std::string> usersFilePath()
 {
     KLPaneContext* pane = KLPaneContext::shared();

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <set>
 
@@ -37,6 +38,22 @@ std::string sprintfString(const char* format, double value)
 }
 
 } // namespace
+
+bool isASCII(std::string_view s)
+{
+    std::size_t i = 0;
+    for (; i + 8 <= s.size(); i += 8) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, s.data() + i, 8);
+        if (eight & 0x8080808080808080ULL)
+            return false;
+    }
+    for (; i < s.size(); ++i) {
+        if (static_cast<unsigned char>(s[i]) >= 0x80)
+            return false;
+    }
+    return true;
+}
 
 std::string stringByRemovingSurroundingWhitespace(std::string_view s)
 {

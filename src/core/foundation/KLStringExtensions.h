@@ -11,6 +11,8 @@
 // here is always the four characters " \t\r\n".
 
 std::string stringByRemovingSurroundingWhitespace(std::string_view s);
+// Whether every byte is below 0x80; eight at a time, as whole files are asked.
+bool isASCII(std::string_view s);
 // The set of removed characters is built from the argument of the very first
 // call in the process and reused by every later call, whatever they pass.
 std::string stringByRemovingCharactersInString(std::string_view s, std::string_view set);

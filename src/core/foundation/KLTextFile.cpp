@@ -110,10 +110,16 @@ std::optional<std::string> KLTextFile::readBytes(const std::string& path)
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return std::nullopt;
-    std::string bytes;
-    char buffer[65536];
+    // Read in place at the size the file has now, plus a byte to see its
+    // end; a file that grows meanwhile is read to its new end.
+    struct stat info{};
+    std::size_t room = ::fstat(fd, &info) == 0 && info.st_size > 0 ? static_cast<std::size_t>(info.st_size) + 1 : 4096;
+    std::string bytes(room, '\0');
+    std::size_t used = 0;
     for (;;) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (used == bytes.size())
+            bytes.resize(bytes.size() * 2);
+        ssize_t n = ::read(fd, bytes.data() + used, bytes.size() - used);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
@@ -122,9 +128,10 @@ std::optional<std::string> KLTextFile::readBytes(const std::string& path)
         }
         if (n == 0)
             break;
-        bytes.append(buffer, static_cast<std::size_t>(n));
+        used += static_cast<std::size_t>(n);
     }
     ::close(fd);
+    bytes.resize(used);
     return bytes;
 }
 

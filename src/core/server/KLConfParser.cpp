@@ -3,6 +3,7 @@
 #include "KLFileExtensions.h"
 #include "KLLog.h"
 #include "KLRunLoop.h"
+#include "KLStringExtensions.h"
 #include "KLTextFile.h"
 
 #include <unicode/uchar.h>
@@ -16,15 +17,6 @@
 #include <utility>
 
 namespace {
-
-bool isASCII(std::string_view s)
-{
-    for (char c : s) {
-        if (static_cast<unsigned char>(c) >= 0x80)
-            return false;
-    }
-    return true;
-}
 
 char asciiLower(char c)
 {
