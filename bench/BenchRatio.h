@@ -13,3 +13,6 @@ struct BenchComparison
 };
 
 int runBenchmarksWithRatios(int argc, char** argv, const std::vector<BenchComparison>& comparisons);
+
+// Runs a program with its output thrown away; whether it exited with 0.
+bool runQuietly(const std::vector<std::string>& argv);

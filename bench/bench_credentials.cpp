@@ -8,10 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -19,8 +16,6 @@
 #include <fstream>
 #include <string>
 #include <vector>
-
-extern char** environ;
 
 namespace {
 
@@ -142,16 +137,7 @@ void BM_HtpasswdAddUser(benchmark::State& state)
     int added = 0;
     for (auto _ : state) {
         std::string name = "ref" + std::to_string(added++);
-        const char* argv[] = {kHtpasswd, "-b", "-d", f.usersPath.c_str(), name.c_str(), "secret", nullptr};
-        pid_t pid = 0;
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        int spawned = ::posix_spawn(&pid, kHtpasswd, &actions, nullptr, const_cast<char**>(argv), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        int status = 0;
-        if (spawned != 0 || ::waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        if (!runQuietly({kHtpasswd, "-b", "-d", f.usersPath, name, "secret"}))
             state.SkipWithError("htpasswd failed");
     }
 }

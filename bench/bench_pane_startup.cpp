@@ -1,7 +1,8 @@
 // The pane's start-up on a personal web folder holding 100,000 users and
 // 100 groups of 1,000 members, against the same start-up on an empty one:
-// the controller waking behind headless views, and the Qt pane in its host
-// window up to its first paint on the offscreen platform.
+// the controller waking behind headless views, the Qt pane in its host
+// window up to its first paint on the offscreen platform, and the whole
+// `fendrelctl --json user list` process.
 #include "BenchRatio.h"
 #include "FendrelHostWindow.h"
 #include "FendrelPref.h"
@@ -141,6 +142,16 @@ void BM_QtPaneStartup(benchmark::State& state)
 }
 BENCHMARK(BM_QtPaneStartup)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly();
 
+void BM_CliUserList(benchmark::State& state)
+{
+    useHome(homes().home(state));
+    for (auto _ : state) {
+        if (!runQuietly({FENDRELCTL_PATH, "--json", "user", "list"}))
+            state.SkipWithError("fendrelctl failed");
+    }
+}
+BENCHMARK(BM_CliUserList)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly();
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -155,7 +166,9 @@ int main(int argc, char** argv)
                                            "BM_ControllerStartup/1/repeats:5_median",
                                            "BM_ControllerStartup/0/repeats:5_median"},
                                           {"qt_pane_startup_100k_users_vs_empty", "BM_QtPaneStartup/1/repeats:5_median",
-                                           "BM_QtPaneStartup/0/repeats:5_median"}});
+                                           "BM_QtPaneStartup/0/repeats:5_median"},
+                                          {"cli_user_list_100k_users_vs_empty", "BM_CliUserList/1/repeats:5_median",
+                                           "BM_CliUserList/0/repeats:5_median"}});
     KLRunLoop::setMain(nullptr);
     return status;
 }

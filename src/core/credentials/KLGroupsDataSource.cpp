@@ -123,7 +123,7 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
 void KLGroupsDataSource::addMembers(KLUserItem& group, std::string_view members, const MemberFilter& keepUsers)
 {
     std::vector<std::string_view> names;
-    names.reserve(static_cast<std::size_t>(std::count(members.begin(), members.end(), ' ')) + 1);
+    names.reserve(countOf(members, ' ') + 1);
     for (std::size_t start = 0;;) {
         std::size_t end = members.find(' ', start);
         names.push_back(members.substr(start, end == std::string_view::npos ? end : end - start));

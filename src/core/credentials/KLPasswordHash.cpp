@@ -23,9 +23,18 @@ constexpr const char* kBcryptPrefix = "$2b$";
 
 // One of kSaltCharacters, without a search through them (the users table
 // asks for every row).
+// One look-up per character: the users table asks for every user's kind.
+constexpr std::array<bool, 256> kIsSaltCharacter = [] {
+    std::array<bool, 256> table{};
+    for (int c = 0; c < 256; ++c)
+        table[static_cast<std::size_t>(c)] =
+            (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' || c == '/';
+    return table;
+}();
+
 bool isSaltCharacter(char c)
 {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' || c == '/';
+    return kIsSaltCharacter[static_cast<unsigned char>(c)];
 }
 
 struct Prefix
@@ -112,9 +121,11 @@ KLPasswordHash::Kind KLPasswordHash::kindOf(std::string_view hash)
 {
     if (hash.ends_with('\r'))
         hash.remove_suffix(1);
-    for (const Prefix& prefix : kPrefixes)
-        if (hash.starts_with(prefix.text))
-            return prefix.kind;
+    if (hash.starts_with('$') || hash.starts_with('{')) {
+        for (const Prefix& prefix : kPrefixes)
+            if (hash.starts_with(prefix.text))
+                return prefix.kind;
+    }
     bool des = hash.size() == kDESHashLength && std::all_of(hash.begin(), hash.end(), isSaltCharacter);
     return des ? Kind::DES : Kind::Other;
 }

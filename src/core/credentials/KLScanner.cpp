@@ -43,6 +43,9 @@ std::size_t KLScanner::skipped(std::size_t from) const
 {
     if (skip_ == Skip::None)
         return from;
+    // Most scans start on a printable ASCII character.
+    if (from < text_.size() && text_[from] > ' ' && text_[from] < 0x7f)
+        return from;
     std::size_t length = 0;
     while (from < text_.size() && isWhitespaceOrNewline(codePointAt(text_, from, length)))
         from += length;
@@ -59,7 +62,7 @@ bool KLScanner::scanUpTo(std::string_view stop, std::size_t& start, std::size_t&
     start = skipped(pos_);
     if (start >= text_.size())
         return false;
-    end = text_.find(stop, start);
+    end = stop.size() == 1 ? text_.find(stop.front(), start) : text_.find(stop, start);
     if (end == std::string_view::npos)
         end = text_.size();
     if (end == start)

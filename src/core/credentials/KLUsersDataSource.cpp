@@ -66,7 +66,7 @@ KLUserRecords KLUsersDataSource::parseUserfile(bool useNewFile)
 KLUserRecords KLUsersDataSource::parseUsers(std::string_view text)
 {
     KLUserRecords users;
-    users.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
+    users.reserve(countOf(text, '\n') + 1);
     KLScanner scanner(text, KLScanner::Skip::WhitespaceAndNewlines);
     // Both persist from one line to the next: a name without a hash behind
     // it at the very end takes the previous line's hash.

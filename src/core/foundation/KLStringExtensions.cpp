@@ -2,6 +2,7 @@
 
 #include <glob.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -53,6 +54,24 @@ bool isASCII(std::string_view s)
             return false;
     }
     return true;
+}
+
+std::size_t countOf(std::string_view s, char c)
+{
+    constexpr std::uint64_t kLow7 = 0x7f7f7f7f7f7f7f7fULL;
+    const std::uint64_t pattern = 0x0101010101010101ULL * static_cast<unsigned char>(c);
+    std::size_t count = 0;
+    std::size_t i = 0;
+    for (; i + 8 <= s.size(); i += 8) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, s.data() + i, 8);
+        std::uint64_t x = eight ^ pattern;
+        // The high bit of each byte of x that is zero, and of no other.
+        count += static_cast<std::size_t>(std::popcount(~(((x & kLow7) + kLow7) | x | kLow7)));
+    }
+    for (; i < s.size(); ++i)
+        count += s[i] == c;
+    return count;
 }
 
 std::string stringByRemovingSurroundingWhitespace(std::string_view s)

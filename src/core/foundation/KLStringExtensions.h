@@ -13,6 +13,8 @@
 std::string stringByRemovingSurroundingWhitespace(std::string_view s);
 // Whether every byte is below 0x80; eight at a time, as whole files are asked.
 bool isASCII(std::string_view s);
+// How many bytes are `c`, eight at a time (lines or members of a whole file).
+std::size_t countOf(std::string_view s, char c);
 // The set of removed characters is built from the argument of the very first
 // call in the process and reused by every later call, whatever they pass.
 std::string stringByRemovingCharactersInString(std::string_view s, std::string_view set);

@@ -216,6 +216,10 @@ bool KLUserDefaults::setCFObject(const KLPlist& value, const std::string& key)
         next.erase(key);
     else
         next[key] = value;
+    // The file holds these values already: start-up sets several settings
+    // to what they are, and each write is two flushes to the disk.
+    if (storedSize_ >= 0 && next == stored_)
+        return true;
 
     std::string path = preferencesPath();
     auto slash = path.rfind('/');
