@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPainter>
+#include <QScrollBar>
 
 #include <algorithm>
 
@@ -35,6 +36,14 @@ KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* 
     verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
+    horizontalHeader()->setResizeContentsPrecision(kMeasuredRows);
+    // Whatever may change what a row shows, or which rows Qt would measure.
+    connect(model_, &QAbstractItemModel::modelReset, this, &KLTableView::forgetColumnWidths);
+    connect(model_, &QAbstractItemModel::layoutChanged, this, &KLTableView::forgetColumnWidths);
+    connect(model_, &QAbstractItemModel::rowsInserted, this, &KLTableView::forgetColumnWidths);
+    connect(model_, &QAbstractItemModel::rowsRemoved, this, &KLTableView::forgetColumnWidths);
+    connect(model_, &QAbstractItemModel::dataChanged, this, &KLTableView::forgetColumnWidths);
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &KLTableView::forgetColumnWidths);
 }
 
 int KLTableView::columnIndex(const std::string& identifier) const
@@ -105,6 +114,7 @@ void KLTableView::keepingSelection(const std::function<void()>& change)
 
 void KLTableView::reloadItem(KLItem)
 {
+    forgetColumnWidths();
     viewport()->update();
 }
 
@@ -178,6 +188,7 @@ int KLTableView::rowForItem(KLItem) const
 
 void KLTableView::setNeedsDisplay()
 {
+    forgetColumnWidths();
     viewport()->update();
 }
 
@@ -187,6 +198,20 @@ void KLTableView::changeEvent(QEvent* event)
     QTableView::changeEvent(event);
     if (event->type() == QEvent::FontChange)
         verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+        forgetColumnWidths();
+}
+
+int KLTableView::sizeHintForColumn(int column) const
+{
+    if (column < 0)
+        return QTableView::sizeHintForColumn(column);
+    if (columnWidths_.size() <= static_cast<std::size_t>(column))
+        columnWidths_.resize(static_cast<std::size_t>(column) + 1, -1);
+    int& width = columnWidths_[static_cast<std::size_t>(column)];
+    if (width < 0)
+        width = QTableView::sizeHintForColumn(column);
+    return width;
 }
 
 void KLTableView::keyPressEvent(QKeyEvent* event)

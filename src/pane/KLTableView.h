@@ -6,6 +6,7 @@
 #include <QTableView>
 
 #include <functional>
+#include <vector>
 
 class QtTableModel;
 
@@ -21,6 +22,9 @@ class KLTableView : public QTableView, public KLListView
 public:
     // The font size of the drag image text.
     static constexpr int kDragFontSize = 12;
+    // The rows a column fitting its contents is measured on: those shown
+    // and their neighbours, all of an ordinary file's.
+    static constexpr int kMeasuredRows = 100;
 
     KLTableView(const QString& outletName, QtColumns columns, QWidget* parent = nullptr);
 
@@ -71,6 +75,10 @@ signals:
 
 protected:
     void changeEvent(QEvent* event) override;
+    // Qt measures the columns that fit their contents anew on every layout
+    // pass; their widths only change with what the rows show, so one
+    // measure serves until then.
+    int sizeHintForColumn(int column) const override;
     void keyPressEvent(QKeyEvent* event) override;
     void startDrag(Qt::DropActions supportedActions) override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
@@ -79,7 +87,10 @@ private:
     // Runs a change of the rows and selects the source rows selected before,
     // as far as they are shown.
     void keepingSelection(const std::function<void()>& change);
+    void forgetColumnWidths() { columnWidths_.clear(); }
 
     QtTableModel* model_;
     bool quiet_ = false;
+    // Measured widths by column, -1 where not measured yet.
+    mutable std::vector<int> columnWidths_;
 };
