@@ -13,12 +13,12 @@
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPainter>
-#include <QScrollBar>
 
 #include <algorithm>
 
 KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* parent)
-    : QTableView(parent), model_(new QtTableModel(*this, std::move(columns), this))
+    : QTableView(parent), model_(new QtTableModel(*this, std::move(columns), this)),
+      columnWidths_(*this, *model_)
 {
     setObjectName(outletName);
     setModel(model_);
@@ -37,13 +37,6 @@ KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* 
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
     horizontalHeader()->setResizeContentsPrecision(kMeasuredRows);
-    // Whatever may change what a row shows, or which rows Qt would measure.
-    connect(model_, &QAbstractItemModel::modelReset, this, &KLTableView::forgetColumnWidths);
-    connect(model_, &QAbstractItemModel::layoutChanged, this, &KLTableView::forgetColumnWidths);
-    connect(model_, &QAbstractItemModel::rowsInserted, this, &KLTableView::forgetColumnWidths);
-    connect(model_, &QAbstractItemModel::rowsRemoved, this, &KLTableView::forgetColumnWidths);
-    connect(model_, &QAbstractItemModel::dataChanged, this, &KLTableView::forgetColumnWidths);
-    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &KLTableView::forgetColumnWidths);
 }
 
 int KLTableView::columnIndex(const std::string& identifier) const
@@ -114,7 +107,7 @@ void KLTableView::keepingSelection(const std::function<void()>& change)
 
 void KLTableView::reloadItem(KLItem)
 {
-    forgetColumnWidths();
+    columnWidths_.forget();
     viewport()->update();
 }
 
@@ -188,7 +181,7 @@ int KLTableView::rowForItem(KLItem) const
 
 void KLTableView::setNeedsDisplay()
 {
-    forgetColumnWidths();
+    columnWidths_.forget();
     viewport()->update();
 }
 
@@ -198,20 +191,11 @@ void KLTableView::changeEvent(QEvent* event)
     QTableView::changeEvent(event);
     if (event->type() == QEvent::FontChange)
         verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
-        forgetColumnWidths();
 }
 
 int KLTableView::sizeHintForColumn(int column) const
 {
-    if (column < 0)
-        return QTableView::sizeHintForColumn(column);
-    if (columnWidths_.size() <= static_cast<std::size_t>(column))
-        columnWidths_.resize(static_cast<std::size_t>(column) + 1, -1);
-    int& width = columnWidths_[static_cast<std::size_t>(column)];
-    if (width < 0)
-        width = QTableView::sizeHintForColumn(column);
-    return width;
+    return columnWidths_.width(column, [this, column] { return QTableView::sizeHintForColumn(column); });
 }
 
 void KLTableView::keyPressEvent(QKeyEvent* event)

@@ -2,11 +2,11 @@
 
 #include "KLListView.h"
 #include "QtColumn.h"
+#include "QtColumnWidths.h"
 
 #include <QTableView>
 
 #include <functional>
-#include <vector>
 
 class QtTableModel;
 
@@ -75,9 +75,6 @@ signals:
 
 protected:
     void changeEvent(QEvent* event) override;
-    // Qt measures the columns that fit their contents anew on every layout
-    // pass; their widths only change with what the rows show, so one
-    // measure serves until then.
     int sizeHintForColumn(int column) const override;
     void keyPressEvent(QKeyEvent* event) override;
     void startDrag(Qt::DropActions supportedActions) override;
@@ -87,10 +84,8 @@ private:
     // Runs a change of the rows and selects the source rows selected before,
     // as far as they are shown.
     void keepingSelection(const std::function<void()>& change);
-    void forgetColumnWidths() { columnWidths_.clear(); }
 
     QtTableModel* model_;
     bool quiet_ = false;
-    // Measured widths by column, -1 where not measured yet.
-    mutable std::vector<int> columnWidths_;
+    mutable QtColumnWidths columnWidths_;
 };
