@@ -155,9 +155,7 @@ int KLOutlineView::rowForIndex(const QModelIndex& target) const
 void KLOutlineView::reloadData()
 {
     std::set<KLItem> expanded;
-    for (QModelIndex index = firstRow(); index.isValid(); index = indexBelow(index))
-        if (isExpanded(index))
-            expanded.insert(model_->itemForIndex(index));
+    collectExpansion(expanded, QModelIndex());
     std::vector<int> before = selectedRows();
     quiet_ = true;
     model_->reload();
@@ -173,6 +171,20 @@ void KLOutlineView::reloadData()
     quiet_ = false;
     if (selectedRows() != before)
         notifySelection();
+}
+
+// The shown rows, from the model: walking them in the view would lay out
+// the rows the reload is about to drop.
+void KLOutlineView::collectExpansion(std::set<KLItem>& expanded, const QModelIndex& parent) const
+{
+    int rows = model_->rowCount(parent);
+    for (int row = 0; row < rows; ++row) {
+        QModelIndex index = model_->index(row, 0, parent);
+        if (!isRowHidden(row, parent) && isExpanded(index)) {
+            expanded.insert(model_->itemForIndex(index));
+            collectExpansion(expanded, index);
+        }
+    }
 }
 
 void KLOutlineView::restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent)

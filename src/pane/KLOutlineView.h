@@ -91,6 +91,7 @@ private:
     QModelIndex firstRow() const;
     void endReleasedEdit(QAbstractItemDelegate::EndEditHint hint);
     void expandPending();
+    void collectExpansion(std::set<KLItem>& expanded, const QModelIndex& parent) const;
     void restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent);
 
     QtOutlineModel* model_;
