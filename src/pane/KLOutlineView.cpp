@@ -15,7 +15,8 @@
 #include <utility>
 
 KLOutlineView::KLOutlineView(const QString& outletName, QtColumns columns, QWidget* parent)
-    : QTreeView(parent), model_(new QtOutlineModel(*this, std::move(columns), this))
+    : QTreeView(parent), model_(new QtOutlineModel(*this, std::move(columns), this)),
+      columnWidths_(*this, *model_)
 {
     setObjectName(outletName);
     setModel(model_);
@@ -31,10 +32,12 @@ KLOutlineView::KLOutlineView(const QString& outletName, QtColumns columns, QWidg
     header()->setStretchLastSection(false);
 
     connect(this, &QTreeView::expanded, this, [this](const QModelIndex& index) {
+        columnWidths_.forget();
         if (auto* source = model_->dataSource())
             source->itemWillExpand(*this, model_->itemForIndex(index));
     });
     connect(this, &QTreeView::collapsed, this, [this](const QModelIndex& index) {
+        columnWidths_.forget();
         if (auto* source = model_->dataSource())
             source->itemWillCollapse(*this, model_->itemForIndex(index));
     });
@@ -96,6 +99,7 @@ void KLOutlineView::setFilterText(const QString& text)
 
 void KLOutlineView::applyFilter()
 {
+    columnWidths_.forget();
     const QtColumns& columns = model_->columns();
     auto text = std::find_if(columns.begin(), columns.end(),
                              [](const QtColumn& c) { return c.kind == QtColumn::Kind::Text; });
@@ -151,11 +155,7 @@ int KLOutlineView::rowForIndex(const QModelIndex& target) const
 void KLOutlineView::reloadData()
 {
     std::set<KLItem> expanded;
-    for (int row = 0; row < numberOfRows(); ++row) {
-        QModelIndex index = indexAtRow(row);
-        if (isExpanded(index))
-            expanded.insert(model_->itemForIndex(index));
-    }
+    collectExpansion(expanded, QModelIndex());
     std::vector<int> before = selectedRows();
     quiet_ = true;
     model_->reload();
@@ -171,6 +171,20 @@ void KLOutlineView::reloadData()
     quiet_ = false;
     if (selectedRows() != before)
         notifySelection();
+}
+
+// The shown rows, from the model: walking them in the view would lay out
+// the rows the reload is about to drop.
+void KLOutlineView::collectExpansion(std::set<KLItem>& expanded, const QModelIndex& parent) const
+{
+    int rows = model_->rowCount(parent);
+    for (int row = 0; row < rows; ++row) {
+        QModelIndex index = model_->index(row, 0, parent);
+        if (!isRowHidden(row, parent) && isExpanded(index)) {
+            expanded.insert(model_->itemForIndex(index));
+            collectExpansion(expanded, index);
+        }
+    }
 }
 
 void KLOutlineView::restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent)
@@ -189,6 +203,7 @@ void KLOutlineView::restoreExpansion(const std::set<KLItem>& expanded, const QMo
 
 void KLOutlineView::reloadItem(KLItem item)
 {
+    columnWidths_.forget();
     model_->reloadItem(item);
 }
 
@@ -321,7 +336,13 @@ bool KLOutlineView::isItemExpanded(KLItem item) const
 
 void KLOutlineView::setNeedsDisplay()
 {
+    columnWidths_.forget();
     viewport()->update();
+}
+
+int KLOutlineView::sizeHintForColumn(int column) const
+{
+    return columnWidths_.width(column, [this, column] { return QTreeView::sizeHintForColumn(column); });
 }
 
 void KLOutlineView::paintEvent(QPaintEvent* event)

@@ -3,6 +3,7 @@
 #include "KLListView.h"
 #include "KLNameFilter.h"
 #include "QtColumn.h"
+#include "QtColumnWidths.h"
 
 #include <QPointer>
 #include <QTreeView>
@@ -76,6 +77,7 @@ protected:
     bool edit(const QModelIndex& index, EditTrigger trigger, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    int sizeHintForColumn(int column) const override;
     QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,
                                                          const QEvent* event = nullptr) const override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
@@ -89,9 +91,11 @@ private:
     QModelIndex firstRow() const;
     void endReleasedEdit(QAbstractItemDelegate::EndEditHint hint);
     void expandPending();
+    void collectExpansion(std::set<KLItem>& expanded, const QModelIndex& parent) const;
     void restoreExpansion(const std::set<KLItem>& expanded, const QModelIndex& parent);
 
     QtOutlineModel* model_;
+    mutable QtColumnWidths columnWidths_;
     KLNameFilter filter_;
     bool quiet_ = false;
     bool painting_ = false;

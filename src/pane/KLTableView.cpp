@@ -17,7 +17,8 @@
 #include <algorithm>
 
 KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* parent)
-    : QTableView(parent), model_(new QtTableModel(*this, std::move(columns), this))
+    : QTableView(parent), model_(new QtTableModel(*this, std::move(columns), this)),
+      columnWidths_(*this, *model_)
 {
     setObjectName(outletName);
     setModel(model_);
@@ -35,6 +36,7 @@ KLTableView::KLTableView(const QString& outletName, QtColumns columns, QWidget* 
     verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
+    horizontalHeader()->setResizeContentsPrecision(kMeasuredRows);
 }
 
 int KLTableView::columnIndex(const std::string& identifier) const
@@ -105,6 +107,7 @@ void KLTableView::keepingSelection(const std::function<void()>& change)
 
 void KLTableView::reloadItem(KLItem)
 {
+    columnWidths_.forget();
     viewport()->update();
 }
 
@@ -178,6 +181,7 @@ int KLTableView::rowForItem(KLItem) const
 
 void KLTableView::setNeedsDisplay()
 {
+    columnWidths_.forget();
     viewport()->update();
 }
 
@@ -187,6 +191,11 @@ void KLTableView::changeEvent(QEvent* event)
     QTableView::changeEvent(event);
     if (event->type() == QEvent::FontChange)
         verticalHeader()->setDefaultSectionSize(QtCellDelegate::tableRowHeight(this));
+}
+
+int KLTableView::sizeHintForColumn(int column) const
+{
+    return columnWidths_.width(column, [this, column] { return QTableView::sizeHintForColumn(column); });
 }
 
 void KLTableView::keyPressEvent(QKeyEvent* event)

@@ -2,6 +2,7 @@
 
 #include "KLListView.h"
 #include "QtColumn.h"
+#include "QtColumnWidths.h"
 
 #include <QTableView>
 
@@ -21,6 +22,9 @@ class KLTableView : public QTableView, public KLListView
 public:
     // The font size of the drag image text.
     static constexpr int kDragFontSize = 12;
+    // The rows a column fitting its contents is measured on: those shown
+    // and their neighbours, all of an ordinary file's.
+    static constexpr int kMeasuredRows = 100;
 
     KLTableView(const QString& outletName, QtColumns columns, QWidget* parent = nullptr);
 
@@ -71,6 +75,7 @@ signals:
 
 protected:
     void changeEvent(QEvent* event) override;
+    int sizeHintForColumn(int column) const override;
     void keyPressEvent(QKeyEvent* event) override;
     void startDrag(Qt::DropActions supportedActions) override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
@@ -82,4 +87,5 @@ private:
 
     QtTableModel* model_;
     bool quiet_ = false;
+    mutable QtColumnWidths columnWidths_;
 };

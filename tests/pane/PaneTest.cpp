@@ -487,15 +487,18 @@ TEST_F(PaneFixture, EachProtectedFolderShowsTheServersAnswerAndTheSelectedOneIts
 }
 
 // Another program adds a user while the pane is shown: the table shows it
-// soon, through the Qt run loop, and the selected user stays selected.
+// soon, through the Qt run loop, the selected user stays selected and the
+// hash column widens to the new user's hash name.
 TEST_F(PaneFixture, AUserAddedByAnotherProgramShowsAndTheSelectionStays)
 {
     users().selectRow(2, false);
     ASSERT_EQ(users().tableModel()->index(2, 1).data().toString(), "bob");
+    int hashWidth = users().columnWidth(2);
     std::string text = read(".htusers");
-    std::ofstream(file(".htusers")) << "zoe:abJnggxhB/yWI\n" << text;
+    std::ofstream(file(".htusers")) << "zoe:$2y$05$abcdefghijklmnopqrstuuVbWJ0Cz2OGkpaGeGn6S0y2CshAhzGj\n" << text;
     EXPECT_TRUE(PaneTestApp::waitFor([&] { return users().tableModel()->index(3, 1).data().toString() == "bob"; }, 10000));
     EXPECT_EQ(users().selectedRow(), 3);
+    EXPECT_GT(users().columnWidth(2), hashWidth) << "\"bcrypt\" is wider than \"DES\"";
 }
 
 TEST_F(PaneFixture, ANewerVersionOpensTheUpdatePanelAndLaterClosesIt)
