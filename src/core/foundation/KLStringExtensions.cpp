@@ -2,7 +2,6 @@
 
 #include <glob.h>
 
-#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -66,8 +65,11 @@ std::size_t countOf(std::string_view s, char c)
         std::uint64_t eight = 0;
         std::memcpy(&eight, s.data() + i, 8);
         std::uint64_t x = eight ^ pattern;
-        // The high bit of each byte of x that is zero, and of no other.
-        count += static_cast<std::size_t>(std::popcount(~(((x & kLow7) + kLow7) | x | kLow7)));
+        // The high bit of each byte of x that is zero, and of no other, moved
+        // to the bottom of its byte; the multiplication sums the bytes into
+        // the top one (a call to popcount is a library call on older CPUs).
+        std::uint64_t zeros = ~(((x & kLow7) + kLow7) | x | kLow7) >> 7;
+        count += static_cast<std::size_t>((zeros * 0x0101010101010101ULL) >> 56);
     }
     for (; i < s.size(); ++i)
         count += s[i] == c;
