@@ -40,6 +40,23 @@ std::uint64_t mix(std::uint64_t h)
     return h;
 }
 
+// Whether two short runs of bytes are equal, by fixed-size loads that may
+// overlap rather than a call to memcmp per look-up.
+bool sameShortBytes(const char* a, const char* b, std::size_t n)
+{
+    if (n >= 8)
+        return load<std::uint64_t>(a) == load<std::uint64_t>(b) &&
+               load<std::uint64_t>(a + n - 8) == load<std::uint64_t>(b + n - 8);
+    if (n >= 4)
+        return load<std::uint32_t>(a) == load<std::uint32_t>(b) &&
+               load<std::uint32_t>(a + n - 4) == load<std::uint32_t>(b + n - 4);
+    for (std::size_t i = 0; i < n; ++i) {
+        if (a[i] != b[i])
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 KLNameSet::KLNameSet(std::size_t expected) : mask_(capacityFor(expected) - 1), slots_(mask_ + 1)
@@ -66,7 +83,7 @@ bool KLNameSet::matches(const Slot& slot, std::uint32_t hash, std::string_view n
     if (slot.hash != hash)
         return false;
     if (slot.length != kLong)
-        return slot.length == name.size() + 1 && std::string_view(slot.text, name.size()) == name;
+        return slot.length == name.size() + 1 && sameShortBytes(slot.text, name.data(), name.size());
     std::uint32_t at = 0;
     std::uint32_t length = 0;
     std::memcpy(&at, slot.text, 4);
