@@ -34,8 +34,13 @@ constexpr const char* kNoSource = "The pane gave no data source to ";
 // names, without building a JSON value.
 void appendJSONString(std::string& text, std::string_view value)
 {
-    bool plain = std::all_of(value.begin(), value.end(),
-                             [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; });
+    static constexpr std::array<bool, 256> kPlain = [] {
+        std::array<bool, 256> table{};
+        for (int c = 0x20; c < 0x7f; ++c)
+            table[static_cast<std::size_t>(c)] = c != '"' && c != '\\';
+        return table;
+    }();
+    bool plain = std::all_of(value.begin(), value.end(), [](char c) { return kPlain[static_cast<unsigned char>(c)]; });
     if (!plain) {
         text += nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
         return;

@@ -49,12 +49,17 @@ std::string KLNameIndex::folded(std::string_view name)
 
 bool KLNameIndex::equalIgnoringCase(std::string_view a, std::string_view b)
 {
-    // The readers ask once per line: ASCII names compare in place.
-    auto ascii = [](std::string_view s) {
-        return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-    };
-    if (!ascii(a) || !ascii(b))
-        return folded(a) == folded(b);
+    // The readers ask once per line: ASCII compares in place, and mostly ends
+    // at the first letter. Folding maps each character on its own and never
+    // to nothing, so a difference between two ASCII letters, or in length
+    // after a common ASCII part, is final whatever follows.
     auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
+    std::size_t common = std::min(a.size(), b.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        if (static_cast<unsigned char>(a[i] | b[i]) >= 0x80)
+            return folded(a) == folded(b);
+        if (lower(a[i]) != lower(b[i]))
+            return false;
+    }
+    return a.size() == b.size();
 }

@@ -39,36 +39,12 @@ bool KLScanner::containsWhitespaceOrNewline(std::string_view text)
     return false;
 }
 
-std::size_t KLScanner::skipped(std::size_t from) const
+std::size_t KLScanner::skippedWhitespace(std::size_t from) const
 {
-    if (skip_ == Skip::None)
-        return from;
-    // Most scans start on a printable ASCII character.
-    if (from < text_.size() && text_[from] > ' ' && text_[from] < 0x7f)
-        return from;
     std::size_t length = 0;
     while (from < text_.size() && isWhitespaceOrNewline(codePointAt(text_, from, length)))
         from += length;
     return from;
-}
-
-bool KLScanner::isAtEnd() const
-{
-    return skipped(pos_) >= text_.size();
-}
-
-bool KLScanner::scanUpTo(std::string_view stop, std::size_t& start, std::size_t& end)
-{
-    start = skipped(pos_);
-    if (start >= text_.size())
-        return false;
-    end = stop.size() == 1 ? text_.find(stop.front(), start) : text_.find(stop, start);
-    if (end == std::string_view::npos)
-        end = text_.size();
-    if (end == start)
-        return false;
-    pos_ = end;
-    return true;
 }
 
 bool KLScanner::scanUpToString(std::string_view stop, std::string& into)
@@ -81,30 +57,11 @@ bool KLScanner::scanUpToString(std::string_view stop, std::string& into)
     return true;
 }
 
-bool KLScanner::scanUpToString(std::string_view stop, std::string_view& into)
-{
-    std::size_t start = 0;
-    std::size_t end = 0;
-    if (!scanUpTo(stop, start, end))
-        return false;
-    into = text_.substr(start, end - start);
-    return true;
-}
-
 bool KLScanner::scanUpToString(std::string_view stop)
 {
     std::size_t start = 0;
     std::size_t end = 0;
     return scanUpTo(stop, start, end);
-}
-
-bool KLScanner::scanString(std::string_view literal)
-{
-    std::size_t start = skipped(pos_);
-    if (text_.substr(start).substr(0, literal.size()) != literal)
-        return false;
-    pos_ = start + literal.size();
-    return true;
 }
 
 void KLScanner::skipLine()
