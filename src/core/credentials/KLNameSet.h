@@ -16,7 +16,7 @@ class KLNameSet
 {
 public:
     // Room for `expected` names before the table grows.
-    explicit KLNameSet(std::size_t expected = 0);
+    explicit KLNameSet(std::size_t expected);
     explicit KLNameSet(const std::vector<std::string>& names);
 
     // Adds names 0..count-1.
@@ -24,7 +24,6 @@ public:
     bool contains(std::string_view name) const;
     // Removes the names that are not in the set, keeping the others' order.
     void keepContained(std::vector<std::string_view>& names) const;
-    std::size_t size() const { return size_; }
 
 private:
     static constexpr std::size_t kInline = 11;
