@@ -50,6 +50,15 @@ std::string folderName(const std::string& path)
     return name.empty() ? std::string(1, '/') : name;
 }
 
+// The listing tells a folder from a file without a look at each entry;
+// links (to folders or not) and file systems that give no type are looked at.
+bool isListedFolder(const dirent& entry, const std::string& folder)
+{
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN)
+        return entry.d_type == DT_DIR;
+    return isFolder(stringByAppendingPathComponent(folder, entry.d_name));
+}
+
 } // namespace
 
 KLFSItem::KLFSItem(Passkey, const std::string& path, KLFSItem* parent)
@@ -97,11 +106,12 @@ void KLFSItem::load()
     // write this asks for does nothing while the status is 0.
     setAllow(true);
     // The stamp's look at the file also tells whether there is one (as
-    // accessFileExists would, following a link): one look per folder.
+    // accessFileExists would, following a link) and what the reader may
+    // open: one look per folder.
     KLFileStamp stamp = KLFileStamp::of(accessPath_);
     if (stamp.exists()) {
         // A file that cannot be used shows as none, and is never written over.
-        std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
+        std::optional<std::string> text = KLTextFile::readEditable(accessPath_, stamp);
         unusableFile_ = !text;
         setStringValue(text.value_or(""));
         noteDiskText(true, stamp);
@@ -219,7 +229,7 @@ void KLFSItem::loadChildren()
                 std::string name = entry->d_name;
                 if (name == "." || name == "..")
                     continue;
-                if (!isFolder(stringByAppendingPathComponent(fullPath_, name)))
+                if (!isListedFolder(*entry, fullPath_))
                     continue;
                 auto child = std::make_unique<KLFSItem>(Passkey{}, name, this);
                 child->anchor_ = anchor_;

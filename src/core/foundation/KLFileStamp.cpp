@@ -25,6 +25,7 @@ KLFileStamp KLFileStamp::of(const std::string& path)
     stamp.exists_ = true;
     stamp.device_ = info.st_dev;
     stamp.inode_ = info.st_ino;
+    stamp.mode_ = info.st_mode;
     stamp.size_ = info.st_size;
     stamp.modified_ = info.st_mtim;
     return stamp;

@@ -21,12 +21,17 @@ public:
     // False only when the file is certainly as stamped.
     bool mayHaveChanged(const std::string& path) const;
     bool exists() const { return exists_; }
+    // What the look at the file saw (links followed), so that a reader of
+    // the file need not look again.
+    mode_t mode() const { return mode_; }
+    off_t size() const { return size_; }
 
 private:
     bool taken_ = false;
     bool exists_ = false;
     dev_t device_ = 0;
     ino_t inode_ = 0;
+    mode_t mode_ = 0;
     off_t size_ = 0;
     timespec modified_{};
     timespec takenAt_{};

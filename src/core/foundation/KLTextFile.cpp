@@ -101,6 +101,26 @@ std::optional<std::string> decodeOwned(std::string&& bytes)
     return KLTextFile::decode(bytes);
 }
 
+// A file seen to be of this kind and size, read as an editable file.
+std::optional<std::string> readEditableOfKind(const std::string& path, mode_t mode, off_t size)
+{
+    // A pipe or device would hold the reader, or never end.
+    if (!S_ISREG(mode))
+        return refuse(S_ISDIR(mode) ? "it is a folder" : "it is not a regular file");
+    if (static_cast<std::uint64_t>(size) > KLTextFile::kLargestEditable)
+        return refuse("it is larger than 64 MiB");
+    std::optional<std::string> bytes = KLTextFile::readBytes(path);
+    if (!bytes)
+        return refuse(std::strerror(errno));
+    // A file that grew past the limit while it was read.
+    if (bytes->size() > KLTextFile::kLargestEditable)
+        return refuse("it is larger than 64 MiB");
+    std::optional<std::string> text = decodeOwned(std::move(*bytes));
+    if (!text || !isText(*text))
+        return refuse("it is not a text file");
+    return text;
+}
+
 } // namespace
 
 std::optional<std::string> KLTextFile::readBytes(const std::string& path)
@@ -179,21 +199,14 @@ std::optional<std::string> KLTextFile::readEditable(const std::string& path)
     struct stat info{};
     if (::stat(path.c_str(), &info) != 0)
         return refuse(std::strerror(errno));
-    // A pipe or device would hold the reader, or never end.
-    if (!S_ISREG(info.st_mode))
-        return refuse(S_ISDIR(info.st_mode) ? "it is a folder" : "it is not a regular file");
-    if (static_cast<std::uint64_t>(info.st_size) > kLargestEditable)
-        return refuse("it is larger than 64 MiB");
-    std::optional<std::string> bytes = readBytes(path);
-    if (!bytes)
-        return refuse(std::strerror(errno));
-    // A file that grew past the limit while it was read.
-    if (bytes->size() > kLargestEditable)
-        return refuse("it is larger than 64 MiB");
-    std::optional<std::string> text = decodeOwned(std::move(*bytes));
-    if (!text || !isText(*text))
-        return refuse("it is not a text file");
-    return text;
+    return readEditableOfKind(path, info.st_mode, info.st_size);
+}
+
+std::optional<std::string> KLTextFile::readEditable(const std::string& path, const KLFileStamp& stamp)
+{
+    if (!stamp.exists())
+        return readEditable(path);
+    return readEditableOfKind(path, stamp.mode(), stamp.size());
 }
 
 const std::string& KLTextFile::lastError()
