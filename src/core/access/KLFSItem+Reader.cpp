@@ -9,6 +9,8 @@
 #include "KLRegex.h"
 #include "KLStringExtensions.h"
 
+#include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <optional>
 #include <string_view>
@@ -64,26 +66,65 @@ struct LineReading
     bool satisfiesAny = false;
 };
 
+constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+
+std::uint64_t eightBytes(const char* at)
+{
+    std::uint64_t eight;
+    std::memcpy(&eight, at, 8);
+    return eight;
+}
+
 // Printable ASCII and tabs: the usual line. For such a line the patterns
 // above are decided by hand: white space is only " " and "\t", "." matches
 // every character, and case folding is ASCII folding. Any other line goes
 // through the patterns.
 bool isPlain(std::string_view line)
 {
-    for (char c : line) {
+    std::size_t i = 0;
+    // Eight bytes at a time while none is below 0x20 or above 0x7e (exact
+    // tests for the presence of such a byte in a word); tabs take the slow road.
+    for (; i + 8 <= line.size(); i += 8) {
+        std::uint64_t eight = eightBytes(line.data() + i);
+        bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
+        bool high = ((((eight & ~kHighBits) + kOnes) | eight) & kHighBits) != 0;
+        if (control || high)
+            break;
+    }
+    for (; i < line.size(); ++i) {
+        char c = line[i];
         if ((c < 0x20 || c > 0x7e) && c != '\t')
             return false;
     }
     return true;
 }
 
+char lowered(char c)
+{
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
+// Only plain lines are searched in the copy, so only ASCII letters matter.
 std::string loweredASCII(std::string_view text)
 {
     std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z')
-            c = char(c - 'A' + 'a');
+    std::size_t i = 0;
+    for (; i + 8 <= out.size(); i += 8) {
+        std::uint64_t eight = eightBytes(out.data() + i);
+        if (eight & kHighBits) {
+            for (std::size_t k = i; k < i + 8; ++k)
+                out[k] = lowered(out[k]);
+            continue;
+        }
+        // Eight ASCII bytes: 0x20 added to those from 'A' to 'Z'.
+        std::uint64_t fromA = eight + kOnes * (0x80 - 'A');
+        std::uint64_t pastZ = eight + kOnes * (0x80 - 'Z' - 1);
+        eight |= (fromA & ~pastZ & kHighBits) >> 2;
+        std::memcpy(out.data() + i, &eight, 8);
     }
+    for (; i < out.size(); ++i)
+        out[i] = lowered(out[i]);
     return out;
 }
 
@@ -128,13 +169,54 @@ std::optional<Phrase> findPhrase(std::string_view lower, std::initializer_list<s
     return std::nullopt;
 }
 
+// Where the blank run at "at" ends; npos when none starts there.
+std::size_t afterBlanks(std::string_view lower, std::size_t at)
+{
+    std::size_t next = skipBlanks(lower, at);
+    return next > at ? next : std::string_view::npos;
+}
+
+// The three "Require" patterns over one pass of the line's "require"s:
+// whether "require\s+valid-user" is there, and where the lists of the
+// leftmost "require\s+user\s+" and "require\s+group\s+" start.
+struct Requires
+{
+    bool validUser = false;
+    std::size_t users = std::string_view::npos;
+    std::size_t groups = std::string_view::npos;
+};
+
+Requires findRequires(std::string_view lower)
+{
+    constexpr std::string_view kRequire = "require";
+    Requires found;
+    for (std::size_t at = lower.find(kRequire); at != std::string_view::npos; at = lower.find(kRequire, at + 1)) {
+        std::size_t word = afterBlanks(lower, at + kRequire.size());
+        if (word == std::string_view::npos)
+            continue;
+        std::string_view rest = lower.substr(word);
+        if (rest.starts_with("valid-user")) {
+            found.validUser = true; // decides the line, wherever it stands
+            return found;
+        }
+        if (found.users == std::string_view::npos && rest.starts_with("user"))
+            found.users = afterBlanks(lower, word + 4);
+        else if (found.groups == std::string_view::npos && rest.starts_with("group"))
+            found.groups = afterBlanks(lower, word + 5);
+    }
+    return found;
+}
+
 bool namesManagedWord(std::string_view line, std::string_view lower)
 {
-    if (line.find('#') != std::string_view::npos)
+    if (line.find('#') != std::string_view::npos || lower.find("order") != std::string_view::npos)
         return true;
-    for (std::string_view word : {"authtype", "authname", "authuserfile", "order", "authgroupfile"}) {
-        if (lower.find(word) != std::string_view::npos)
-            return true;
+    for (std::size_t at = lower.find("auth"); at != std::string_view::npos; at = lower.find("auth", at + 1)) {
+        std::string_view rest = lower.substr(at + 4);
+        for (std::string_view word : {"type", "name", "userfile", "groupfile"}) {
+            if (rest.starts_with(word))
+                return true;
+        }
     }
     return false;
 }
@@ -156,14 +238,14 @@ LineReading readPlain(std::string_view line, std::string_view lower)
     r.line = line;
     if (namesManagedWord(line, lower)) {
         r.kind = Kind::Skipped;
-    } else if (findPhrase(lower, {"require", "valid-user"}, false)) {
+    } else if (Requires require = findRequires(lower); require.validUser) {
         r.kind = Kind::ValidUser;
-    } else if (auto user = findPhrase(lower, {"require", "user"}, true)) {
+    } else if (require.users != std::string_view::npos) {
         r.kind = Kind::RequireUser;
-        r.list = line.substr(user->end);
-    } else if (auto group = findPhrase(lower, {"require", "group"}, true)) {
+        r.list = line.substr(require.users);
+    } else if (require.groups != std::string_view::npos) {
         r.kind = Kind::RequireGroup;
-        r.list = line.substr(group->end);
+        r.list = line.substr(require.groups);
     } else if (auto allow = findPhrase(lower, {"allow", "from"}, true),
                deny = findPhrase(lower, {"deny", "from"}, true);
                allow || deny) {
@@ -249,11 +331,6 @@ KLPlist knownNames(std::string_view list, Known known)
             kept.emplace_back(piece);
     });
     return KLPlist(std::move(kept));
-}
-
-char lowered(char c)
-{
-    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b)

@@ -102,9 +102,6 @@ std::shared_ptr<KLFSItem> KLFSItem::create()
 
 void KLFSItem::load()
 {
-    // A new item is in allow-list mode until its file says otherwise; the
-    // write this asks for does nothing while the status is 0.
-    setAllow(true);
     // The stamp's look at the file also tells whether there is one (as
     // accessFileExists would, following a link) and what the reader may
     // open: one look per folder.
@@ -113,8 +110,13 @@ void KLFSItem::load()
         // A file that cannot be used shows as none, and is never written over.
         std::optional<std::string> text = KLTextFile::readEditable(accessPath_, stamp);
         unusableFile_ = !text;
-        setStringValue(text.value_or(""));
+        setStringValue(std::move(text).value_or(""));
         noteDiskText(true, stamp);
+    } else {
+        // A new item is in allow-list mode until its file says otherwise
+        // (reading one starts the state afresh); the write this asks for
+        // does nothing while the status is 0.
+        setAllow(true);
     }
     KLLog(kCreatedFormat + relativePath_);
 }
@@ -129,9 +131,9 @@ std::shared_ptr<KLFSItem> KLFSItem::parent() const
     return parent_ ? parent_->shared() : nullptr;
 }
 
-void KLFSItem::setStringValue(const std::string& text)
+void KLFSItem::setStringValue(std::string text)
 {
-    accessText_ = text;
+    accessText_ = std::move(text);
     parseAccessString();
     KLNotificationCenter::defaultCenter().post(kAccessFileDidChange, this);
 }

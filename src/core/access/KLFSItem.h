@@ -69,7 +69,7 @@ public:
     // The access file text last loaded or set.
     const std::string& stringValue() const { return accessText_; }
     // Replaces the text, parses it and posts kAccessFileDidChange.
-    void setStringValue(const std::string& text);
+    void setStringValue(std::string text);
 
     bool isPasswordProtected() const;
     bool isAddressProtected() const;

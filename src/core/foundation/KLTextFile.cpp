@@ -36,23 +36,25 @@ bool isText(std::string_view text)
     constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
     constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
     std::size_t i = 0;
-    while (i < text.size()) {
-        // Eight bytes at a time while none is below 0x20 or 0x7f (exact
-        // tests for the presence of such a byte in a word).
-        if (i + 8 <= text.size()) {
-            std::uint64_t eight = 0;
-            std::memcpy(&eight, text.data() + i, 8);
-            std::uint64_t del = eight ^ (kOnes * 0x7f);
-            bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
-            bool hasDel = ((del - kOnes) & ~del & kHighBits) != 0;
-            if (!control && !hasDel) {
-                i += 8;
-                continue;
-            }
+    // Eight bytes at a time: at once when none is below 0x20 or 0x7f (exact
+    // tests for the presence of such a byte in a word), else byte by byte;
+    // either way on to the next eight, so that a line end costs one word.
+    for (; i + 8 <= text.size(); i += 8) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, text.data() + i, 8);
+        std::uint64_t del = eight ^ (kOnes * 0x7f);
+        bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
+        bool hasDel = ((del - kOnes) & ~del & kHighBits) != 0;
+        if (!control && !hasDel)
+            continue;
+        for (std::size_t k = i; k < i + 8; ++k) {
+            if (!isTextByte(static_cast<unsigned char>(text[k])))
+                return false;
         }
+    }
+    for (; i < text.size(); ++i) {
         if (!isTextByte(static_cast<unsigned char>(text[i])))
             return false;
-        ++i;
     }
     return true;
 }
