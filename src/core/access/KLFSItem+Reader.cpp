@@ -9,6 +9,7 @@
 #include "KLRegex.h"
 #include "KLStringExtensions.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -106,9 +107,9 @@ char lowered(char c)
 }
 
 // Only plain lines are searched in the copy, so only ASCII letters matter.
-std::string loweredASCII(std::string_view text)
+void lowerASCII(std::string_view text, std::string& out)
 {
-    std::string out(text);
+    out.assign(text);
     std::size_t i = 0;
     for (; i + 8 <= out.size(); i += 8) {
         std::uint64_t eight = eightBytes(out.data() + i);
@@ -125,7 +126,6 @@ std::string loweredASCII(std::string_view text)
     }
     for (; i < out.size(); ++i)
         out[i] = lowered(out[i]);
-    return out;
 }
 
 std::size_t skipBlanks(std::string_view text, std::size_t at)
@@ -321,11 +321,20 @@ void forEachPiece(std::string_view list, Visit visit)
     }
 }
 
+// Room for the pieces of a list, up to a bound (a long list of unknown
+// names must not take memory for all of them).
+KLPlist::Array arrayForPieces(std::string_view list)
+{
+    KLPlist::Array array;
+    array.reserve(std::min<std::size_t>(std::count(list.begin(), list.end(), ' ') + 1, 64));
+    return array;
+}
+
 // The names of the list that the pane knows, in order.
 template <class Known>
 KLPlist knownNames(std::string_view list, Known known)
 {
-    KLPlist::Array kept;
+    KLPlist::Array kept = arrayForPieces(list);
     forEachPiece(list, [&](const std::string& piece) {
         if (known(piece))
             kept.emplace_back(piece);
@@ -369,7 +378,9 @@ void KLFSItem::parseAccessString()
     isDisabled_ = true;
 
     const std::string_view text = accessText_;
-    const std::string lowerText = loweredASCII(text);
+    // Kept from one file to the next: a folder listing reads thousands.
+    thread_local std::string lowerText;
+    lowerASCII(text, lowerText);
     std::string patternedLine;
     std::optional<KLRegex::Match> match;
     std::size_t lineStart = 0;
@@ -411,7 +422,7 @@ void KLFSItem::parseAccessString()
             auth_[kRequireGroup] = knownNames(r.list, [&](const std::string& n) { return pane && pane->hasGroup(n); });
             break;
         case Kind::Address: {
-            KLPlist::Array kept;
+            KLPlist::Array kept = arrayForPieces(r.list);
             forEachPiece(r.list, [&](const std::string& piece) {
                 if (pane && KLAddressLookup::contains(pane->addresses(), piece)) {
                     kept.emplace_back(piece);
