@@ -8,7 +8,9 @@
 #include "KLTextFile.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <unordered_map>
 
@@ -91,7 +93,7 @@ std::shared_ptr<KLFSItem> KLFSItem::create(const std::string& path, std::shared_
     auto item = std::make_shared<KLFSItem>(Passkey{}, path, parent.get());
     item->heldParent_ = std::move(parent);
     item->anchor_ = item;
-    item->load();
+    item->load(AT_FDCWD);
     return item;
 }
 
@@ -100,15 +102,20 @@ std::shared_ptr<KLFSItem> KLFSItem::create()
     return create("/");
 }
 
-void KLFSItem::load()
+void KLFSItem::load(int folderFd)
 {
-    // The stamp's look at the file also tells whether there is one (as
-    // accessFileExists would, following a link) and what the reader may
-    // open: one look per folder.
-    KLFileStamp stamp = KLFileStamp::of(accessPath_);
+    // Opened first, so that one look at the open file tells whether there
+    // is one (as accessFileExists would, following a link) and serves both
+    // the stamp and the reader. Not blocking: a pipe cannot hold the open,
+    // and the reader refuses what is no regular file. A file that exists
+    // but cannot be opened is looked at by its path.
+    const std::string path = folderFd == AT_FDCWD ? accessPath_ : relativePath_ + '/' + kAccessFileName;
+    const int fd = ::openat(folderFd, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    KLFileStamp stamp = fd >= 0 ? KLFileStamp::of(fd) : KLFileStamp::of(accessPath_);
     if (stamp.exists()) {
         // A file that cannot be used shows as none, and is never written over.
-        std::optional<std::string> text = KLTextFile::readEditable(accessPath_, stamp);
+        std::optional<std::string> text =
+            fd >= 0 ? KLTextFile::readEditable(fd, stamp) : KLTextFile::readEditable(accessPath_);
         unusableFile_ = !text;
         setStringValue(std::move(text).value_or(""));
         noteDiskText(true, stamp);
@@ -118,6 +125,8 @@ void KLFSItem::load()
         // does nothing while the status is 0.
         setAllow(true);
     }
+    if (fd >= 0)
+        ::close(fd);
     KLLog(kCreatedFormat + relativePath_);
 }
 
@@ -237,7 +246,7 @@ void KLFSItem::loadChildren()
                 child->anchor_ = anchor_;
                 KLFSItem* raw = child.get();
                 children_.push_back(std::move(child));
-                raw->load();
+                raw->load(::dirfd(dir));
             }
             ::closedir(dir);
         }

@@ -137,7 +137,9 @@ public:
 
 private:
     static bool accessFileExists(const std::string& path);
-    void load();
+    // Reads the access file; a child's through its parent's open folder
+    // (folderFd), which is a shorter path to walk.
+    void load(int folderFd);
     void parseAccessString();
     // Remembers the file as read or written here, for accessFileChangedOnDisk().
     void noteDiskText(bool exists, const KLFileStamp& stamp);

@@ -4,6 +4,8 @@
 #include <string>
 #include <sys/types.h>
 
+struct stat;
+
 // What a file looked like when this process last read or wrote it (device,
 // inode, size, modification time to the nanosecond), so that a writer can
 // tell whether another program changed it since. Equal stamps are trusted
@@ -17,6 +19,8 @@ public:
     KLFileStamp() = default;
     // The file as it is now (a missing file is recorded as missing).
     static KLFileStamp of(const std::string& path);
+    // An open file as it is now.
+    static KLFileStamp of(int fd);
 
     // False only when the file is certainly as stamped.
     bool mayHaveChanged(const std::string& path) const;
@@ -27,6 +31,10 @@ public:
     off_t size() const { return size_; }
 
 private:
+    // Clock first: the stamp is never taken later than the look.
+    static KLFileStamp taken();
+    void record(const struct stat& info);
+
     bool taken_ = false;
     bool exists_ = false;
     dev_t device_ = 0;

@@ -103,15 +103,35 @@ std::optional<std::string> decodeOwned(std::string&& bytes)
     return KLTextFile::decode(bytes);
 }
 
-// A file seen to be of this kind and size, read as an editable file.
-std::optional<std::string> readEditableOfKind(const std::string& path, mode_t mode, off_t size)
+// POSIX reads, so that a folder (which opens fine but cannot be read)
+// or a read error gives nothing rather than an empty text.
+std::optional<std::string> readAll(int fd)
+{
+    std::string bytes;
+    char buffer[65536];
+    for (;;) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return std::nullopt;
+        if (n == 0)
+            return bytes;
+        bytes.append(buffer, static_cast<std::size_t>(n));
+    }
+}
+
+// A file seen to be of this kind and size, read by read() as an editable
+// file.
+template <class Read>
+std::optional<std::string> readEditableOfKind(mode_t mode, off_t size, Read read)
 {
     // A pipe or device would hold the reader, or never end.
     if (!S_ISREG(mode))
         return refuse(S_ISDIR(mode) ? "it is a folder" : "it is not a regular file");
     if (static_cast<std::uint64_t>(size) > KLTextFile::kLargestEditable)
         return refuse("it is larger than 64 MiB");
-    std::optional<std::string> bytes = KLTextFile::readBytes(path);
+    std::optional<std::string> bytes = read();
     if (!bytes)
         return refuse(std::strerror(errno));
     // A file that grew past the limit while it was read.
@@ -127,25 +147,10 @@ std::optional<std::string> readEditableOfKind(const std::string& path, mode_t mo
 
 std::optional<std::string> KLTextFile::readBytes(const std::string& path)
 {
-    // POSIX reads, so that a folder (which opens fine but cannot be read)
-    // or a read error gives nothing rather than an empty text.
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return std::nullopt;
-    std::string bytes;
-    char buffer[65536];
-    for (;;) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0) {
-            ::close(fd);
-            return std::nullopt;
-        }
-        if (n == 0)
-            break;
-        bytes.append(buffer, static_cast<std::size_t>(n));
-    }
+    std::optional<std::string> bytes = readAll(fd);
     ::close(fd);
     return bytes;
 }
@@ -201,14 +206,12 @@ std::optional<std::string> KLTextFile::readEditable(const std::string& path)
     struct stat info{};
     if (::stat(path.c_str(), &info) != 0)
         return refuse(std::strerror(errno));
-    return readEditableOfKind(path, info.st_mode, info.st_size);
+    return readEditableOfKind(info.st_mode, info.st_size, [&] { return readBytes(path); });
 }
 
-std::optional<std::string> KLTextFile::readEditable(const std::string& path, const KLFileStamp& stamp)
+std::optional<std::string> KLTextFile::readEditable(int fd, const KLFileStamp& stamp)
 {
-    if (!stamp.exists())
-        return readEditable(path);
-    return readEditableOfKind(path, stamp.mode(), stamp.size());
+    return readEditableOfKind(stamp.mode(), stamp.size(), [&] { return readAll(fd); });
 }
 
 const std::string& KLTextFile::lastError()
