@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -36,19 +37,20 @@ bool isText(std::string_view text)
     constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
     constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
     std::size_t i = 0;
-    // Eight bytes at a time: at once when none is below 0x20 or 0x7f (exact
-    // tests for the presence of such a byte in a word), else byte by byte;
-    // either way on to the next eight, so that a line end costs one word.
+    // Eight bytes at a time: exact masks of the bytes below 0x20 and of
+    // 0x7f, so that only the control characters found (mostly line ends)
+    // are looked at one by one.
     for (; i + 8 <= text.size(); i += 8) {
         std::uint64_t eight = 0;
         std::memcpy(&eight, text.data() + i, 8);
+        std::uint64_t below = ~((eight | kHighBits) - kOnes * 0x20) & ~eight & kHighBits;
         std::uint64_t del = eight ^ (kOnes * 0x7f);
-        bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
-        bool hasDel = ((del - kOnes) & ~del & kHighBits) != 0;
-        if (!control && !hasDel)
-            continue;
-        for (std::size_t k = i; k < i + 8; ++k) {
-            if (!isTextByte(static_cast<unsigned char>(text[k])))
+        std::uint64_t isDel = ~(((del & ~kHighBits) + ~kHighBits) | del) & kHighBits;
+        if (isDel)
+            return false;
+        for (; below; below &= below - 1) {
+            std::size_t at = i + static_cast<std::size_t>(std::countr_zero(below)) / 8;
+            if (!isTextByte(static_cast<unsigned char>(text[at])))
                 return false;
         }
     }
