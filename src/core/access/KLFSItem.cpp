@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <unordered_map>
 
 namespace {
@@ -109,8 +110,13 @@ void KLFSItem::load(int folderFd)
     // the stamp and the reader. Not blocking: a pipe cannot hold the open,
     // and the reader refuses what is no regular file. A file that exists
     // but cannot be opened is looked at by its path.
-    const std::string path = folderFd == AT_FDCWD ? accessPath_ : relativePath_ + '/' + kAccessFileName;
-    const int fd = ::openat(folderFd, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    std::string relative;
+    if (folderFd != AT_FDCWD) {
+        relative.reserve(relativePath_.size() + 1 + std::strlen(kAccessFileName));
+        relative.append(relativePath_).append(1, '/').append(kAccessFileName);
+    }
+    const char* path = folderFd == AT_FDCWD ? accessPath_.c_str() : relative.c_str();
+    const int fd = ::openat(folderFd, path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     KLFileStamp stamp = fd >= 0 ? KLFileStamp::of(fd) : KLFileStamp::of(accessPath_);
     if (stamp.exists()) {
         // A file that cannot be used shows as none, and is never written over.
@@ -144,7 +150,8 @@ void KLFSItem::setStringValue(std::string text)
 {
     accessText_ = std::move(text);
     parseAccessString();
-    KLNotificationCenter::defaultCenter().post(kAccessFileDidChange, this);
+    static const std::string name = kAccessFileDidChange; // made once, not per post
+    KLNotificationCenter::defaultCenter().post(name, this);
 }
 
 bool KLFSItem::isPasswordProtected() const
