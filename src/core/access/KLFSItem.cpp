@@ -78,7 +78,7 @@ KLFSItem::KLFSItem(Passkey, const std::string& path, KLFSItem* parent)
 
 KLFSItem::~KLFSItem()
 {
-    KLLog(kDeallocedFormat + relativePath_);
+    KLLog(kDeallocedFormat, relativePath_);
 }
 
 bool KLFSItem::accessFileExists(const std::string& path)
@@ -133,7 +133,7 @@ void KLFSItem::load(int folderFd)
     }
     if (fd >= 0)
         ::close(fd);
-    KLLog(kCreatedFormat + relativePath_);
+    KLLog(kCreatedFormat, relativePath_);
 }
 
 std::shared_ptr<KLFSItem> KLFSItem::shared() const
