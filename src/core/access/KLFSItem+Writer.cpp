@@ -209,7 +209,7 @@ bool KLFSItem::reloadIfChangedOnDisk()
     }
     std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
     unusableFile_ = !text;
-    setStringValue(text.value_or(""));
+    setStringValue(std::move(text).value_or(""));
     noteDiskText(true, stamp);
     return true;
 }

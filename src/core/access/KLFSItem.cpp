@@ -8,8 +8,11 @@
 #include "KLTextFile.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstring>
 #include <unordered_map>
 
 namespace {
@@ -50,6 +53,15 @@ std::string folderName(const std::string& path)
     return name.empty() ? std::string(1, '/') : name;
 }
 
+// The listing tells a folder from a file without a look at each entry;
+// links (to folders or not) and file systems that give no type are looked at.
+bool isListedFolder(const dirent& entry, const std::string& folder)
+{
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN)
+        return entry.d_type == DT_DIR;
+    return isFolder(stringByAppendingPathComponent(folder, entry.d_name));
+}
+
 } // namespace
 
 KLFSItem::KLFSItem(Passkey, const std::string& path, KLFSItem* parent)
@@ -66,7 +78,7 @@ KLFSItem::KLFSItem(Passkey, const std::string& path, KLFSItem* parent)
 
 KLFSItem::~KLFSItem()
 {
-    KLLog(kDeallocedFormat + relativePath_);
+    KLLog(kDeallocedFormat, relativePath_);
 }
 
 bool KLFSItem::accessFileExists(const std::string& path)
@@ -82,7 +94,7 @@ std::shared_ptr<KLFSItem> KLFSItem::create(const std::string& path, std::shared_
     auto item = std::make_shared<KLFSItem>(Passkey{}, path, parent.get());
     item->heldParent_ = std::move(parent);
     item->anchor_ = item;
-    item->load();
+    item->load(AT_FDCWD);
     return item;
 }
 
@@ -91,22 +103,37 @@ std::shared_ptr<KLFSItem> KLFSItem::create()
     return create("/");
 }
 
-void KLFSItem::load()
+void KLFSItem::load(int folderFd)
 {
-    // A new item is in allow-list mode until its file says otherwise; the
-    // write this asks for does nothing while the status is 0.
-    setAllow(true);
-    // The stamp's look at the file also tells whether there is one (as
-    // accessFileExists would, following a link): one look per folder.
-    KLFileStamp stamp = KLFileStamp::of(accessPath_);
+    // Opened first, so that one look at the open file tells whether there
+    // is one (as accessFileExists would, following a link) and serves both
+    // the stamp and the reader. Not blocking: a pipe cannot hold the open,
+    // and the reader refuses what is no regular file. A file that exists
+    // but cannot be opened is looked at by its path.
+    std::string relative;
+    if (folderFd != AT_FDCWD) {
+        relative.reserve(relativePath_.size() + 1 + std::strlen(kAccessFileName));
+        relative.append(relativePath_).append(1, '/').append(kAccessFileName);
+    }
+    const char* path = folderFd == AT_FDCWD ? accessPath_.c_str() : relative.c_str();
+    const int fd = ::openat(folderFd, path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    KLFileStamp stamp = fd >= 0 ? KLFileStamp::of(fd) : KLFileStamp::of(accessPath_);
     if (stamp.exists()) {
         // A file that cannot be used shows as none, and is never written over.
-        std::optional<std::string> text = KLTextFile::readEditable(accessPath_);
+        std::optional<std::string> text =
+            fd >= 0 ? KLTextFile::readEditable(fd, stamp) : KLTextFile::readEditable(accessPath_);
         unusableFile_ = !text;
-        setStringValue(text.value_or(""));
+        setStringValue(std::move(text).value_or(""));
         noteDiskText(true, stamp);
+    } else {
+        // A new item is in allow-list mode until its file says otherwise
+        // (reading one starts the state afresh); the write this asks for
+        // does nothing while the status is 0.
+        setAllow(true);
     }
-    KLLog(kCreatedFormat + relativePath_);
+    if (fd >= 0)
+        ::close(fd);
+    KLLog(kCreatedFormat, relativePath_);
 }
 
 std::shared_ptr<KLFSItem> KLFSItem::shared() const
@@ -119,11 +146,12 @@ std::shared_ptr<KLFSItem> KLFSItem::parent() const
     return parent_ ? parent_->shared() : nullptr;
 }
 
-void KLFSItem::setStringValue(const std::string& text)
+void KLFSItem::setStringValue(std::string text)
 {
-    accessText_ = text;
+    accessText_ = std::move(text);
     parseAccessString();
-    KLNotificationCenter::defaultCenter().post(kAccessFileDidChange, this);
+    static const std::string name = kAccessFileDidChange; // made once, not per post
+    KLNotificationCenter::defaultCenter().post(name, this);
 }
 
 bool KLFSItem::isPasswordProtected() const
@@ -219,13 +247,13 @@ void KLFSItem::loadChildren()
                 std::string name = entry->d_name;
                 if (name == "." || name == "..")
                     continue;
-                if (!isFolder(stringByAppendingPathComponent(fullPath_, name)))
+                if (!isListedFolder(*entry, fullPath_))
                     continue;
                 auto child = std::make_unique<KLFSItem>(Passkey{}, name, this);
                 child->anchor_ = anchor_;
                 KLFSItem* raw = child.get();
                 children_.push_back(std::move(child));
-                raw->load();
+                raw->load(::dirfd(dir));
             }
             ::closedir(dir);
         }

@@ -69,7 +69,7 @@ public:
     // The access file text last loaded or set.
     const std::string& stringValue() const { return accessText_; }
     // Replaces the text, parses it and posts kAccessFileDidChange.
-    void setStringValue(const std::string& text);
+    void setStringValue(std::string text);
 
     bool isPasswordProtected() const;
     bool isAddressProtected() const;
@@ -137,7 +137,9 @@ public:
 
 private:
     static bool accessFileExists(const std::string& path);
-    void load();
+    // Reads the access file; a child's through its parent's open folder
+    // (folderFd), which is a shorter path to walk.
+    void load(int folderFd);
     void parseAccessString();
     // Remembers the file as read or written here, for accessFileChangedOnDisk().
     void noteDiskText(bool exists, const KLFileStamp& stamp);

@@ -14,19 +14,39 @@ bool operator==(const timespec& a, const timespec& b)
 
 } // namespace
 
-KLFileStamp KLFileStamp::of(const std::string& path)
+KLFileStamp KLFileStamp::taken()
 {
     KLFileStamp stamp;
     stamp.taken_ = true;
     ::clock_gettime(CLOCK_REALTIME, &stamp.takenAt_);
+    return stamp;
+}
+
+void KLFileStamp::record(const struct stat& info)
+{
+    exists_ = true;
+    device_ = info.st_dev;
+    inode_ = info.st_ino;
+    mode_ = info.st_mode;
+    size_ = info.st_size;
+    modified_ = info.st_mtim;
+}
+
+KLFileStamp KLFileStamp::of(const std::string& path)
+{
+    KLFileStamp stamp = taken();
     struct stat info {};
-    if (::stat(path.c_str(), &info) != 0)
-        return stamp;
-    stamp.exists_ = true;
-    stamp.device_ = info.st_dev;
-    stamp.inode_ = info.st_ino;
-    stamp.size_ = info.st_size;
-    stamp.modified_ = info.st_mtim;
+    if (::stat(path.c_str(), &info) == 0)
+        stamp.record(info);
+    return stamp;
+}
+
+KLFileStamp KLFileStamp::of(int fd)
+{
+    KLFileStamp stamp = taken();
+    struct stat info {};
+    if (::fstat(fd, &info) == 0)
+        stamp.record(info);
     return stamp;
 }
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <sys/types.h>
 
+struct stat;
+
 // What a file looked like when this process last read or wrote it (device,
 // inode, size, modification time to the nanosecond), so that a writer can
 // tell whether another program changed it since. Equal stamps are trusted
@@ -17,16 +19,27 @@ public:
     KLFileStamp() = default;
     // The file as it is now (a missing file is recorded as missing).
     static KLFileStamp of(const std::string& path);
+    // An open file as it is now.
+    static KLFileStamp of(int fd);
 
     // False only when the file is certainly as stamped.
     bool mayHaveChanged(const std::string& path) const;
     bool exists() const { return exists_; }
+    // What the look at the file saw (links followed), so that a reader of
+    // the file need not look again.
+    mode_t mode() const { return mode_; }
+    off_t size() const { return size_; }
 
 private:
+    // Clock first: the stamp is never taken later than the look.
+    static KLFileStamp taken();
+    void record(const struct stat& info);
+
     bool taken_ = false;
     bool exists_ = false;
     dev_t device_ = 0;
     ino_t inode_ = 0;
+    mode_t mode_ = 0;
     off_t size_ = 0;
     timespec modified_{};
     timespec takenAt_{};

@@ -24,13 +24,16 @@ void KLNotificationCenter::removeObserver(Token token)
 
 void KLNotificationCenter::post(const std::string& name, const void* object, const KLPlist& userInfo)
 {
-    KLNotification notification{name, object, userInfo};
     // Observers may come and go while one is called; call those present now.
     std::vector<std::pair<Token, std::shared_ptr<Handler>>> targets;
     for (const Observer& o : observers_) {
         if ((o.name.empty() || o.name == name) && (!o.object || o.object == object))
             targets.emplace_back(o.token, o.handler);
     }
+    // Most posts have nobody to tell: no copy of the name and user info then.
+    if (targets.empty())
+        return;
+    KLNotification notification{name, object, userInfo};
     for (auto& [token, handler] : targets) {
         bool stillThere = std::any_of(observers_.begin(), observers_.end(),
                                       [t = token](const Observer& o) { return o.token == t; });

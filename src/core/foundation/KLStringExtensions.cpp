@@ -207,7 +207,9 @@ std::string stringByAppendingPathComponent(std::string_view path, std::string_vi
 {
     if (path.empty())
         return std::string(component);
-    std::string out(path);
+    std::string out;
+    out.reserve(path.size() + 1 + component.size()); // one allocation
+    out.assign(path);
     while (out.size() > 1 && out.back() == '/')
         out.pop_back();
     std::size_t skip = 0;

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -36,23 +37,26 @@ bool isText(std::string_view text)
     constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
     constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
     std::size_t i = 0;
-    while (i < text.size()) {
-        // Eight bytes at a time while none is below 0x20 or 0x7f (exact
-        // tests for the presence of such a byte in a word).
-        if (i + 8 <= text.size()) {
-            std::uint64_t eight = 0;
-            std::memcpy(&eight, text.data() + i, 8);
-            std::uint64_t del = eight ^ (kOnes * 0x7f);
-            bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
-            bool hasDel = ((del - kOnes) & ~del & kHighBits) != 0;
-            if (!control && !hasDel) {
-                i += 8;
-                continue;
-            }
+    // Eight bytes at a time: exact masks of the bytes below 0x20 and of
+    // 0x7f, so that only the control characters found (mostly line ends)
+    // are looked at one by one.
+    for (; i + 8 <= text.size(); i += 8) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, text.data() + i, 8);
+        std::uint64_t below = ~((eight | kHighBits) - kOnes * 0x20) & ~eight & kHighBits;
+        std::uint64_t del = eight ^ (kOnes * 0x7f);
+        std::uint64_t isDel = ~(((del & ~kHighBits) + ~kHighBits) | del) & kHighBits;
+        if (isDel)
+            return false;
+        for (; below; below &= below - 1) {
+            std::size_t at = i + static_cast<std::size_t>(std::countr_zero(below)) / 8;
+            if (!isTextByte(static_cast<unsigned char>(text[at])))
+                return false;
         }
+    }
+    for (; i < text.size(); ++i) {
         if (!isTextByte(static_cast<unsigned char>(text[i])))
             return false;
-        ++i;
     }
     return true;
 }
@@ -101,20 +105,13 @@ std::optional<std::string> decodeOwned(std::string&& bytes)
     return KLTextFile::decode(bytes);
 }
 
-} // namespace
-
-std::optional<std::string> KLTextFile::readBytes(const std::string& path)
+// POSIX reads, so that a folder (which opens fine but cannot be read)
+// or a read error gives nothing rather than an empty text. Read in place at
+// the size the file was seen to have, plus a byte to see its end; a file
+// that grew meanwhile is read to its new end.
+std::optional<std::string> readAll(int fd, off_t size)
 {
-    // POSIX reads, so that a folder (which opens fine but cannot be read)
-    // or a read error gives nothing rather than an empty text.
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
-    // Read in place at the size the file has now, plus a byte to see its
-    // end; a file that grows meanwhile is read to its new end.
-    struct stat info{};
-    std::size_t room = ::fstat(fd, &info) == 0 && info.st_size > 0 ? static_cast<std::size_t>(info.st_size) + 1 : 4096;
-    std::string bytes(room, '\0');
+    std::string bytes(size > 0 ? static_cast<std::size_t>(size) + 1 : 4096, '\0');
     std::size_t used = 0;
     for (;;) {
         if (used == bytes.size())
@@ -122,16 +119,48 @@ std::optional<std::string> KLTextFile::readBytes(const std::string& path)
         ssize_t n = ::read(fd, bytes.data() + used, bytes.size() - used);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0) {
-            ::close(fd);
+        if (n < 0)
             return std::nullopt;
-        }
         if (n == 0)
             break;
         used += static_cast<std::size_t>(n);
     }
-    ::close(fd);
     bytes.resize(used);
+    return bytes;
+}
+
+// A file seen to be of this kind and size, read by read() as an editable
+// file.
+template <class Read>
+std::optional<std::string> readEditableOfKind(mode_t mode, off_t size, Read read)
+{
+    // A pipe or device would hold the reader, or never end.
+    if (!S_ISREG(mode))
+        return refuse(S_ISDIR(mode) ? "it is a folder" : "it is not a regular file");
+    if (static_cast<std::uint64_t>(size) > KLTextFile::kLargestEditable)
+        return refuse("it is larger than 64 MiB");
+    std::optional<std::string> bytes = read();
+    if (!bytes)
+        return refuse(std::strerror(errno));
+    // A file that grew past the limit while it was read.
+    if (bytes->size() > KLTextFile::kLargestEditable)
+        return refuse("it is larger than 64 MiB");
+    std::optional<std::string> text = decodeOwned(std::move(*bytes));
+    if (!text || !isText(*text))
+        return refuse("it is not a text file");
+    return text;
+}
+
+} // namespace
+
+std::optional<std::string> KLTextFile::readBytes(const std::string& path)
+{
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    struct stat info{};
+    std::optional<std::string> bytes = readAll(fd, ::fstat(fd, &info) == 0 ? info.st_size : 0);
+    ::close(fd);
     return bytes;
 }
 
@@ -186,21 +215,12 @@ std::optional<std::string> KLTextFile::readEditable(const std::string& path)
     struct stat info{};
     if (::stat(path.c_str(), &info) != 0)
         return refuse(std::strerror(errno));
-    // A pipe or device would hold the reader, or never end.
-    if (!S_ISREG(info.st_mode))
-        return refuse(S_ISDIR(info.st_mode) ? "it is a folder" : "it is not a regular file");
-    if (static_cast<std::uint64_t>(info.st_size) > kLargestEditable)
-        return refuse("it is larger than 64 MiB");
-    std::optional<std::string> bytes = readBytes(path);
-    if (!bytes)
-        return refuse(std::strerror(errno));
-    // A file that grew past the limit while it was read.
-    if (bytes->size() > kLargestEditable)
-        return refuse("it is larger than 64 MiB");
-    std::optional<std::string> text = decodeOwned(std::move(*bytes));
-    if (!text || !isText(*text))
-        return refuse("it is not a text file");
-    return text;
+    return readEditableOfKind(info.st_mode, info.st_size, [&] { return readBytes(path); });
+}
+
+std::optional<std::string> KLTextFile::readEditable(int fd, const KLFileStamp& stamp)
+{
+    return readEditableOfKind(stamp.mode(), stamp.size(), [&] { return readAll(fd, stamp.size()); });
 }
 
 const std::string& KLTextFile::lastError()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KLFileStamp.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +26,9 @@ public:
     // it cannot be used; lastError() then says why, for a message.
     static constexpr std::size_t kLargestEditable = std::size_t{64} << 20;
     static std::optional<std::string> readEditable(const std::string& path);
+    // The same for a file open for reading (left open), judging its kind
+    // and size from a stamp just taken of it instead of looking again.
+    static std::optional<std::string> readEditable(int fd, const KLFileStamp& stamp);
     static const std::string& lastError();
 
     // Writes UTF-8 text atomically (KLAtomicFile).

@@ -32,7 +32,7 @@ TEST_F(ReaderTest, NewItemsReadTheirFileAnnounceItAndDescribeThemselvesAndDirect
     const std::pair<const char*, const char*> cases[] = {
         {"", "0 off"},
         {"Require user bob  carol alice\tbob fendreled alice\n", "1 password all | Require user: bob alice"},
-        {"  require   GROUP staff nobody\n", "1 password all | Require group: staff"},
+        {"\xc3\xa9\n  rEQUIRE   GROUP staff nobody\n", "1 password all | Require group: staff"},
         {"Require user fendreled\n", "1 password all | Require user:"},
         {"Require valid-user\n", "1 password all | Require user: valid-user"},
         {"#Require user alice bob\n", "0 off | Require user: alice bob"},
