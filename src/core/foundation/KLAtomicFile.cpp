@@ -31,10 +31,12 @@ std::string folderOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+} // namespace
+
 // Temporary files are named <file>.<writer's pid>.XXXXXX. One whose writer is
 // gone was left by a writer that was killed before its rename: the file it
 // was to replace is whole, and the leftover goes.
-void removeLeftovers(const std::string& path)
+void KLAtomicFile::removeLeftovers(const std::string& path)
 {
     std::string folder = folderOf(path);
     std::string prefix = path.substr(path.rfind('/') + 1) + ".";
@@ -56,8 +58,6 @@ void removeLeftovers(const std::string& path)
     }
     ::closedir(dir);
 }
-
-} // namespace
 
 const std::string& KLAtomicFile::lastError()
 {

@@ -23,6 +23,9 @@ public:
 
     static bool write(const std::string& path, std::string_view bytes);
     static bool write(const std::string& path, std::string_view bytes, const Options& options);
+    // Removes the temporary files of `path` left by writers that were killed
+    // before their rename (every write does so first).
+    static void removeLeftovers(const std::string& path);
 
     // The reason of the last failure on this thread, for log lines.
     static const std::string& lastError();

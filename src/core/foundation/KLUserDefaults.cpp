@@ -217,9 +217,16 @@ bool KLUserDefaults::setCFObject(const KLPlist& value, const std::string& key)
     else
         next[key] = value;
     // The file holds these values already: start-up sets several settings
-    // to what they are, and each write is two flushes to the disk.
-    if (storedSize_ >= 0 && next == stored_)
+    // to what they are, and each write is two flushes to the disk. What a
+    // killed writer left beside the file still goes, once per process, as a
+    // write would have removed it.
+    if (storedSize_ >= 0 && next == stored_) {
+        if (sweptPath_ != preferencesPath()) {
+            sweptPath_ = preferencesPath();
+            KLAtomicFile::removeLeftovers(sweptPath_);
+        }
         return true;
+    }
 
     std::string path = preferencesPath();
     auto slash = path.rfind('/');

@@ -63,4 +63,5 @@ private:
     mutable ino_t storedInode_ = 0;
     mutable off_t storedSize_ = -1;
     mutable timespec storedTime_{};
+    std::string sweptPath_; // whose leftover temporary files were removed
 };
