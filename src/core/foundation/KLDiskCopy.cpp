@@ -8,6 +8,10 @@ bool KLDiskCopy::outsideText(const std::string& path, std::optional<std::string>
     theirs.reset();
     if (!stamp_.mayHaveChanged(path) || !fileExists(path))
         return true;
+    // Mostly the file is what was written here a moment ago: the same bytes
+    // need no decoding to tell.
+    if (KLTextFile::readBytes(path) == text_)
+        return true;
     std::optional<std::string> text = KLTextFile::readEditable(path);
     if (!text)
         return false;
