@@ -5,6 +5,7 @@
 #include "KLFSItem.h"
 
 #include "KLAddressLookup.h"
+#include "KLByteWords.h"
 #include "KLPaneContext.h"
 #include "KLRegex.h"
 #include "KLStringExtensions.h"
@@ -67,15 +68,8 @@ struct LineReading
     bool satisfiesAny = false;
 };
 
-constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
-constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
-
-std::uint64_t eightBytes(const char* at)
-{
-    std::uint64_t eight;
-    std::memcpy(&eight, at, 8);
-    return eight;
-}
+using KLByteWords::kHighBits;
+using KLByteWords::kOnes;
 
 // Printable ASCII and tabs: the usual line. For such a line the patterns
 // above are decided by hand: white space is only " " and "\t", "." matches
@@ -87,7 +81,7 @@ bool isPlain(std::string_view line)
     // Eight bytes at a time while none is below 0x20 or above 0x7e (exact
     // tests for the presence of such a byte in a word); tabs take the slow road.
     for (; i + 8 <= line.size(); i += 8) {
-        std::uint64_t eight = eightBytes(line.data() + i);
+        std::uint64_t eight = KLByteWords::load(line.data() + i);
         bool control = ((eight - kOnes * 0x20) & ~eight & kHighBits) != 0;
         bool high = ((((eight & ~kHighBits) + kOnes) | eight) & kHighBits) != 0;
         if (control || high)
@@ -112,7 +106,7 @@ void lowerASCII(std::string_view text, std::string& out)
     out.assign(text);
     std::size_t i = 0;
     for (; i + 8 <= out.size(); i += 8) {
-        std::uint64_t eight = eightBytes(out.data() + i);
+        std::uint64_t eight = KLByteWords::load(out.data() + i);
         if (eight & kHighBits) {
             for (std::size_t k = i; k < i + 8; ++k)
                 out[k] = lowered(out[k]);

@@ -3,14 +3,17 @@
 #include "KLFileExtensions.h"
 #include "KLTextFile.h"
 
+bool KLDiskCopy::holdsText(const std::string& path) const
+{
+    // Mostly the file is what was written here a moment ago: the same bytes
+    // need no decoding to tell.
+    return KLTextFile::readBytes(path) == text_;
+}
+
 bool KLDiskCopy::outsideText(const std::string& path, std::optional<std::string>& theirs) const
 {
     theirs.reset();
-    if (!stamp_.mayHaveChanged(path) || !fileExists(path))
-        return true;
-    // Mostly the file is what was written here a moment ago: the same bytes
-    // need no decoding to tell.
-    if (KLTextFile::readBytes(path) == text_)
+    if (!stamp_.mayHaveChanged(path) || !fileExists(path) || holdsText(path))
         return true;
     std::optional<std::string> text = KLTextFile::readEditable(path);
     if (!text)
@@ -26,6 +29,8 @@ bool KLDiskCopy::changedOnDisk(const std::string& path, bool wasUnreadable) cons
         return false;
     if (!fileExists(path))
         return stamp_.exists();
+    if (!wasUnreadable && holdsText(path))
+        return false;
     std::optional<std::string> text = KLTextFile::readEditable(path);
     return text ? wasUnreadable || *text != text_ : !wasUnreadable;
 }

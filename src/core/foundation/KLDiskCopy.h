@@ -28,6 +28,9 @@ public:
     bool changedOnDisk(const std::string& path, bool wasUnreadable) const;
 
 private:
+    // Whether the file's bytes are the remembered text, undecoded.
+    bool holdsText(const std::string& path) const;
+
     std::string text_;
     KLFileStamp stamp_;
 };

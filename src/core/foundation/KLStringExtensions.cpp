@@ -1,10 +1,11 @@
 #include "KLStringExtensions.h"
 
+#include "KLByteWords.h"
+
 #include <glob.h>
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
 #include <set>
 
@@ -43,9 +44,7 @@ bool isASCII(std::string_view s)
 {
     std::size_t i = 0;
     for (; i + 8 <= s.size(); i += 8) {
-        std::uint64_t eight = 0;
-        std::memcpy(&eight, s.data() + i, 8);
-        if (eight & 0x8080808080808080ULL)
+        if (KLByteWords::load(s.data() + i) & KLByteWords::kHighBits)
             return false;
     }
     for (; i < s.size(); ++i) {
@@ -57,19 +56,15 @@ bool isASCII(std::string_view s)
 
 std::size_t countOf(std::string_view s, char c)
 {
-    constexpr std::uint64_t kLow7 = 0x7f7f7f7f7f7f7f7fULL;
-    const std::uint64_t pattern = 0x0101010101010101ULL * static_cast<unsigned char>(c);
+    const std::uint64_t pattern = KLByteWords::kOnes * static_cast<unsigned char>(c);
     std::size_t count = 0;
     std::size_t i = 0;
     for (; i + 8 <= s.size(); i += 8) {
-        std::uint64_t eight = 0;
-        std::memcpy(&eight, s.data() + i, 8);
-        std::uint64_t x = eight ^ pattern;
-        // The high bit of each byte of x that is zero, and of no other, moved
-        // to the bottom of its byte; the multiplication sums the bytes into
-        // the top one (a call to popcount is a library call on older CPUs).
-        std::uint64_t zeros = ~(((x & kLow7) + kLow7) | x | kLow7) >> 7;
-        count += static_cast<std::size_t>((zeros * 0x0101010101010101ULL) >> 56);
+        // The matches as one bit at the bottom of their bytes; the
+        // multiplication sums the bytes into the top one (a call to popcount
+        // is a library call on older CPUs).
+        std::uint64_t matches = KLByteWords::zeroBytes(KLByteWords::load(s.data() + i) ^ pattern) >> 7;
+        count += static_cast<std::size_t>((matches * KLByteWords::kOnes) >> 56);
     }
     for (; i < s.size(); ++i)
         count += s[i] == c;

@@ -1,6 +1,7 @@
 #include "KLTextFile.h"
 
 #include "KLAtomicFile.h"
+#include "KLByteWords.h"
 
 #include <unicode/ucnv.h>
 #include <unicode/ucsdet.h>
@@ -34,19 +35,15 @@ bool isTextByte(unsigned char c)
 
 bool isText(std::string_view text)
 {
-    constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
-    constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+    using namespace KLByteWords;
     std::size_t i = 0;
     // Eight bytes at a time: exact masks of the bytes below 0x20 and of
     // 0x7f, so that only the control characters found (mostly line ends)
     // are looked at one by one.
     for (; i + 8 <= text.size(); i += 8) {
-        std::uint64_t eight = 0;
-        std::memcpy(&eight, text.data() + i, 8);
+        std::uint64_t eight = load(text.data() + i);
         std::uint64_t below = ~((eight | kHighBits) - kOnes * 0x20) & ~eight & kHighBits;
-        std::uint64_t del = eight ^ (kOnes * 0x7f);
-        std::uint64_t isDel = ~(((del & ~kHighBits) + ~kHighBits) | del) & kHighBits;
-        if (isDel)
+        if (zeroBytes(eight ^ (kOnes * 0x7f)))
             return false;
         for (; below; below &= below - 1) {
             std::size_t at = i + static_cast<std::size_t>(std::countr_zero(below)) / 8;
@@ -69,12 +66,9 @@ bool isValidUTF8(std::string_view s)
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(s.data());
     std::int64_t length = static_cast<std::int64_t>(s.size());
     // Runs of ASCII, most of a credentials file, eight bytes at a time.
-    constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
     for (std::int64_t i = 0; i < length;) {
         if (i + 8 <= length) {
-            std::uint64_t eight = 0;
-            std::memcpy(&eight, bytes + i, 8);
-            if ((eight & kHighBits) == 0) {
+            if ((KLByteWords::load(s.data() + i) & KLByteWords::kHighBits) == 0) {
                 i += 8;
                 continue;
             }
