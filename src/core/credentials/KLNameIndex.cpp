@@ -1,5 +1,7 @@
 #include "KLNameIndex.h"
 
+#include "KLStringExtensions.h"
+
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
@@ -33,7 +35,7 @@ bool KLNameIndex::contains(std::string_view name) const
 
 std::string KLNameIndex::folded(std::string_view name)
 {
-    if (std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    if (isASCII(name)) {
         std::string out(name);
         for (char& c : out) {
             if (c >= 'A' && c <= 'Z')

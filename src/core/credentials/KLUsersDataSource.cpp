@@ -12,7 +12,6 @@
 #include "KLUserDefaults.h"
 #include "KLUsersMerge.h"
 
-#include <algorithm>
 #include <memory>
 
 namespace {
