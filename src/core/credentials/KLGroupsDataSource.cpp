@@ -36,11 +36,17 @@ KLGroupsDataSource::KLGroupsDataSource() : root_(emptyRoot())
 {
 }
 
-std::shared_ptr<KLGroupsDataSource> KLGroupsDataSource::initWithUsers(const KLNameSet& users)
+std::shared_ptr<KLGroupsDataSource> KLGroupsDataSource::initWithUsers(UserNames users)
 {
     auto source = std::make_shared<KLGroupsDataSource>();
     source->root_ = source->parseGroupfileWithUsers(users);
     return source;
+}
+
+std::shared_ptr<KLGroupsDataSource> KLGroupsDataSource::initWithUsers(KLNameSet users)
+{
+    auto names = std::make_shared<const KLNameSet>(std::move(users));
+    return initWithUsers([names]() -> const KLNameSet& { return *names; });
 }
 
 std::vector<std::string> KLGroupsDataSource::list() const
@@ -52,7 +58,7 @@ std::vector<std::string> KLGroupsDataSource::list() const
     return names;
 }
 
-std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const KLNameSet& users)
+std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const UserNames& users)
 {
     unreadableFile_ = false;
     forgetNames();
@@ -70,9 +76,17 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const KL
         KLLog("Fendrel: cannot read the groups file " + *path + " (" + readError_ + "); it will not be overwritten");
         return emptyRoot();
     }
-    auto root = parseGroups(*text, users);
     disk_.remember(std::move(*text), stamp);
-    return root;
+    // Members are read group by group when first needed, from the text kept
+    // for the next write; the names are asked for then.
+    std::shared_ptr<const std::string> kept = disk_.sharedText();
+    auto keepUsers = std::make_shared<const MemberFilter>(
+        [users](std::vector<std::string_view>& names) { users().keepContained(names); });
+    return readGroupLines(*kept, [&kept, &keepUsers](KLUserItem& group, std::string_view members) {
+        group.setUnreadMembers([kept, members, keepUsers](KLUserItem& unread) {
+            addMembers(unread, members, *keepUsers);
+        });
+    });
 }
 
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text,
@@ -90,10 +104,17 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
 
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text, const MemberFilter& keepUsers)
 {
+    return readGroupLines(text, [&keepUsers](KLUserItem& group, std::string_view members) {
+        addMembers(group, members, keepUsers);
+    });
+}
+
+std::shared_ptr<KLUserItem> KLGroupsDataSource::readGroupLines(std::string_view text, const MemberAdder& add)
+{
     std::shared_ptr<KLUserItem> root = emptyRoot();
     KLScanner scanner(text, KLScanner::Skip::None);
     std::string name;
-    std::string members;
+    std::string_view members;
     while (!scanner.isAtEnd()) {
         if (!scanner.scanUpToString(":", name)) {
             // A line that starts with ":" would hold the scanner in place.
@@ -110,12 +131,12 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
         auto group = KLUserItem::itemWithValue(name, root.get(), KLUserItem::Children{});
         root->children()->push_back(group);
         scanner.scanString(":");
-        members.clear();
+        members = {};
         scanner.scanUpToString("\n", members);
         scanner.scanString("\n");
         if (stringByRemovingSurroundingWhitespace(members).empty())
             continue;
-        addMembers(*group, members, keepUsers);
+        add(*group, members);
     }
     return root;
 }
@@ -221,8 +242,10 @@ bool KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
     std::shared_ptr<KLUserItem> merged = parseGroups(*theirs, isUser);
     KLGroupsMerge::mergeInto(*parseGroups(disk_.text(), isUser), *root_, *merged);
     // The outline keeps the root it was given: its groups are replaced.
-    *root_->children() = std::move(*merged->children());
-    for (const auto& group : *root_->children())
+    KLUserItem::Children& groups = *root_->children();
+    retired_.insert(retired_.end(), groups.begin(), groups.end());
+    groups = std::move(*merged->children());
+    for (const auto& group : groups)
         group->setParent(root_.get());
     forgetNames();
     return true;
@@ -320,6 +343,7 @@ void KLGroupsDataSource::removeItem(KLUserItem* item)
     auto it = std::find_if(siblings.begin(), siblings.end(), [item](const auto& child) { return child.get() == item; });
     if (it == siblings.end())
         return;
+    retired_.push_back(*it);
     siblings.erase(it);
     if (parent == root_.get())
         forgetNames();
@@ -332,6 +356,7 @@ bool KLGroupsDataSource::deleteRowForItem(KLListView& view, KLUserItem* item)
         return false;
     removeItem(item);
     view.reloadData();
+    retired_.clear();
     return true;
 }
 
@@ -339,6 +364,7 @@ void KLGroupsDataSource::reload()
 {
     if (outlineView_)
         outlineView_->reloadData();
+    retired_.clear();
 }
 
 KLFSItem* KLGroupsDataSource::activeDirectory() const

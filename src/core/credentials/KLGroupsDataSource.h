@@ -32,15 +32,19 @@ public:
 
     // An empty tree, no file read.
     KLGroupsDataSource();
+    // The names members must be among, asked for when a group's members are
+    // first read, which is not when the file is read.
+    using UserNames = std::function<const KLNameSet&()>;
     // initWithUsers: the tree read from the groups file, keeping only
     // members that are among `users`.
-    static std::shared_ptr<KLGroupsDataSource> initWithUsers(const KLNameSet& users);
+    static std::shared_ptr<KLGroupsDataSource> initWithUsers(UserNames users);
+    static std::shared_ptr<KLGroupsDataSource> initWithUsers(KLNameSet users);
 
     // --- Groupfile ---
     KLUserItem* root() const { return root_.get(); }
     KLUserItem::Children& rootArray() { return *root_->children(); }
     std::vector<std::string> list() const;
-    std::shared_ptr<KLUserItem> parseGroupfileWithUsers(const KLNameSet& users);
+    std::shared_ptr<KLUserItem> parseGroupfileWithUsers(const UserNames& users);
     // The reader's rules over decoded text; `isUser` says which member names
     // to keep.
     static std::shared_ptr<KLUserItem> parseGroups(std::string_view text,
@@ -106,6 +110,10 @@ private:
     // Removes the names that are not users from a member list.
     using MemberFilter = std::function<void(std::vector<std::string_view>& names)>;
     static std::shared_ptr<KLUserItem> parseGroups(std::string_view text, const MemberFilter& keepUsers);
+    // The groups of `text`, each line's members handed to `addMembers`
+    // with their group.
+    using MemberAdder = std::function<void(KLUserItem& group, std::string_view members)>;
+    static std::shared_ptr<KLUserItem> readGroupLines(std::string_view text, const MemberAdder& addMembers);
     static void addMembers(KLUserItem& group, std::string_view members, const MemberFilter& keepUsers);
     // Built on first use after a change, each kind only when asked for.
     const KLNameIndex& names(KLNameIndex::Matching matching) const;
@@ -117,6 +125,9 @@ private:
     void setGroupActive(bool on, KLUserItem* group);
 
     std::shared_ptr<KLUserItem> root_;
+    // Nodes taken out of the tree, kept until the outline reloads: until
+    // then it may still ask about the rows it shows.
+    KLUserItem::Children retired_;
     KLListView* outlineView_ = nullptr;
     std::function<void()> action_;
     // Carries another program's edits of the file since it was last read or

@@ -4,7 +4,8 @@
 
 KLUserItem::KLUserItem(std::optional<std::string> value, KLUserItem* parent, std::optional<Children> children)
     : value_(value ? std::move(*value) : std::string()), parent_(parent),
-      children_(children ? std::make_unique<Children>(std::move(*children)) : nullptr), hasValue_(value.has_value()),
+      group_(children ? std::make_unique<Group>(Group{std::move(*children), nullptr}) : nullptr),
+      hasValue_(value.has_value()),
       hasChildren_(children.has_value())
 {
 }
@@ -18,6 +19,23 @@ std::shared_ptr<KLUserItem> KLUserItem::itemWithValue(std::optional<std::string>
                                                       std::optional<Children> children)
 {
     return std::make_shared<KLUserItem>(std::move(value), parent, std::move(children));
+}
+
+KLUserItem::Children* KLUserItem::members() const
+{
+    if (group_->unread) {
+        // Taken out first: the reader adds through children().
+        MemberReader read = std::move(group_->unread);
+        group_->unread = nullptr;
+        read(const_cast<KLUserItem&>(*this));
+    }
+    return &group_->members;
+}
+
+void KLUserItem::setUnreadMembers(MemberReader read)
+{
+    if (group_)
+        group_->unread = std::move(read);
 }
 
 const std::string& KLUserItem::value() const
@@ -44,7 +62,7 @@ int KLUserItem::compareTo(const KLUserItem& other, bool caseSensitive) const
 std::string KLUserItem::description() const
 {
     std::string text = hasValue_ ? value_ : "(root)";
-    if (children_)
-        text += " [" + std::to_string(children_->size()) + " children]";
+    if (const Children* list = children())
+        text += " [" + std::to_string(list->size()) + " children]";
     return text;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,8 @@ class KLUserItem
 {
 public:
     using Children = std::vector<std::shared_ptr<KLUserItem>>;
+    // Fills a group's children from its line of the file.
+    using MemberReader = std::function<void(KLUserItem& group)>;
 
     KLUserItem(std::optional<std::string> value, KLUserItem* parent, std::optional<Children> children);
     // A member of `group`, its name copied once.
@@ -25,9 +28,12 @@ public:
     void setValue(std::string value);
     KLUserItem* parent() const { return parent_; }
     void setParent(KLUserItem* parent) { parent_ = parent; }
-    // Null for members.
-    Children* children() { return children_.get(); }
-    const Children* children() const { return children_.get(); }
+    // Null for members. A group's members not yet read are read first.
+    Children* children() { return group_ ? members() : nullptr; }
+    const Children* children() const { return group_ ? members() : nullptr; }
+    // Leaves a group's members unread until its children are first asked
+    // for: most groups of a large file are never opened in a session.
+    void setUnreadMembers(MemberReader read);
     // Fixed at creation: whether the node was made with a children array
     // (groups and the root), not whether it has any child.
     bool hasChildren() const { return hasChildren_; }
@@ -39,10 +45,17 @@ public:
     std::string description() const;
 
 private:
+    struct Group
+    {
+        Children members;
+        MemberReader unread;
+    };
+    Children* members() const;
+
     // Small, as a group of a thousand members holds a thousand of them.
     std::string value_;
     KLUserItem* parent_;
-    std::unique_ptr<Children> children_;
+    std::unique_ptr<Group> group_;
     bool hasValue_;
     bool hasChildren_;
 };

@@ -7,7 +7,7 @@ bool KLDiskCopy::holdsText(const std::string& path) const
 {
     // Mostly the file is what was written here a moment ago: the same bytes
     // need no decoding to tell.
-    return KLTextFile::readBytes(path) == text_;
+    return KLTextFile::readBytes(path) == *text_;
 }
 
 bool KLDiskCopy::outsideText(const std::string& path, std::optional<std::string>& theirs) const
@@ -18,7 +18,7 @@ bool KLDiskCopy::outsideText(const std::string& path, std::optional<std::string>
     std::optional<std::string> text = KLTextFile::readEditable(path);
     if (!text)
         return false;
-    if (*text != text_)
+    if (*text != *text_)
         theirs = std::move(text);
     return true;
 }
@@ -32,5 +32,5 @@ bool KLDiskCopy::changedOnDisk(const std::string& path, bool wasUnreadable) cons
     if (!wasUnreadable && holdsText(path))
         return false;
     std::optional<std::string> text = KLTextFile::readEditable(path);
-    return text ? wasUnreadable || *text != text_ : !wasUnreadable;
+    return text ? wasUnreadable || *text != *text_ : !wasUnreadable;
 }

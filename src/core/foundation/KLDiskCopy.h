@@ -2,6 +2,7 @@
 
 #include "KLFileStamp.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -14,10 +15,12 @@ public:
     // Empty text for a file that was not there.
     void remember(std::string text, const KLFileStamp& stamp)
     {
-        text_ = std::move(text);
+        text_ = std::make_shared<const std::string>(std::move(text));
         stamp_ = stamp;
     }
-    const std::string& text() const { return text_; }
+    const std::string& text() const { return *text_; }
+    // The same text, kept alive for readers that parse parts of it later.
+    std::shared_ptr<const std::string> sharedText() const { return text_; }
 
     // Another program's version of the file: none when it is as remembered
     // or gone (a file that went away is simply written again), otherwise its
@@ -31,6 +34,6 @@ private:
     // Whether the file's bytes are the remembered text, undecoded.
     bool holdsText(const std::string& path) const;
 
-    std::string text_;
+    std::shared_ptr<const std::string> text_ = std::make_shared<const std::string>();
     KLFileStamp stamp_;
 };

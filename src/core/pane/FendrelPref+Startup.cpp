@@ -116,7 +116,8 @@ void FendrelPref::reloadUsersAndGroups()
         o_.userTable->setDataSource(users_.get());
         o_.userTable->reloadData();
     }
-    setGroups(KLGroupsDataSource::initWithUsers(users_->nameSet()));
+    setGroups(KLGroupsDataSource::initWithUsers(
+        [users = users_]() -> const KLNameSet& { return users->nameSet(); }));
     if (users_->couldNotReadFile())
         groups_->setMembersIncomplete();
     groups_->setOutlineView(o_.groupOutline);
