@@ -282,23 +282,34 @@ std::vector<std::string> KLCliController::userNames() const
     return userArray().value_or(std::vector<std::string>{});
 }
 
-std::string KLCliController::userListJSON() const
+void KLCliController::writeUserListJSON(std::FILE* stream) const
 {
     // What nlohmann::json's dump(2) gives for the same array of objects.
     KLUsersDataSource* source = users();
-    if (!source || source->numberOfRows() <= 1)
-        return "[]";
+    if (!source || source->numberOfRows() <= 1) {
+        std::fputs("[]", stream);
+        return;
+    }
+    constexpr std::size_t kPiece = 64 * 1024;
     std::string text = "[";
-    text.reserve(source->records().size() * 64);
+    text.reserve(kPiece + 1024);
+    auto send = [&text, stream] {
+        std::fwrite(text.data(), 1, text.size(), stream);
+        text.clear();
+    };
+    bool first = true;
     for (const KLUserRecord& record : source->records()) {
-        text += text.size() == 1 ? "\n  {\n    \"hash\": " : ",\n  {\n    \"hash\": ";
+        text += first ? "\n  {\n    \"hash\": " : ",\n  {\n    \"hash\": ";
+        first = false;
         appendJSONString(text, KLPasswordHash::nameOf(KLPasswordHash::kindOf(record.hash)));
         text += ",\n    \"name\": ";
         appendJSONString(text, record.name);
         text += "\n  }";
+        if (text.size() >= kPiece)
+            send();
     }
     text += "\n]";
-    return text;
+    send();
 }
 
 KLPasswordHash::Kind KLCliController::passwordHashKind() const

@@ -75,9 +75,10 @@ public:
 
     std::vector<std::string> userNames() const;
     // Each user with the kind of its hash, [{hash, name}], as JSON text
-    // indented by two: the list can hold a school's 100,000 users, too many
-    // to build as a JSON value first.
-    std::string userListJSON() const;
+    // indented by two, written to `stream` piece by piece: the list can hold
+    // a school's 100,000 users, too many to build as a JSON value or a whole
+    // text first.
+    void writeUserListJSON(std::FILE* stream) const;
     nlohmann::json groupList() const;
     std::vector<std::string> knownAddresses() const;
 

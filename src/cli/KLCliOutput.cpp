@@ -11,16 +11,26 @@ void KLCliOutput::emit(const nlohmann::json& value, const std::string& text)
     emitWritten(json_ ? value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) : std::string(), text);
 }
 
-void KLCliOutput::emitWritten(const std::string& json, const std::string& text)
+void KLCliOutput::emitWritten(std::string json, std::string text)
 {
-    if (json_) {
-        pending_ += json;
-        pending_ += '\n';
-    } else if (!text.empty()) {
-        pending_ += text;
-        if (text.back() != '\n')
-            pending_ += '\n';
-    }
+    std::string piece = json_ ? std::move(json) : std::move(text);
+    if (!json_ && piece.empty())
+        return;
+    if (json_ || piece.back() != '\n')
+        piece += '\n';
+    pending_.push_back([piece = std::move(piece)](std::FILE* stream) {
+        std::fwrite(piece.data(), 1, piece.size(), stream);
+    });
+}
+
+void KLCliOutput::emitJSONBy(Writer write)
+{
+    if (!json_)
+        return;
+    pending_.push_back([write = std::move(write)](std::FILE* stream) {
+        write(stream);
+        std::fputc('\n', stream);
+    });
 }
 
 void KLCliOutput::warn(const std::string& line)
@@ -32,7 +42,8 @@ void KLCliOutput::flush()
 {
     std::fputs(warnings_.c_str(), stderr);
     warnings_.clear();
-    std::fputs(pending_.c_str(), stdout);
+    for (const Writer& write : pending_)
+        write(stdout);
     std::fflush(stdout);
     pending_.clear();
 }

@@ -72,13 +72,13 @@ void warnIfTruncated(KLCliSession& session, KLCliController& controller,
 void printUsers(KLCliSession& session, KLCliController& controller)
 {
     if (session.output.isJSON()) {
-        session.output.emitWritten(controller.userListJSON(), {});
+        session.output.emitJSONBy([&controller](std::FILE* stream) { controller.writeUserListJSON(stream); });
         return;
     }
     std::string text;
     for (const std::string& name : controller.userNames())
         text += name + "\n";
-    session.output.emitWritten({}, text);
+    session.output.emitWritten({}, std::move(text));
 }
 
 } // namespace

@@ -10,6 +10,8 @@
 #include <poll.h>
 #include <random>
 #include <regex>
+#include <set>
+#include <sstream>
 #include <sys/inotify.h>
 #include <thread>
 
@@ -141,6 +143,14 @@ TEST_F(ApacheJudgesTest, KilledRunsLeaveEveryFileWhole)
     EXPECT_EQ(apache.status("/private/", "last", "secret"), 200);
     for (const auto& [path, whole] : files)
         EXPECT_EQ(temporaries(path), 0) << path;
+    // Over a megabyte of answer, written out in pieces: every user once.
+    std::multiset<std::string> listed, stored;
+    for (const nlohmann::json& user : json({"user", "list"}))
+        listed.insert(user["name"].get<std::string>());
+    std::string line;
+    for (std::istringstream lines(text(".htusers")); std::getline(lines, line);)
+        stored.insert(line.substr(0, line.find(':')));
+    EXPECT_EQ(listed, stored);
 }
 
 // verify asks the server itself: each folder's answer against its file's promise, the error log's line for a file
