@@ -42,8 +42,18 @@ bool KLScanner::containsWhitespaceOrNewline(std::string_view text)
 std::size_t KLScanner::skippedWhitespace(std::size_t from) const
 {
     std::size_t length = 0;
-    while (from < text_.size() && isWhitespaceOrNewline(codePointAt(text_, from, length)))
+    while (from < text_.size()) {
+        // Mostly a line end before a name: ASCII needs no decoding.
+        if (auto c = static_cast<unsigned char>(text_[from]); c < 0x80) {
+            if (!isWhitespaceOrNewline(c))
+                break;
+            ++from;
+            continue;
+        }
+        if (!isWhitespaceOrNewline(codePointAt(text_, from, length)))
+            break;
         from += length;
+    }
     return from;
 }
 
