@@ -154,6 +154,9 @@ int KLOutlineView::rowForIndex(const QModelIndex& target) const
 // selection is kept by row, and the controller hears of it only if it moved.
 void KLOutlineView::reloadData()
 {
+    // Items the source dropped may already be freed: the rows about to be
+    // replaced are read from the model alone.
+    model_->holdUntilReload();
     std::set<KLItem> expanded;
     collectExpansion(expanded, QModelIndex());
     std::vector<int> before = selectedRows();

@@ -32,6 +32,7 @@ void QtOutlineModel::reload()
 {
     beginResetModel();
     nodes_.clear();
+    held_ = false;
     endResetModel();
 }
 
@@ -44,6 +45,8 @@ int QtOutlineModel::childCount(KLItem item) const
 {
     Node& node = nodeFor(item);
     if (node.childCount < 0) {
+        if (held_)
+            return 0;
         node.childCount = source_ ? std::max(0, source_->numberOfChildren(view_, item)) : 0;
         node.children.assign(static_cast<std::size_t>(node.childCount), nullptr);
     }
@@ -160,6 +163,8 @@ QModelIndex QtOutlineModel::index(int row, int column, const QModelIndex& parent
     Node& parentNode = nodeFor(parentItem);
     KLItem& child = parentNode.children[static_cast<std::size_t>(row)];
     if (!child) {
+        if (held_)
+            return {};
         child = source_->child(view_, row, parentItem);
         Node& childNode = nodes_[child];
         childNode.parent = parentItem;
@@ -201,7 +206,7 @@ bool QtOutlineModel::hasChildren(const QModelIndex& parent) const
     auto it = nodes_.find(item);
     if (it != nodes_.end() && it->second.childCount > 0)
         return true;
-    return source_->isItemExpandable(view_, item);
+    return !held_ && source_->isItemExpandable(view_, item);
 }
 
 KLCell QtOutlineModel::cellAt(const QModelIndex& index) const
@@ -214,7 +219,7 @@ KLCell QtOutlineModel::cellAt(const QModelIndex& index) const
 
 QVariant QtOutlineModel::data(const QModelIndex& index, int role) const
 {
-    if (!source_ || !index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!source_ || held_ || !index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
     if (role == QtColumn::kSummaryRole)
         return toQt(source_->summaryTextForItem(index.internalPointer()));
@@ -225,7 +230,7 @@ QVariant QtOutlineModel::data(const QModelIndex& index, int role) const
 
 bool QtOutlineModel::setData(const QModelIndex& index, const QVariant& value, int role)
 {
-    if (!source_ || !index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!source_ || held_ || !index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
         return false;
     const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];
     auto edit = QtCellData::valueForEdit(column, value, role);
@@ -248,6 +253,9 @@ QVariant QtOutlineModel::headerData(int section, Qt::Orientation orientation, in
 
 Qt::ItemFlags QtOutlineModel::flags(const QModelIndex& index) const
 {
+    // Rows held for a reload keep what selection and expansion look at.
+    if (held_ && index.isValid())
+        return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
     if (!source_ || !index.isValid() || !checkIndex(index, CheckIndexOption::IndexIsValid))
         return dropTypes_.isEmpty() ? Qt::NoItemFlags : Qt::ItemIsDropEnabled;
     const QtColumn& column = columns_[static_cast<std::size_t>(index.column())];

@@ -27,6 +27,9 @@ public:
 
     // Forgets the whole tree and asks the source again.
     void reload();
+    // The source's items may be gone, and a reload follows: until then the
+    // model answers from the rows it holds and never asks the source.
+    void holdUntilReload() { held_ = true; }
     // Asks again for one item's cells and children (and theirs, as far as
     // they were shown). Children that stayed the same keep their rows.
     void reloadItem(KLItem item);
@@ -77,6 +80,7 @@ private:
     KLListView& view_;
     QtColumns columns_;
     KLOutlineDataSource* source_ = nullptr;
+    bool held_ = false;
     // The top level is the entry for the null item.
     mutable std::unordered_map<KLItem, Node> nodes_;
     bool dragEnabled_ = false;

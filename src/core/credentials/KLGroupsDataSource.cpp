@@ -243,7 +243,6 @@ bool KLGroupsDataSource::mergeChangesOnDisk(const std::string& path)
     KLGroupsMerge::mergeInto(*parseGroups(disk_.text(), isUser), *root_, *merged);
     // The outline keeps the root it was given: its groups are replaced.
     KLUserItem::Children& groups = *root_->children();
-    retired_.insert(retired_.end(), groups.begin(), groups.end());
     groups = std::move(*merged->children());
     for (const auto& group : groups)
         group->setParent(root_.get());
@@ -343,7 +342,6 @@ void KLGroupsDataSource::removeItem(KLUserItem* item)
     auto it = std::find_if(siblings.begin(), siblings.end(), [item](const auto& child) { return child.get() == item; });
     if (it == siblings.end())
         return;
-    retired_.push_back(*it);
     siblings.erase(it);
     if (parent == root_.get())
         forgetNames();
@@ -356,7 +354,6 @@ bool KLGroupsDataSource::deleteRowForItem(KLListView& view, KLUserItem* item)
         return false;
     removeItem(item);
     view.reloadData();
-    retired_.clear();
     return true;
 }
 
@@ -364,7 +361,6 @@ void KLGroupsDataSource::reload()
 {
     if (outlineView_)
         outlineView_->reloadData();
-    retired_.clear();
 }
 
 KLFSItem* KLGroupsDataSource::activeDirectory() const

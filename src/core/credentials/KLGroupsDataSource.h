@@ -125,9 +125,6 @@ private:
     void setGroupActive(bool on, KLUserItem* group);
 
     std::shared_ptr<KLUserItem> root_;
-    // Nodes taken out of the tree, kept until the outline reloads: until
-    // then it may still ask about the rows it shows.
-    KLUserItem::Children retired_;
     KLListView* outlineView_ = nullptr;
     std::function<void()> action_;
     // Carries another program's edits of the file since it was last read or
