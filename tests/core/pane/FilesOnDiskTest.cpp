@@ -13,7 +13,7 @@ TEST_F(PaneTest, UnusableFilesAreLeftAsTheyAre)
         root.write("private/.htaccess", "Require user alice\nAuthType Basic\n");
     };
     writeFiles();
-    const std::string binary("\x7f" "ELF\x02\x01\x01\0\0\0\x03\0>\0", 16);
+    const std::string binary("\x7f" "ELF\x02\x01\x01\0\0\0\x03\0>\0", 15);
     const std::uintmax_t huge = (std::uintmax_t{64} << 20) + 1;
     const std::string kinds[] = {"binary", "huge", "pipe"};
     for (const std::string file : {".htusers", ".htgroups", "private/.htaccess"}) {
