@@ -83,8 +83,8 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroupfileWithUsers(const Us
     auto keepUsers = std::make_shared<const MemberFilter>(
         [users](std::vector<std::string_view>& names) { users().keepContained(names); });
     return readGroupLines(*kept, [&kept, &keepUsers](KLUserItem& group, std::string_view members) {
-        group.setUnreadMembers([kept, members, keepUsers](KLUserItem& unread) {
-            addMembers(unread, members, *keepUsers);
+        group.setUnreadMembers([kept, members, keepUsers](std::vector<std::string_view>& names) {
+            memberNames(members, *keepUsers, names);
         });
     });
 }
@@ -104,8 +104,11 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view tex
 
 std::shared_ptr<KLUserItem> KLGroupsDataSource::parseGroups(std::string_view text, const MemberFilter& keepUsers)
 {
-    return readGroupLines(text, [&keepUsers](KLUserItem& group, std::string_view members) {
-        addMembers(group, members, keepUsers);
+    std::vector<std::string_view> names;
+    return readGroupLines(text, [&keepUsers, &names](KLUserItem& group, std::string_view members) {
+        names.clear();
+        memberNames(members, keepUsers, names);
+        group.addMembers(names);
     });
 }
 
@@ -141,9 +144,9 @@ std::shared_ptr<KLUserItem> KLGroupsDataSource::readGroupLines(std::string_view 
     return root;
 }
 
-void KLGroupsDataSource::addMembers(KLUserItem& group, std::string_view members, const MemberFilter& keepUsers)
+void KLGroupsDataSource::memberNames(std::string_view members, const MemberFilter& keepUsers,
+                                     std::vector<std::string_view>& names)
 {
-    std::vector<std::string_view> names;
     names.reserve(countOf(members, ' ') + 1);
     // Names are a few bytes long: a plain walk beats a search call per name.
     std::size_t start = 0;
@@ -155,41 +158,34 @@ void KLGroupsDataSource::addMembers(KLUserItem& group, std::string_view members,
     }
     names.push_back(members.substr(start));
     keepUsers(names);
-    // The members of a line share one allocation: a group of a thousand is
-    // two allocations rather than a thousand. Each child points into it and
-    // keeps it alive.
-    auto block = std::make_shared<std::vector<KLUserItem>>();
-    block->reserve(names.size());
-    KLUserItem::Children& children = *group.children();
-    children.reserve(names.size());
-    for (std::string_view name : names) {
-        block->emplace_back(name, &group);
-        children.emplace_back(block, &block->back());
-    }
 }
 
 std::string KLGroupsDataSource::groupfileText(const KLUserItem& root)
 {
     std::string text;
-    std::size_t length = 0;
+    std::vector<std::string_view> names;
     for (const auto& group : *root.children()) {
-        length += group->value().size() + 3;
-        for (const auto& member : *group->children())
-            length += member->value().size() + 1;
-    }
-    // Filled through a pointer: a million appends would each check the room.
-    text.resize(length);
-    char* out = text.data();
-    auto put = [&out](std::string_view piece, char after) {
-        out = std::copy(piece.begin(), piece.end(), out);
-        *out++ = after;
-    };
-    for (const auto& group : *root.children()) {
+        names.clear();
+        group->memberNames(names);
+        std::size_t length = group->value().size() + 3;
+        for (std::string_view name : names)
+            length += name.size() + 1;
+        std::size_t at = text.size();
+        if (text.capacity() < at + length)
+            text.reserve(std::max(2 * text.capacity(), at + length));
+        // Filled through a pointer: a million appends would each check the
+        // room.
+        text.resize(at + length);
+        char* out = text.data() + at;
+        auto put = [&out](std::string_view piece, char after) {
+            out = std::copy(piece.begin(), piece.end(), out);
+            *out++ = after;
+        };
         put(group->value(), ':');
         *out++ = ' ';
         // Every member, the last included, is followed by a space.
-        for (const auto& member : *group->children())
-            put(member->value(), ' ');
+        for (std::string_view name : names)
+            put(name, ' ');
         *out++ = '\n';
     }
     return text;

@@ -110,11 +110,13 @@ private:
     // Removes the names that are not users from a member list.
     using MemberFilter = std::function<void(std::vector<std::string_view>& names)>;
     static std::shared_ptr<KLUserItem> parseGroups(std::string_view text, const MemberFilter& keepUsers);
-    // The groups of `text`, each line's members handed to `addMembers`
+    // The groups of `text`, each line's members handed to `add`
     // with their group.
     using MemberAdder = std::function<void(KLUserItem& group, std::string_view members)>;
-    static std::shared_ptr<KLUserItem> readGroupLines(std::string_view text, const MemberAdder& addMembers);
-    static void addMembers(KLUserItem& group, std::string_view members, const MemberFilter& keepUsers);
+    static std::shared_ptr<KLUserItem> readGroupLines(std::string_view text, const MemberAdder& add);
+    // The member names of a group's line that `keepUsers` keeps.
+    static void memberNames(std::string_view members, const MemberFilter& keepUsers,
+                            std::vector<std::string_view>& names);
     // Built on first use after a change, each kind only when asked for.
     const KLNameIndex& names(KLNameIndex::Matching matching) const;
     void forgetNames();

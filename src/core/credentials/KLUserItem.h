@@ -14,8 +14,9 @@ class KLUserItem
 {
 public:
     using Children = std::vector<std::shared_ptr<KLUserItem>>;
-    // Fills a group's children from its line of the file.
-    using MemberReader = std::function<void(KLUserItem& group)>;
+    // Fills `names` with a group's member names from its line of the file,
+    // as views into text the function keeps alive.
+    using MemberNames = std::function<void(std::vector<std::string_view>& names)>;
 
     KLUserItem(std::optional<std::string> value, KLUserItem* parent, std::optional<Children> children);
     // A member of `group`, its name copied once.
@@ -33,7 +34,12 @@ public:
     const Children* children() const { return group_ ? members() : nullptr; }
     // Leaves a group's members unread until its children are first asked
     // for: most groups of a large file are never opened in a session.
-    void setUnreadMembers(MemberReader read);
+    void setUnreadMembers(MemberNames read);
+    // A group's member names, without making nodes for members not yet
+    // read: a writer needs only the names. Valid until the group changes.
+    void memberNames(std::vector<std::string_view>& names) const;
+    // Appends members named so; the nodes of one call share one allocation.
+    void addMembers(const std::vector<std::string_view>& names);
     // Fixed at creation: whether the node was made with a children array
     // (groups and the root), not whether it has any child.
     bool hasChildren() const { return hasChildren_; }
@@ -48,9 +54,13 @@ private:
     struct Group
     {
         Children members;
-        MemberReader unread;
+        // Until the members are read: where their names come from, and the
+        // names once asked for.
+        MemberNames unread;
+        std::optional<std::vector<std::string_view>> unreadNames;
     };
     Children* members() const;
+    const std::vector<std::string_view>& unreadNames() const;
 
     // Small, as a group of a thousand members holds a thousand of them.
     std::string value_;
