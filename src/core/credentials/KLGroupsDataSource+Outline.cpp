@@ -39,7 +39,7 @@ KLPlist KLGroupsDataSource::objectValue(KLListView&, const std::string& column, 
     KLUserItem* n = node(item);
     if (column == kGroupColumn)
         return n->value();
-    if (!n->children())
+    if (!n->hasChildren())
         return false;
     const KLPlist::Array* list = requireGroupList(activeDirectory());
     return list && listContains(*list, n->value());
@@ -54,7 +54,7 @@ void KLGroupsDataSource::setObjectValue(KLListView& view, const KLPlist& value, 
     }
     KLUserItem* n = node(item);
     // Members are neither renamed nor ticked.
-    if (!n->children())
+    if (!n->hasChildren())
         return;
     if (column == kGroupColumn)
         setGroupValue(view, value, n);
@@ -86,11 +86,11 @@ void KLGroupsDataSource::setGroupActive(bool on, KLUserItem* group)
 void KLGroupsDataSource::willDisplayCell(KLListView&, KLCell& cell, const std::string& column, KLItem item)
 {
     // A member shows the icon the users table gives the same user.
-    if (column == kGroupColumn && item && !node(item)->children())
+    if (column == kGroupColumn && item && !node(item)->hasChildren())
         cell.imageName = KLUsersDataSource::kUserIcon;
     if (column != kActiveColumn || !item)
         return;
-    if (node(item)->children()) {
+    if (node(item)->hasChildren()) {
         KLFSItem* folder = activeDirectory();
         cell.transparent = false;
         cell.enabled = folder && folder->isPasswordProtected();

@@ -388,7 +388,7 @@ bool KLGroupsDataSource::isItemExpandable(KLListView&, KLItem item)
 bool KLGroupsDataSource::shouldEdit(KLListView&, const std::string& column, KLItem item)
 {
     if (column == kGroupColumn)
-        return item && node(item)->children();
+        return item && node(item)->hasChildren();
     return true;
 }
 
@@ -435,7 +435,7 @@ bool KLGroupsDataSource::writeItems(KLListView&, const std::vector<KLItem>&, KLP
 KLDragOperation KLGroupsDataSource::validateDrop(KLListView&, const KLPasteboard& pasteboard, KLItem item, int)
 {
     bool offersUser = pasteboard.stringForType(KLPasteboard::kFendrelUserType).has_value();
-    if (offersUser && item && node(item)->children())
+    if (offersUser && item && node(item)->hasChildren())
         return KLDragOperation::Copy;
     return KLDragOperation::None;
 }
