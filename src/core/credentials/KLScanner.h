@@ -20,6 +20,8 @@ public:
 
     bool isAtEnd() const { return skipped(pos_) >= text_.size(); }
     std::size_t scanLocation() const { return pos_; }
+    // Moves on to `location`, past a stretch a reader took by hand.
+    void setScanLocation(std::size_t location) { pos_ = location; }
 
     // Everything up to (not including) the next `stop`, or up to the end when
     // there is none. False, and no move, when that would be nothing.

@@ -71,14 +71,29 @@ KLUserRecords KLUsersDataSource::parseUsers(std::string_view text)
     // it at the very end takes the previous line's hash.
     std::string_view name;
     std::string_view hash;
+    auto printable = [](char c) { return c > ' ' && c < 0x7f; };
     while (!scanner.isAtEnd()) {
-        if (!scanner.scanUpToString(":", name)) {
-            // A line that starts with ":" would hold the scanner in place.
-            scanner.skipLine();
-            continue;
+        // The usual line, "name:hash" starting right after the previous
+        // line's end, is taken by hand; it is what the scans below would
+        // take, and anything else goes to them.
+        std::size_t at = scanner.scanLocation();
+        at += at < text.size() && text[at] == '\n';
+        std::size_t end = std::min(text.find('\n', at), text.size());
+        std::size_t colon = text.substr(0, end).find(':', at);
+        if (at < end && printable(text[at]) && colon != std::string_view::npos && colon > at &&
+            colon + 1 < end && printable(text[colon + 1])) {
+            name = text.substr(at, colon - at);
+            hash = text.substr(colon + 1, end - colon - 1);
+            scanner.setScanLocation(end);
+        } else {
+            if (!scanner.scanUpToString(":", name)) {
+                // A line that starts with ":" would hold the scanner in place.
+                scanner.skipLine();
+                continue;
+            }
+            scanner.scanString(":");
+            scanner.scanUpToString("\n", hash);
         }
-        scanner.scanString(":");
-        scanner.scanUpToString("\n", hash);
         // The access file writer's stand-in for "nobody" is never an account.
         if (KLNameIndex::equalIgnoringCase(name, KLFSItem::kPlaceholder))
             continue;
