@@ -33,6 +33,10 @@ bool isTextByte(unsigned char c)
     return (c >= 0x20 || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r' || c == 0x1b) && c != 0x7f;
 }
 
+// With `asciiOnly`, also false for any byte past ASCII: plain ASCII text,
+// the usual credentials or access file, needs no decoding, and one pass
+// tells both.
+template <bool asciiOnly = false>
 bool isText(std::string_view text)
 {
     using namespace KLByteWords;
@@ -43,7 +47,7 @@ bool isText(std::string_view text)
     for (; i + 8 <= text.size(); i += 8) {
         std::uint64_t eight = load(text.data() + i);
         std::uint64_t below = ~((eight | kHighBits) - kOnes * 0x20) & ~eight & kHighBits;
-        if (zeroBytes(eight ^ (kOnes * 0x7f)))
+        if (zeroBytes(eight ^ (kOnes * 0x7f)) || (asciiOnly && (eight & kHighBits)))
             return false;
         for (; below; below &= below - 1) {
             std::size_t at = i + static_cast<std::size_t>(std::countr_zero(below)) / 8;
@@ -52,7 +56,8 @@ bool isText(std::string_view text)
         }
     }
     for (; i < text.size(); ++i) {
-        if (!isTextByte(static_cast<unsigned char>(text[i])))
+        auto c = static_cast<unsigned char>(text[i]);
+        if (!isTextByte(c) || (asciiOnly && c >= 0x80))
             return false;
     }
     return true;
@@ -139,6 +144,8 @@ std::optional<std::string> readEditableOfKind(mode_t mode, off_t size, Read read
     // A file that grew past the limit while it was read.
     if (bytes->size() > KLTextFile::kLargestEditable)
         return refuse("it is larger than 64 MiB");
+    if (isText<true>(*bytes))
+        return bytes;
     std::optional<std::string> text = decodeOwned(std::move(*bytes));
     if (!text || !isText(*text))
         return refuse("it is not a text file");
