@@ -107,15 +107,17 @@ std::optional<std::string> decodeOwned(std::string&& bytes)
 // POSIX reads, so that a folder (which opens fine but cannot be read)
 // or a read error gives nothing rather than an empty text. Read in place at
 // the size the file was seen to have, plus a byte to see its end; a file
-// that grew meanwhile is read to its new end.
-std::optional<std::string> readAll(int fd, off_t size)
+// that grew meanwhile is read to its new end. A regular file that gives
+// less than asked for has been read to its end: no second call to hear so.
+std::optional<std::string> readAll(int fd, off_t size, bool regular)
 {
     std::string bytes(size > 0 ? static_cast<std::size_t>(size) + 1 : 4096, '\0');
     std::size_t used = 0;
     for (;;) {
         if (used == bytes.size())
             bytes.resize(bytes.size() * 2);
-        ssize_t n = ::read(fd, bytes.data() + used, bytes.size() - used);
+        std::size_t asked = bytes.size() - used;
+        ssize_t n = ::read(fd, bytes.data() + used, asked);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)
@@ -123,6 +125,8 @@ std::optional<std::string> readAll(int fd, off_t size)
         if (n == 0)
             break;
         used += static_cast<std::size_t>(n);
+        if (regular && static_cast<std::size_t>(n) < asked)
+            break;
     }
     bytes.resize(used);
     return bytes;
@@ -160,7 +164,8 @@ std::optional<std::string> KLTextFile::readBytes(const std::string& path)
     if (fd < 0)
         return std::nullopt;
     struct stat info{};
-    std::optional<std::string> bytes = readAll(fd, ::fstat(fd, &info) == 0 ? info.st_size : 0);
+    bool known = ::fstat(fd, &info) == 0;
+    std::optional<std::string> bytes = readAll(fd, known ? info.st_size : 0, known && S_ISREG(info.st_mode));
     ::close(fd);
     return bytes;
 }
@@ -221,7 +226,7 @@ std::optional<std::string> KLTextFile::readEditable(const std::string& path)
 
 std::optional<std::string> KLTextFile::readEditable(int fd, const KLFileStamp& stamp)
 {
-    return readEditableOfKind(stamp.mode(), stamp.size(), [&] { return readAll(fd, stamp.size()); });
+    return readEditableOfKind(stamp.mode(), stamp.size(), [&] { return readAll(fd, stamp.size(), true); });
 }
 
 const std::string& KLTextFile::lastError()
