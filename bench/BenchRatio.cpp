@@ -52,7 +52,14 @@ bool runQuietly(const std::vector<std::string>& argv)
 
 int runBenchmarksWithRatios(int argc, char** argv, const std::vector<BenchComparison>& comparisons)
 {
-    benchmark::Initialize(&argc, argv);
+    // Repetitions of ours and of the reference take turns in random order,
+    // so that a slow spell of the machine falls on both sides of a ratio.
+    // A flag given on the command line comes later and wins.
+    std::vector<char*> args(argv, argv + argc);
+    std::string interleave = "--benchmark_enable_random_interleaving=true";
+    args.insert(args.begin() + 1, interleave.data());
+    int count = static_cast<int>(args.size());
+    benchmark::Initialize(&count, args.data());
     CollectingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
