@@ -69,7 +69,7 @@ void KLUserItem::addMembers(const std::vector<std::string_view>& names)
     // A group of a thousand is two allocations rather than a thousand: each
     // child points into the block and keeps it alive.
     Children* children = this->children();
-    if (!children || names.empty())
+    if (!children)
         return;
     auto block = std::make_shared<std::vector<KLUserItem>>();
     block->reserve(names.size());
